@@ -1,0 +1,163 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <exception>
+#include <future>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Binning_Events_Base.h"
+#include "Cell_Counter.h"
+#include "FileHandler_Events.h"
+#include "File_Queue.h"
+#include "Offered_Events.h"
+#include "Parameters.h"
+#include "logging.h"
+
+/// What one task does with files: reads their events piece by piece, filters and counts them.
+/// All memory is made at construction and used again for each piece, so it does not grow with the
+/// files.
+/// Threads: one object per task; the binning object is shared.
+template <Parameters::ExtTrigger_Mode mode, class Filter>
+class File_Task {
+public:
+    using Binning = Binning_Events_Base<mode>;
+    using Stream = orven::Photon_FileHandler::Stream;
+
+    /// Throws: std::bad_alloc.
+    File_Task(Binning& binning_, const Filter& filter_, Image_Use use)
+        : binning(&binning_), filter(filter_), counter(binning_.counters(), use) {}
+
+    /// Counts the events of one file, or in mode `ignore` those that no other task has taken.
+    /// Throws: what reading the file throws; std::invalid_argument for missing trigger data.
+    void add_file(const std::string& file, std::atomic<std::size_t>& nextEvent) {
+        auto checked = orven::Photon_FileHandler::open_file(file);
+        Stream stream(checked.stream, checked.fileEnd);
+        if constexpr (mode == Parameters::ignore) {
+            add_ranges(stream, nextEvent);
+        } else {
+            add_intervals(stream);
+        }
+    }
+
+    /// Takes files from the queue until none is left, then helps with those still being read. A
+    /// failure here outside of a file would lose events without a word: it ends the process.
+    void run(const std::vector<std::string>& files, File_Queue& queue) noexcept {
+        for (std::size_t i = queue.take_file(); i < files.size(); i = queue.take_file()) {
+            add_file_or_log(files[i], queue[i]);
+        }
+        if constexpr (mode == Parameters::ignore) {
+            for (std::size_t i = 0; i < files.size(); ++i) {
+                if (!queue[i].ended) {
+                    add_file_or_log(files[i], queue[i]);
+                }
+            }
+        }
+        counter.merge();
+    }
+
+private:
+    /// How many events a task takes of a file at a time: long enough for the system to read ahead.
+    static constexpr std::size_t events_per_range = 512 * events_per_piece;
+
+    void add_file_or_log(const std::string& file, File_Queue::Progress& progress) {
+        try {
+            add_file(file, progress.nextEvent);
+        } catch (const std::exception& exception) {
+            if (!progress.failed.exchange(true)) {
+                logging<error>(exception.what());
+            }
+        }
+        progress.ended = true;
+    }
+
+    void add_ranges(Stream& stream, std::atomic<std::size_t>& nextEvent) {
+        const std::size_t nEvents = stream.nEvents();
+        const auto take_range = [&] { return nextEvent.fetch_add(events_per_range); };
+        for (std::size_t first = take_range(); first < nEvents; first = take_range()) {
+            const std::size_t end = first + std::min(events_per_range, nEvents - first);
+            for (std::size_t i = first; i < end; i += events_per_piece) {
+                offer_all(read_piece(stream, i, end), filter, memory->offered);
+                count_offered();
+            }
+        }
+    }
+
+    void add_intervals(Stream& stream) {
+        auto triggers = stream.read_extTriggers();
+        if (!triggers) {
+            throw std::invalid_argument(
+                "External trigger data requested from data set recorded without external trigger "
+                "enabled!");
+        }
+        Trigger_Walk walk(std::move(*triggers), binning->nTriggers);
+        const std::size_t nEvents = stream.nEvents();
+        for (std::size_t i = 0; i < nEvents && !walk.finished(); i += events_per_piece) {
+            walk.offer(read_piece(stream, i, nEvents), filter, memory->offered);
+            count_offered();
+        }
+        binning->nTriggers += walk.nIntervals();
+    }
+
+    std::span<const orven::Photon_Event> read_piece(Stream& stream, std::size_t first,
+                                                    std::size_t end) {
+        const std::span piece(memory->piece.data(), std::min(events_per_piece, end - first));
+        stream.read_events(first, piece);
+        return piece;
+    }
+
+    void count_offered() {
+        binning->find_cells(memory->offered, memory->found);
+        counter.count({memory->found.cells.data(), memory->found.size});
+    }
+
+    struct Piece_Memory {
+        std::array<orven::Photon_Event, events_per_piece> piece;
+        Offered_Events offered;
+        Cell_List found;
+    };
+
+    Binning* binning;
+    Filter filter;
+    Cell_Counter counter;
+    std::unique_ptr<Piece_Memory> memory = std::make_unique<Piece_Memory>();
+};
+
+template <Parameters::ExtTrigger_Mode mode>
+template <class Filter, bool concurrent>
+void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
+                                                        const Filter& filter) {
+    if constexpr (!concurrent) {
+        File_Task<mode, Filter> task(*this, filter, Image_Use::alone);
+        for (const std::string& file : files) {
+            std::atomic<std::size_t> nextEvent{0};
+            task.add_file(file, nextEvent);
+        }
+    } else {
+        static_assert(mode != Parameters::frameSync, "frames are numbered in file order");
+        const std::size_t nTasks = std::max(1U, std::thread::hardware_concurrency());
+        const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
+        File_Queue queue(files.size());
+        std::vector<File_Task<mode, Filter>> tasks;
+        tasks.reserve(nTasks);
+        for (std::size_t i = 0; i < nTasks; ++i) {
+            tasks.emplace_back(*this, filter, use);
+        }
+        std::vector<std::future<void>> futures;
+        futures.reserve(nTasks);
+        for (File_Task<mode, Filter>& task : tasks) {
+            futures.push_back(std::async(std::launch::async, [&] { task.run(files, queue); }));
+        }
+        for (std::future<void>& future : futures) {
+            future.wait();
+        }
+    }
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <new>
+
+/// Memory of zero bytes, in huge pages where the system offers them.
+/// Throws: std::bad_alloc if the system refuses it, or if the machine has not that much memory
+/// available: an image that cannot be backed must fail here, not when its last page is counted in.
+[[nodiscard]] void* allocate_zeroed_pages(std::size_t bytes);
+
+void free_pages(void* pages, std::size_t bytes) noexcept;
+
+/// Allocator for counting images: cells are zero because their fresh pages are, so creating an
+/// image touches no memory.
+template <class T>
+class Image_Allocator {
+public:
+    using value_type = T;
+
+    Image_Allocator() = default;
+    template <class U>
+    explicit Image_Allocator(const Image_Allocator<U>&) noexcept {}
+
+    [[nodiscard]] T* allocate(std::size_t n) {
+        if (n > std::numeric_limits<std::ptrdiff_t>::max() / sizeof(T)) {
+            throw std::bad_array_new_length();
+        }
+        return static_cast<T*>(allocate_zeroed_pages(n * sizeof(T)));
+    }
+    void deallocate(T* cells, std::size_t n) noexcept { free_pages(cells, n * sizeof(T)); }
+
+    /// Leaves a new cell as the zero bytes that it is.
+    void construct(T* /*cell*/) const noexcept {}
+
+    bool operator==(const Image_Allocator&) const = default;
+};

@@ -1,0 +1,150 @@
+#include "Image_Writer.h"
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+#include "Output_File.h"
+
+namespace {
+
+Output_File& as_file(thandle_t handle) {
+    return *static_cast<Output_File*>(handle);
+}
+
+tmsize_t read_file(thandle_t handle, void* bytes, tmsize_t count) {
+    return as_file(handle).read(bytes, static_cast<std::size_t>(count)) ? count : -1;
+}
+
+tmsize_t write_file(thandle_t handle, void* bytes, tmsize_t count) {
+    return as_file(handle).write(bytes, static_cast<std::size_t>(count)) ? count : -1;
+}
+
+toff_t seek_file(thandle_t handle, toff_t offset, int whence) {
+    Output_File& file = as_file(handle);
+    const std::uint64_t origin = whence == SEEK_SET   ? 0
+                                 : whence == SEEK_CUR ? file.tell()
+                                                      : file.size();
+    file.seek(origin + offset);
+    return file.tell();
+}
+
+int close_file(thandle_t handle) {
+    return as_file(handle).close() ? 0 : -1;
+}
+
+toff_t file_size(thandle_t handle) {
+    return as_file(handle).size();
+}
+
+/// A TIFF file being written. Every call to libtiff is checked; the first failure throws.
+class Tiff_File {
+public:
+    Tiff_File(const std::string& path_, const char* openMode) : path(path_), file(path_) {
+        if (file.error() != 0) {
+            TIFFError(path.c_str(), "%s", std::strerror(file.error()));
+            fail("could not be opened");
+        }
+        tiff.reset(TIFFClientOpen(path.c_str(), openMode, &file, read_file, write_file, seek_file,
+                                  close_file, file_size, nullptr, nullptr));
+        check(tiff != nullptr);
+    }
+
+    /// Starts a page of this many columns and rows.
+    void set_tags(std::size_t size_x, std::size_t size_y) {
+        set(TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(size_x));
+        set(TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(size_y));
+        set(TIFFTAG_BITSPERSAMPLE, 32);
+        set(TIFFTAG_SAMPLESPERPIXEL, 1);
+        set(TIFFTAG_ROWSPERSTRIP, 1);
+        set(TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+        set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+        set(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    }
+
+    /// Writes the rows of the page, top row first.
+    void write_rows(std::span<const Counter> page, std::size_t size_x) {
+        row.resize(size_x);
+        const std::size_t size_y = page.size() / size_x;
+        for (std::size_t r = 0; r < size_y; ++r) {
+            std::ranges::transform(page.subspan(r * size_x, size_x), row.begin(),
+                                   [](const Counter& cell) { return cell.load(); });
+            check(TIFFWriteScanline(tiff.get(), row.data(), static_cast<std::uint32_t>(r), 0) == 1);
+        }
+    }
+
+    void finish_page() { check(TIFFWriteDirectory(tiff.get()) == 1); }
+
+    void close() {
+        // TIFFClose reports nothing: what is still to write is written before it.
+        check(TIFFFlush(tiff.get()) == 1);
+        tiff.reset();
+        check(file.error() == 0);
+    }
+
+private:
+    template <class Value>
+    void set(std::uint32_t tag, Value value) {
+        check(TIFFSetField(tiff.get(), tag, value) == 1);
+    }
+
+    void check(bool succeeded) const {
+        if (!succeeded) {
+            fail("could not be written");
+        }
+    }
+
+    [[noreturn]] void fail(const std::string& what) const {
+        const std::string reason =
+            file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
+        throw std::runtime_error("output file \"" + path + "\" " + what + reason + "!");
+    }
+
+    std::string path;
+    Output_File file;
+    std::unique_ptr<TIFF, void (*)(TIFF*)> tiff{nullptr, TIFFClose};
+    std::vector<std::uint32_t> row;
+};
+
+}  // namespace
+
+const char* tiff_open_mode(const std::string& fileFormat) {
+    if (fileFormat == "tiff_w4") {
+        return "w4";
+    }
+    if (fileFormat == "tiff_w8") {
+        return "w8";
+    }
+    throw std::invalid_argument("Invalid file format: " + fileFormat);
+}
+
+void write_tiff(const std::string& path, const char* openMode, const Counting_Image<2>& image) {
+    const auto [size_y, size_x] = image.get_sizes();
+    Tiff_File tiff(path, openMode);
+    tiff.set_tags(size_x, size_y);
+    tiff.write_rows(image.get_content(), size_x);
+    tiff.close();
+}
+
+void write_tiff(const std::string& path, const char* openMode, const Counting_Image<3>& image) {
+    const auto [nPages, size_y, size_x] = image.get_sizes();
+    const std::span<const Counter> cells = image.get_content();
+    const std::size_t page_size = size_x * size_y;
+    Tiff_File tiff(path, openMode);
+    for (std::size_t t = 0; t < nPages; ++t) {
+        tiff.set_tags(size_x, size_y);
+        tiff.write_rows(cells.subspan(t * page_size, page_size), size_x);
+        tiff.finish_page();
+    }
+    tiff.close();
+}

@@ -1,0 +1,117 @@
+#include "Output_File.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr std::size_t buffer_bytes = std::size_t{4} << 20;
+constexpr mode_t permissions = 0666;
+
+}  // namespace
+
+Output_File::Output_File(const std::string& path)
+    : descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, permissions)) {
+    if (descriptor < 0) {
+        fail(errno);
+        return;
+    }
+    buffer.resize(buffer_bytes);
+}
+
+Output_File::~Output_File() {
+    close();
+}
+
+bool Output_File::write(const void* bytes, std::size_t count) noexcept {
+    const auto* const source = static_cast<const std::byte*>(bytes);
+    const bool correction = position + count <= bufferStart;
+    if (!correction && !fits_buffer(count) && !flush()) {
+        return false;
+    }
+    if (fits_buffer(count)) {
+        const std::size_t offset = position - bufferStart;
+        std::memcpy(buffer.data() + offset, source, count);
+        used = std::max(used, offset + count);
+    } else {
+        if (!write_at(position, source, count)) {
+            return false;
+        }
+        bufferStart = std::max(bufferStart, position + count);
+    }
+    position += count;
+    return true;
+}
+
+bool Output_File::read(void* bytes, std::size_t count) noexcept {
+    if (!flush()) {
+        return false;
+    }
+    auto* target = static_cast<std::byte*>(bytes);
+    while (count > 0) {
+        const ssize_t got = pread(descriptor, target, count, static_cast<off_t>(position));
+        if (got <= 0) {
+            if (got < 0 && errno == EINTR) {
+                continue;
+            }
+            return fail(got < 0 ? errno : EIO);
+        }
+        target += got;
+        position += static_cast<std::uint64_t>(got);
+        count -= static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+bool Output_File::close() noexcept {
+    if (descriptor >= 0) {
+        flush();
+        if (::close(descriptor) != 0) {
+            fail(errno);
+        }
+        descriptor = -1;
+    }
+    return firstError == 0;
+}
+
+bool Output_File::fits_buffer(std::size_t count) const noexcept {
+    return position >= bufferStart && position <= bufferStart + used &&
+           position - bufferStart + count <= buffer.size();
+}
+
+bool Output_File::flush() noexcept {
+    if (!write_at(bufferStart, buffer.data(), used)) {
+        return false;
+    }
+    bufferStart += used;
+    used = 0;
+    return true;
+}
+
+bool Output_File::write_at(std::uint64_t start, const std::byte* bytes,
+                           std::size_t count) noexcept {
+    while (count > 0) {
+        const ssize_t written = pwrite(descriptor, bytes, count, static_cast<off_t>(start));
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return fail(errno);
+        }
+        bytes += written;
+        start += static_cast<std::uint64_t>(written);
+        count -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool Output_File::fail(int errorNumber) noexcept {
+    if (firstError == 0) {
+        firstError = errorNumber;
+    }
+    return false;
+}

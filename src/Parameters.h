@@ -1,0 +1,71 @@
+#pragma once
+
+#include <getopt.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The settings of one run, from the command line and the settings file. Read-only once built.
+class Parameters {
+public:
+    /// How external trigger times are used: not at all, as the zero of event times, or as the
+    /// starts of frames.
+    enum ExtTrigger_Mode : std::uint32_t { ignore = 0, reference = 1, frameSync = 2 };
+
+    bool exit_requested = false;          ///< stop without a run: help was asked, or a soft error
+    std::vector<std::string> inputFiles;  ///< event files, in the order collected
+    std::optional<std::string> outputFile;
+    std::uint64_t size_x = 512;               ///< image width in pixels
+    std::uint64_t size_y = 512;               ///< image height in pixels
+    std::uint64_t nPhotons_min = 0;           ///< smallest photon count that is counted
+    std::uint64_t nPhotons_max = UINT64_MAX;  ///< largest photon count that is counted
+    ExtTrigger_Mode extTrigger_mode = ignore;
+    std::optional<double> time_res_s;                ///< time bin in seconds; set: 3-D image
+    std::optional<std::int64_t> time_max_binNumber;  ///< number of time bins of the 3-D image
+    std::optional<double> psd_min;
+    std::optional<double> psd_max;
+    std::string fileFormat = "tiff_w4";
+    bool parallel = true;
+
+    static const option long_options[];
+    static constexpr std::string_view extension_eventFiles = ".orvenevent";
+
+    /// Parses the command line; options take effect in its order.
+    /// Throws: std::invalid_argument or std::out_of_range for an argument that cannot be
+    /// converted or is in excess; what the settings file and the input folder throw.
+    Parameters(int argc, char* const argv[]);
+
+    /// Writes the usage text to standard error, with this record's values as defaults.
+    void print_help(const char* programName) const;
+
+    /// Writes the licence terms to standard error.
+    void print_license() const;
+
+    /// The mode of this name.
+    /// Throws: std::invalid_argument naming the current option argument.
+    [[nodiscard]] ExtTrigger_Mode read_externalTrigger_mode(const std::string& text) const;
+
+    /// Takes over the values of the section "vexolan" of a JSON file.
+    /// Throws: std::invalid_argument for a missing section or a value of the wrong type. A file
+    /// that is not a JSON object is logged and fails an assertion.
+    void read_parameterSettings_file(const std::string& path);
+
+    /// The value of `key` in `object`, for `T` unsigned 64-bit or double.
+    /// Throws: std::invalid_argument if the key is missing or of another type.
+    template <class T, class JSON_Value>
+    static T json_getValue_helper(const JSON_Value& object, const std::string& key);
+
+private:
+    void apply_option(int shortName, const char* longName, const char* programName);
+    void apply_long_option(std::string_view name);
+    void set_parallel(std::string_view argument);
+
+    void add_inputFiles(const std::string& list);
+    void add_inputFolder(const std::string& folder);
+    void add_inputListFile(const std::string& path);
+
+    void print_version() const;
+};

@@ -1,0 +1,52 @@
+#include <filesystem>
+#include <fstream>
+
+#include "Parameters.h"
+#include "logging.h"
+
+void Parameters::add_inputFiles(const std::string& list) {
+    std::size_t start = 0;
+    std::size_t end = 0;
+    do {
+        start = list.find_first_not_of(" \t\n\r\f\v", start);
+        end = list.find(',', start);
+        // A missing item at the end of the list is out of range for substr.
+        std::string item = list.substr(start, end - start);
+        if (item.ends_with(extension_eventFiles)) {
+            inputFiles.push_back(std::move(item));
+        } else {
+            logging<warning>("Input file must be a .orvenevent file! Ignoring \"" + item + "\"");
+        }
+        start = end + 1;
+    } while (end != std::string::npos);
+}
+
+void Parameters::add_inputFolder(const std::string& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::error_code no_status;
+        if (entry.is_regular_file(no_status) && entry.path().extension() == extension_eventFiles) {
+            inputFiles.push_back(entry.path().string());
+        }
+    }
+}
+
+void Parameters::add_inputListFile(const std::string& path) {
+    const auto soft_error = [this](const std::string& message) {
+        logging<error>(message);
+        exit_requested = true;
+    };
+    std::error_code no_status;
+    const std::filesystem::file_type type = std::filesystem::status(path, no_status).type();
+    if (type == std::filesystem::file_type::not_found) {
+        soft_error("could not find file: " + path);
+        return;
+    }
+    std::ifstream file(path);
+    if (!file || type == std::filesystem::file_type::directory) {
+        soft_error("could not open file: " + path);
+        return;
+    }
+    for (std::string line; std::getline(file, line);) {
+        inputFiles.push_back(line);
+    }
+}

@@ -1,0 +1,115 @@
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <rapidjson/istreamwrapper.h>
+
+#include <cmath>
+#include <concepts>
+#include <fstream>
+#include <stdexcept>
+
+#include "Parameters.h"
+#include "logging.h"
+
+namespace {
+
+constexpr const char* section_name = "vexolan";
+
+std::invalid_argument key_error(const std::string& key, const std::string& problem) {
+    return std::invalid_argument("Key \"" + key + "\" " + problem);
+}
+
+void log_problem(const std::string& path, const std::string& problem) {
+    logging<error>("settings file \"" + path + "\" " + problem);
+}
+
+/// Parses without recursion, so that no depth of nesting exhausts the stack. Logs why there is no
+/// object at the root; the caller's first look-up then fails the JSON library's assertion.
+rapidjson::Document parse_settings(const std::string& path) {
+    rapidjson::Document document;
+    std::ifstream file(path);
+    if (!file) {
+        log_problem(path, "could not be opened");
+        return document;
+    }
+    rapidjson::IStreamWrapper stream(file);
+    document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    if (file.bad()) {
+        log_problem(path, "could not be read");
+    } else if (document.HasParseError()) {
+        log_problem(
+            path, "is not valid JSON: " + std::string(GetParseError_En(document.GetParseError())) +
+                      " (at byte " + std::to_string(document.GetErrorOffset()) + ")");
+    } else if (!document.IsObject()) {
+        log_problem(path, "has no JSON object at its root");
+    }
+    return document;
+}
+
+std::int64_t whole_number(double value, const std::string& key) {
+    const double truncated = std::trunc(value);
+    if (!(truncated >= -0x1p63 && truncated < 0x1p63)) {
+        throw key_error(key, "does not fit into a 64 bit signed int!");
+    }
+    return static_cast<std::int64_t>(truncated);
+}
+
+}  // namespace
+
+template <class T, class JSON_Value>
+T Parameters::json_getValue_helper(const JSON_Value& object, const std::string& key) {
+    const auto member = object.FindMember(key.c_str());
+    if (member == object.MemberEnd()) {
+        throw key_error(key, "missing!");
+    }
+    if constexpr (std::floating_point<T>) {
+        if (!member->value.IsNumber()) {
+            throw key_error(key, "expected to be a double!");
+        }
+        return member->value.GetDouble();
+    } else {
+        if (!member->value.IsUint64()) {
+            throw key_error(key, "expected to be a 64 bit unsigned int!");
+        }
+        return member->value.GetUint64();
+    }
+}
+
+void Parameters::read_parameterSettings_file(const std::string& path) {
+    const rapidjson::Document document = parse_settings(path);
+    if (!document.HasMember(section_name)) {
+        throw key_error(section_name, "missing!");
+    }
+    const rapidjson::Value& section = document[section_name];
+    if (!section.IsObject()) {
+        throw key_error(section_name, "expected to be a JSON Object!");
+    }
+
+    const auto take = [&section]<class T>(const char* key, T& field) {
+        if (section.HasMember(key)) {
+            field = json_getValue_helper<T>(section, key);
+        }
+    };
+    const auto take_optional = [&section](const char* key, std::optional<double>& field) {
+        if (section.HasMember(key)) {
+            field = json_getValue_helper<double>(section, key);
+        }
+    };
+    take("size_x", size_x);
+    take("size_y", size_y);
+    take("nPhotons_min", nPhotons_min);
+    take("nPhotons_max", nPhotons_max);
+    take_optional("psd_min", psd_min);
+    take_optional("psd_max", psd_max);
+    if (section.HasMember("time_extTrigger")) {
+        const rapidjson::Value& name = section["time_extTrigger"];
+        if (!name.IsString()) {
+            throw key_error("time_extTrigger", "expected to be a string!");
+        }
+        extTrigger_mode = read_externalTrigger_mode({name.GetString(), name.GetStringLength()});
+    }
+    take_optional("time_res_s", time_res_s);
+    if (section.HasMember("time_limit")) {
+        const auto limit = json_getValue_helper<double>(section, "time_limit");
+        time_max_binNumber = whole_number(limit, "time_limit");
+    }
+}

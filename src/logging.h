@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+/// How important a log line is. `error` and `warning` go to standard error, `info` to standard
+/// output.
+enum class LogLevel : int { error = -1, warning = 0, info = 2 };
+
+using enum LogLevel;
+
+/// The verbosity: lines of a level above it are not written.
+extern int logLevel;
+
+/// Writes one line: label, local time, message. The line is put together first and written with
+/// one insertion, so lines of different threads do not tear.
+template <LogLevel level>
+void logging(const std::string& message);
+
+extern template void logging<error>(const std::string&);
+extern template void logging<warning>(const std::string&);
+extern template void logging<info>(const std::string&);
