@@ -12,8 +12,8 @@
 #include "Counting_Image.h"
 #include "File_Tasks.h"
 #include "Image_Geometry.h"
-#include "Offered_Events.h"
 #include "Parameters.h"
+#include "Trigger_Walk.h"
 
 /// Counts events into one image over all time: `x` selects the column, `y` the row.
 template <Parameters::ExtTrigger_Mode mode>
@@ -23,6 +23,7 @@ class Binning_Events_TimeIntegrated final : public Binning_Events_Base<mode> {
 public:
     using Base = Binning_Events_Base<mode>;
     using typename Base::Event;
+    using typename Base::Filter;
     using typename Base::Time;
 
     /// Throws: std::invalid_argument for sizes that give no image, std::bad_alloc.
@@ -37,28 +38,33 @@ public:
 
     void add_singleEvent(const Event& event, const Time& /*time*/,
                          std::size_t /*frameIndex*/) override {
-        const std::size_t column = columns.bin_of(event.x.value);
-        const std::size_t row = rows.bin_of(event.y.value);
+        const std::uint32_t column = columns.bin_of(event.x.value);
+        const std::uint32_t row = rows.bin_of(event.y.value);
         if (rows.contains(row) && columns.contains(column)) {
             image[{row, column}].fetch_add(1);
         }
     }
 
-    void find_cells(const Offered_Events& offered, Cell_List& cells) const noexcept override {
-        cells.size = 0;
-        for (std::size_t i = 0; i < offered.size; ++i) {
-            const std::size_t column = columns.bin_of(offered.x[i]);
-            const std::size_t row = rows.bin_of(offered.y[i]);
-            cells.append_if(rows.contains(row) & columns.contains(column),
-                            row * columns.size() + column);
+    void find_cells(std::span<const Event> events, const Filter& filter,
+                    const Interval& /*interval*/, Cell_List& found) const noexcept override {
+        const Pixel_Axis x_axis = columns;
+        const Pixel_Axis y_axis = rows;
+        std::size_t size = found.size;
+        for (const Event& event : events) {
+            const std::uint32_t column = x_axis.bin_of(event.x.value);
+            const std::uint32_t row = y_axis.bin_of(event.y.value);
+            const bool inside = y_axis.contains(row) & x_axis.contains(column);
+            found.cells[size] = row * x_axis.size() + column;
+            size += inside & filter.accepts(event) ? 1 : 0;
         }
+        found.size = size;
     }
 
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
 
 private:
-    Bin_Axis<std::int32_t> columns;
-    Bin_Axis<std::int32_t> rows;
+    Pixel_Axis columns;
+    Pixel_Axis rows;
 
 public:
     Counting_Image<2> image;
@@ -71,6 +77,7 @@ class Binning_Events_TimeResolved final : public Binning_Events_Base<mode> {
 public:
     using Base = Binning_Events_Base<mode>;
     using typename Base::Event;
+    using typename Base::Filter;
     using typename Base::Time;
 
     /// Throws: std::bad_optional_access without a number of time bins, std::invalid_argument for
@@ -89,41 +96,45 @@ public:
     }
 
     void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) override {
-        const std::size_t column = columns.bin_of(event.y.value);
-        const std::size_t row = rows.bin_of(event.x.value);
-        const std::size_t page = page_of(time.value, frameIndex);
+        const std::uint32_t column = columns.bin_of(event.y.value);
+        const std::uint32_t row = rows.bin_of(event.x.value);
+        const std::size_t page = page_of(time, frameIndex);
         if (pages.contains(page) && rows.contains(row) && columns.contains(column)) {
             image[{page, row, column}].fetch_add(1);
         }
     }
 
-    void find_cells(const Offered_Events& offered, Cell_List& cells) const noexcept override {
-        cells.size = 0;
-        for (std::size_t i = 0; i < offered.size; ++i) {
-            const std::size_t column = columns.bin_of(offered.y[i]);
-            const std::size_t row = rows.bin_of(offered.x[i]);
-            const std::size_t page = page_of(offered.time[i], offered.frameIndex[i]);
-            cells.append_if(pages.contains(page) & rows.contains(row) & columns.contains(column),
-                            (page * rows.size() + row) * columns.size() + column);
+    void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval,
+                    Cell_List& found) const noexcept override {
+        std::size_t size = found.size;
+        for (const Event& event : events) {
+            const std::uint32_t column = columns.bin_of(event.y.value);
+            const std::uint32_t row = rows.bin_of(event.x.value);
+            const std::size_t page = page_of(interval.relative(event.time), interval.frameIndex);
+            const bool inside =
+                pages.contains(page) & rows.contains(row) & columns.contains(column);
+            found.cells[size] = (page * rows.size() + row) * columns.size() + column;
+            size += inside & filter.accepts(event) ? 1 : 0;
         }
+        found.size = size;
     }
 
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
 
 private:
     /// The page of an event; no page of the image if there is none.
-    [[nodiscard]] std::size_t page_of(std::int64_t time, std::size_t frameIndex) const noexcept {
+    [[nodiscard]] std::size_t page_of(Time time, std::size_t frameIndex) const noexcept {
         if constexpr (mode == Parameters::frameSync) {
-            return time >= 0 && time < time_res.value ? frameIndex : pages.size();
+            return time >= Time(0) && time < time_res ? frameIndex : pages.size();
         } else {
-            return pages.bin_of(time);
+            return pages.bin_of(time.value);
         }
     }
 
     Time time_res;
-    Bin_Axis<std::int32_t> columns;
-    Bin_Axis<std::int32_t> rows;
-    Bin_Axis<std::int64_t> pages;
+    Pixel_Axis columns;
+    Pixel_Axis rows;
+    Time_Axis pages;
 
 public:
     Counting_Image<3> image;

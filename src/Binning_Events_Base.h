@@ -9,9 +9,10 @@
 
 #include "Cell_Counter.h"
 #include "Event.h"
+#include "Filters_Events.h"
 #include "Image_Geometry.h"
-#include "Offered_Events.h"
 #include "Parameters.h"
+#include "Trigger_Walk.h"
 
 /// Counts events into an image. The derived classes own the image and know where an event belongs.
 template <Parameters::ExtTrigger_Mode mode>
@@ -19,6 +20,7 @@ class Binning_Events_Base {
 public:
     using Event = orven::Photon_Event;
     using Time = Event::Time;
+    using Filter = orven::Photon_Filter;
 
     /// Counts one event, placed by `time` and `frameIndex` where the image has time bins; drops it
     /// if it lies outside the image.
@@ -32,14 +34,16 @@ public:
     /// Throws: std::bad_alloc; concurrent: std::system_error if a thread cannot be started; not
     /// concurrent: what reading a file throws, and std::invalid_argument for a file without
     /// trigger data where the mode needs it.
-    template <class Filter, bool concurrent>
-    void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter);
+    template <class Filter_Type, bool concurrent>
+    void add_data_filtered_files(const std::vector<std::string>& files, const Filter_Type& filter);
 
     /// The number of trigger intervals processed so far, over all files.
     std::atomic<std::size_t> nTriggers{0};
 
-    /// The cells of a piece of events: where `add_singleEvent` would count them.
-    virtual void find_cells(const Offered_Events& offered, Cell_List& cells) const noexcept = 0;
+    /// Appends the cells of those events that pass the filter and lie in the image: where
+    /// `add_singleEvent` would count them with their time and frame in this interval.
+    virtual void find_cells(std::span<const Event> events, const Filter& filter,
+                            const Interval& interval, Cell_List& found) const noexcept = 0;
 
     /// The cells of the image, in storage order.
     [[nodiscard]] virtual std::span<Counter> counters() noexcept = 0;

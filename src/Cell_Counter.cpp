@@ -39,7 +39,8 @@ Cell_Counter::Cell_Counter(std::span<Counter> image_, Image_Use use)
       atomic(use == Image_Use::shared && image.size_bytes() > own_counters_max_bytes),
       own(use == Image_Use::shared && !atomic ? image.size() : 0) {}
 
-void Cell_Counter::count(std::span<const std::size_t> cells) noexcept {
+void Cell_Counter::count(const Cell_List& list) noexcept {
+    const std::span cells(list.cells.data(), list.size);
     if (atomic) {
         add_each<add_atomic>(image.data(), cells);
     } else {
@@ -49,6 +50,9 @@ void Cell_Counter::count(std::span<const std::size_t> cells) noexcept {
 
 void Cell_Counter::merge() noexcept {
     for (std::size_t cell = 0; cell < own.size(); ++cell) {
-        image[cell].fetch_add(own[cell].exchange(0, std::memory_order_relaxed));
+        const unsigned int count = own[cell].load(std::memory_order_relaxed);
+        if (count != 0) {
+            image[cell].fetch_add(count);
+        }
     }
 }

@@ -1,10 +1,20 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
 
 #include "Counting_Image.h"
+
+/// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
+inline constexpr std::size_t events_per_piece = 2048;
+
+/// Cells of an image, as positions in its storage order: at most those of one piece of events.
+struct Cell_List {
+    std::size_t size = 0;
+    std::array<std::size_t, events_per_piece> cells;
+};
 
 /// Who else counts into the image at the same time.
 enum class Image_Use { alone, shared };
@@ -19,7 +29,7 @@ public:
     Cell_Counter(std::span<Counter> image_, Image_Use use);
 
     /// Adds 1 to each of these cells; all must lie in the image.
-    void count(std::span<const std::size_t> cells) noexcept;
+    void count(const Cell_List& list) noexcept;
 
     /// Adds the task's own counters, if it has any, to the image.
     void merge() noexcept;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <exception>
@@ -18,8 +19,8 @@
 #include "Cell_Counter.h"
 #include "FileHandler_Events.h"
 #include "File_Queue.h"
-#include "Offered_Events.h"
 #include "Parameters.h"
+#include "Trigger_Walk.h"
 #include "logging.h"
 
 /// What one task does with files: reads their events piece by piece, filters and counts them.
@@ -61,8 +62,10 @@ public:
                 }
             }
         }
-        counter.merge();
     }
+
+    /// Adds what the task counted apart to the image; call when no task runs any more.
+    void merge() noexcept { counter.merge(); }
 
 private:
     /// How many events a task takes of a file at a time: long enough for the system to read ahead.
@@ -85,8 +88,9 @@ private:
         for (std::size_t first = take_range(); first < nEvents; first = take_range()) {
             const std::size_t end = first + std::min(events_per_range, nEvents - first);
             for (std::size_t i = first; i < end; i += events_per_piece) {
-                offer_all(read_piece(stream, i, end), filter, memory->offered);
-                count_offered();
+                const auto piece = read_piece(stream, i, end);
+                binning->find_cells(piece, filter, Interval{}, memory->found);
+                count_found();
             }
         }
     }
@@ -101,8 +105,12 @@ private:
         Trigger_Walk walk(std::move(*triggers), binning->nTriggers);
         const std::size_t nEvents = stream.nEvents();
         for (std::size_t i = 0; i < nEvents && !walk.finished(); i += events_per_piece) {
-            walk.offer(read_piece(stream, i, nEvents), filter, memory->offered);
-            count_offered();
+            walk.walk(
+                read_piece(stream, i, nEvents), filter,
+                [this](std::span<const orven::Photon_Event> events, const Interval& interval) {
+                    binning->find_cells(events, filter, interval, memory->found);
+                });
+            count_found();
         }
         binning->nTriggers += walk.nIntervals();
     }
@@ -114,14 +122,13 @@ private:
         return piece;
     }
 
-    void count_offered() {
-        binning->find_cells(memory->offered, memory->found);
-        counter.count({memory->found.cells.data(), memory->found.size});
+    void count_found() {
+        counter.count(memory->found);
+        memory->found.size = 0;
     }
 
     struct Piece_Memory {
         std::array<orven::Photon_Event, events_per_piece> piece;
-        Offered_Events offered;
         Cell_List found;
     };
 
@@ -132,11 +139,11 @@ private:
 };
 
 template <Parameters::ExtTrigger_Mode mode>
-template <class Filter, bool concurrent>
+template <class Filter_Type, bool concurrent>
 void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
-                                                        const Filter& filter) {
+                                                        const Filter_Type& filter) {
     if constexpr (!concurrent) {
-        File_Task<mode, Filter> task(*this, filter, Image_Use::alone);
+        File_Task<mode, Filter_Type> task(*this, filter, Image_Use::alone);
         for (const std::string& file : files) {
             std::atomic<std::size_t> nextEvent{0};
             task.add_file(file, nextEvent);
@@ -146,18 +153,21 @@ void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::s
         const std::size_t nTasks = std::max(1U, std::thread::hardware_concurrency());
         const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
         File_Queue queue(files.size());
-        std::vector<File_Task<mode, Filter>> tasks;
+        std::vector<File_Task<mode, Filter_Type>> tasks;
         tasks.reserve(nTasks);
         for (std::size_t i = 0; i < nTasks; ++i) {
             tasks.emplace_back(*this, filter, use);
         }
         std::vector<std::future<void>> futures;
         futures.reserve(nTasks);
-        for (File_Task<mode, Filter>& task : tasks) {
+        for (File_Task<mode, Filter_Type>& task : tasks) {
             futures.push_back(std::async(std::launch::async, [&] { task.run(files, queue); }));
         }
         for (std::future<void>& future : futures) {
             future.wait();
+        }
+        for (File_Task<mode, Filter_Type>& task : tasks) {
+            task.merge();
         }
     }
 }

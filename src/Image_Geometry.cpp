@@ -4,14 +4,14 @@
 #include <limits>
 #include <stdexcept>
 
-Bin_Axis<std::int32_t> pixel_axis(std::uint64_t size) {
+Pixel_Axis pixel_axis(std::uint64_t size) {
     constexpr double detector_pixels = 256.0;
     constexpr double units_per_pixel = orven::Event_Length::units_per_pixel;
     const double width = std::round(detector_pixels / static_cast<double>(size) * units_per_pixel);
     if (size == 0 || width < 1) {
         throw std::invalid_argument("Image size must be between 1 and 33554432 pixels!");
     }
-    return {static_cast<std::int32_t>(width), size};
+    return {static_cast<std::int32_t>(width), static_cast<std::uint32_t>(size)};
 }
 
 orven::Event_Time time_bin_length(double seconds) {

@@ -8,7 +8,7 @@
 /// An axis of `size` pixels that share the 256 detector pixels; the width of one is rounded to
 /// the nearest unit, halves away from zero.
 /// Throws: std::invalid_argument if there is no pixel, or if their width rounds to 0.
-[[nodiscard]] Bin_Axis<std::int32_t> pixel_axis(std::uint64_t size);
+[[nodiscard]] Pixel_Axis pixel_axis(std::uint64_t size);
 
 /// The length of a time bin in ticks, rounded to the nearest, halves away from zero.
 /// Throws: std::invalid_argument if that is not a tick count of at least 1, NaN and infinity

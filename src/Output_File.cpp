@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t buffer_bytes = std::size_t{4} << 20;
+constexpr std::size_t buffer_bytes = std::size_t{1} << 20;
 constexpr mode_t permissions = 0666;
 
 }  // namespace
@@ -20,7 +20,7 @@ Output_File::Output_File(const std::string& path)
         fail(errno);
         return;
     }
-    buffer.resize(buffer_bytes);
+    buffer = std::make_unique_for_overwrite<std::byte[]>(buffer_bytes);
 }
 
 Output_File::~Output_File() {
@@ -35,7 +35,7 @@ bool Output_File::write(const void* bytes, std::size_t count) noexcept {
     }
     if (fits_buffer(count)) {
         const std::size_t offset = position - bufferStart;
-        std::memcpy(buffer.data() + offset, source, count);
+        std::memcpy(buffer.get() + offset, source, count);
         used = std::max(used, offset + count);
     } else {
         if (!write_at(position, source, count)) {
@@ -80,11 +80,11 @@ bool Output_File::close() noexcept {
 
 bool Output_File::fits_buffer(std::size_t count) const noexcept {
     return position >= bufferStart && position <= bufferStart + used &&
-           position - bufferStart + count <= buffer.size();
+           position - bufferStart + count <= buffer_bytes;
 }
 
 bool Output_File::flush() noexcept {
-    if (!write_at(bufferStart, buffer.data(), used)) {
+    if (!write_at(bufferStart, buffer.get(), used)) {
         return false;
     }
     bufferStart += used;

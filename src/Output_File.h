@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <vector>
 
 /// A new file, written through a large buffer that holds its end: many small pieces, and small
 /// corrections of what was written before, become few large writes.
@@ -43,5 +43,5 @@ private:
     std::uint64_t position = 0;
     std::uint64_t bufferStart = 0;  ///< the file offset of the buffer: all before it is written
     std::size_t used = 0;
-    std::vector<std::byte> buffer;
+    std::unique_ptr<std::byte[]> buffer;
 };

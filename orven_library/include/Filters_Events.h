@@ -30,13 +30,17 @@ struct Filters_Events {
         ~Base() = default;
     };
 
+    // The tests join conditions without branches: whether an event passes cannot be predicted, and
+    // a wrong prediction costs more than all of them.
+
     /// Keeps photon counts from `min` to `max`, both included.
     struct NPhotons_Core {
         std::uint64_t min;
         std::uint64_t max;
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            return event.nPhotons >= min && event.nPhotons <= max;
+            // One comparison for both bounds: a count below `min` wraps to a large difference.
+            return (event.nPhotons - min <= max - min) & (min <= max);
         }
     };
 
@@ -47,7 +51,9 @@ struct Filters_Events {
         std::optional<double> max;
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            return (!min || event.psd.value >= *min) && (!max || event.psd.value <= *max);
+            const bool above_min = event.psd.value >= min.value_or(0);
+            const bool below_max = event.psd.value <= max.value_or(0);
+            return (above_min | !min.has_value()) & (below_max | !max.has_value());
         }
     };
 
@@ -61,8 +67,8 @@ struct Filters_Events {
         explicit Independent(Cores... cores_) : cores(cores_...) {}
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            return std::apply(
-                [&event](const auto&... core) { return (core.accepts(event) && ...); }, cores);
+            return std::apply([&event](const auto&... core) { return (core.accepts(event) & ...); },
+                              cores);
         }
 
         [[nodiscard]] Data apply(const Data& data) const noexcept override {
