@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <span>
 #include <stdexcept>
 #include <vector>
 
 #include "Output_File.h"
+#include "logging.h"
 
 namespace {
 
@@ -43,6 +45,15 @@ int close_file(thandle_t handle) {
 
 toff_t file_size(thandle_t handle) {
     return as_file(handle).size();
+}
+
+void warn_if_too_large(const std::string& fileFormat, std::uint64_t nPages, std::uint64_t size_y,
+                       std::uint64_t size_x) {
+    const std::uint64_t bytes = classic_tiff_bytes(nPages, size_y, size_x);
+    if (fileFormat == "tiff_w4" && bytes > std::numeric_limits<std::uint32_t>::max()) {
+        logging<warning>("The output will need " + std::to_string(bytes) +
+                         " bytes, but \"tiff_w4\" files end at 4 GiB. Use \"tiff_w8\"!");
+    }
 }
 
 /// A TIFF file being written. Every call to libtiff is checked; the first failure throws.
@@ -126,6 +137,29 @@ const char* tiff_open_mode(const std::string& fileFormat) {
         return "w8";
     }
     throw std::invalid_argument("Invalid file format: " + fileFormat);
+}
+
+std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
+                                 std::uint64_t size_x) noexcept {
+    constexpr std::uint64_t header = 8;
+    constexpr std::uint64_t directory = 2 + 12 * 12 + 4;  // ten tags and the two strip tables
+    const std::uint64_t row = size_x * sizeof(std::uint32_t);
+    // The strip tables hold 4-byte offsets, and byte counts as short as they can be; a table of
+    // up to 4 bytes stands in the directory itself.
+    const auto table = [size_y](std::uint64_t entry) {
+        return size_y * entry > 4 ? size_y * entry : 0;
+    };
+    const std::uint64_t tables = table(4) + table(row <= 0xFFFF ? 2 : 4);
+    return header + nPages * (size_y * row + directory + tables);
+}
+
+void warn_if_too_large(const std::string& fileFormat, const Counting_Image<2>& image) {
+    warn_if_too_large(fileFormat, 1, image.get_sizes()[0], image.get_sizes()[1]);
+}
+
+void warn_if_too_large(const std::string& fileFormat, const Counting_Image<3>& image) {
+    const auto [nPages, size_y, size_x] = image.get_sizes();
+    warn_if_too_large(fileFormat, nPages, size_y, size_x);
 }
 
 void write_tiff(const std::string& path, const char* openMode, const Counting_Image<2>& image) {

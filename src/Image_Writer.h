@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "Counting_Image.h"
@@ -8,6 +9,14 @@
 /// 4 GiB), "w8" for "tiff_w8" (BigTIFF).
 /// Throws: std::invalid_argument for any other name.
 [[nodiscard]] const char* tiff_open_mode(const std::string& fileFormat);
+
+/// The size in bytes of a classic TIFF file of such an image, as `write_tiff` writes it.
+[[nodiscard]] std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
+                                               std::uint64_t size_x) noexcept;
+
+/// Logs a warning if the format cannot hold the image, so that nobody waits for a run in vain.
+void warn_if_too_large(const std::string& fileFormat, const Counting_Image<2>& image);
+void warn_if_too_large(const std::string& fileFormat, const Counting_Image<3>& image);
 
 /// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row: one page
 /// for {rows, columns}, one page per first index for {time bins, rows, columns}. Row 0 is the top

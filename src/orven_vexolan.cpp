@@ -24,6 +24,7 @@ void run(const Parameters& parameters) {
     Binning binning(parameters);
     const Filter filter({parameters.nPhotons_min, parameters.nPhotons_max},
                         {parameters.psd_min, parameters.psd_max});
+    warn_if_too_large(parameters.fileFormat, binning.image);
 
     if constexpr (extTrigger_mode == Parameters::frameSync) {
         binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
