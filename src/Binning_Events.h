@@ -8,6 +8,7 @@
 
 #include "Bin_Axis.h"
 #include "Binning_Events_Base.h"
+#include "Branchless.h"
 #include "Cell_Counter.h"
 #include "Counting_Image.h"
 #include "File_Tasks.h"
@@ -53,9 +54,10 @@ public:
         for (const Event& event : events) {
             const std::uint32_t column = x_axis.bin_of(event.x.value);
             const std::uint32_t row = y_axis.bin_of(event.y.value);
-            const bool inside = y_axis.contains(row) & x_axis.contains(column);
+            const bool counted = orven::all_hold(filter.accepts(event), y_axis.contains(row),
+                                                 x_axis.contains(column));
             found.cells[size] = row * x_axis.size() + column;
-            size += inside & filter.accepts(event) ? 1 : 0;
+            size += counted ? 1 : 0;
         }
         found.size = size;
     }
@@ -111,10 +113,10 @@ public:
             const std::uint32_t column = columns.bin_of(event.y.value);
             const std::uint32_t row = rows.bin_of(event.x.value);
             const std::size_t page = page_of(interval.relative(event.time), interval.frameIndex);
-            const bool inside =
-                pages.contains(page) & rows.contains(row) & columns.contains(column);
+            const bool counted = orven::all_hold(filter.accepts(event), pages.contains(page),
+                                                 rows.contains(row), columns.contains(column));
             found.cells[size] = (page * rows.size() + row) * columns.size() + column;
-            size += inside & filter.accepts(event) ? 1 : 0;
+            size += counted ? 1 : 0;
         }
         found.size = size;
     }
@@ -125,7 +127,7 @@ private:
     /// The page of an event; no page of the image if there is none.
     [[nodiscard]] std::size_t page_of(Time time, std::size_t frameIndex) const noexcept {
         if constexpr (mode == Parameters::frameSync) {
-            return time >= Time(0) && time < time_res ? frameIndex : pages.size();
+            return orven::all_hold(time >= Time(0), time < time_res) ? frameIndex : pages.size();
         } else {
             return pages.bin_of(time.value);
         }

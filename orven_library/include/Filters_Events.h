@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Branchless.h"
 #include "Data_Events.h"
 #include "Event.h"
 
@@ -30,9 +31,6 @@ struct Filters_Events {
         ~Base() = default;
     };
 
-    // The tests join conditions without branches: whether an event passes cannot be predicted, and
-    // a wrong prediction costs more than all of them.
-
     /// Keeps photon counts from `min` to `max`, both included.
     struct NPhotons_Core {
         std::uint64_t min;
@@ -40,7 +38,7 @@ struct Filters_Events {
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
             // One comparison for both bounds: a count below `min` wraps to a large difference.
-            return (event.nPhotons - min <= max - min) & (min <= max);
+            return all_hold(event.nPhotons - min <= max - min, min <= max);
         }
     };
 
@@ -51,9 +49,8 @@ struct Filters_Events {
         std::optional<double> max;
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            const bool above_min = event.psd.value >= min.value_or(0);
-            const bool below_max = event.psd.value <= max.value_or(0);
-            return (above_min | !min.has_value()) & (below_max | !max.has_value());
+            return all_hold(one_holds(!min.has_value(), event.psd.value >= min.value_or(0)),
+                            one_holds(!max.has_value(), event.psd.value <= max.value_or(0)));
         }
     };
 
@@ -67,8 +64,8 @@ struct Filters_Events {
         explicit Independent(Cores... cores_) : cores(cores_...) {}
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            return std::apply([&event](const auto&... core) { return (core.accepts(event) & ...); },
-                              cores);
+            return std::apply(
+                [&event](const auto&... core) { return all_hold(core.accepts(event)...); }, cores);
         }
 
         [[nodiscard]] Data apply(const Data& data) const noexcept override {
