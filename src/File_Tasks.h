@@ -34,8 +34,8 @@ public:
     using Stream = orven::Photon_FileHandler::Stream;
 
     /// Throws: std::bad_alloc.
-    File_Task(Binning& binning_, const Filter& filter_, Image_Use use)
-        : binning(&binning_), filter(filter_), counter(binning_.counters(), use) {}
+    File_Task(Binning& binning_, Filter filter_, Image_Use use)
+        : binning(&binning_), filter(std::move(filter_)), counter(binning_.counters(), use) {}
 
     /// Counts the events of one file, or in mode `ignore` those that no other task has taken.
     /// Throws: what reading the file throws; std::invalid_argument for missing trigger data.
@@ -69,7 +69,7 @@ public:
 
 private:
     /// How many events a task takes of a file at a time: long enough for the system to read ahead.
-    static constexpr std::size_t events_per_range = 512 * events_per_piece;
+    static constexpr std::size_t events_per_range = 32 * events_per_piece;
 
     void add_file_or_log(const std::string& file, File_Queue::Progress& progress) {
         try {
@@ -138,36 +138,54 @@ private:
     std::unique_ptr<Piece_Memory> memory = std::make_unique<Piece_Memory>();
 };
 
+/// Counts all files with this many concurrent tasks. A file that fails is logged and left.
+/// Throws: std::bad_alloc; std::system_error if a thread cannot be started.
+template <Parameters::ExtTrigger_Mode mode, class Filter>
+void count_files_concurrently(Binning_Events_Base<mode>& binning,
+                              const std::vector<std::string>& files, const Filter& filter,
+                              std::size_t nTasks) {
+    static_assert(mode != Parameters::frameSync, "frames are numbered in the order of the files");
+    using Task = File_Task<mode, Filter>;
+    const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
+    std::vector<Task> tasks;
+    tasks.reserve(nTasks);
+    for (std::size_t i = 0; i < nTasks; ++i) {
+        tasks.emplace_back(binning, filter, use);
+    }
+    File_Queue queue(files.size());
+    std::vector<std::future<void>> futures;
+    futures.reserve(nTasks);
+    for (Task& task : tasks) {
+        futures.push_back(std::async(std::launch::async, [&] { task.run(files, queue); }));
+    }
+    for (std::future<void>& future : futures) {
+        future.wait();
+    }
+    for (Task& task : tasks) {
+        task.merge();
+    }
+}
+
+/// Counts one file after another on the calling thread.
+/// Throws: what the first file that fails throws; std::bad_alloc.
+template <Parameters::ExtTrigger_Mode mode, class Filter>
+void count_files_in_order(Binning_Events_Base<mode>& binning, const std::vector<std::string>& files,
+                          const Filter& filter) {
+    File_Task<mode, Filter> task(binning, filter, Image_Use::alone);
+    for (const std::string& file : files) {
+        std::atomic<std::size_t> nextEvent{0};
+        task.add_file(file, nextEvent);
+    }
+}
+
 template <Parameters::ExtTrigger_Mode mode>
 template <class Filter_Type, bool concurrent>
 void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
                                                         const Filter_Type& filter) {
-    if constexpr (!concurrent) {
-        File_Task<mode, Filter_Type> task(*this, filter, Image_Use::alone);
-        for (const std::string& file : files) {
-            std::atomic<std::size_t> nextEvent{0};
-            task.add_file(file, nextEvent);
-        }
-    } else {
-        static_assert(mode != Parameters::frameSync, "frames are numbered in file order");
+    if constexpr (concurrent) {
         const std::size_t nTasks = std::max(1U, std::thread::hardware_concurrency());
-        const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
-        File_Queue queue(files.size());
-        std::vector<File_Task<mode, Filter_Type>> tasks;
-        tasks.reserve(nTasks);
-        for (std::size_t i = 0; i < nTasks; ++i) {
-            tasks.emplace_back(*this, filter, use);
-        }
-        std::vector<std::future<void>> futures;
-        futures.reserve(nTasks);
-        for (File_Task<mode, Filter_Type>& task : tasks) {
-            futures.push_back(std::async(std::launch::async, [&] { task.run(files, queue); }));
-        }
-        for (std::future<void>& future : futures) {
-            future.wait();
-        }
-        for (File_Task<mode, Filter_Type>& task : tasks) {
-            task.merge();
-        }
+        count_files_concurrently(*this, files, filter, nTasks);
+    } else {
+        count_files_in_order(*this, files, filter);
     }
 }

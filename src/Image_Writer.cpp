@@ -52,7 +52,7 @@ void warn_if_too_large(const std::string& fileFormat, std::uint64_t nPages, std:
     const std::uint64_t bytes = classic_tiff_bytes(nPages, size_y, size_x);
     if (fileFormat == "tiff_w4" && bytes > std::numeric_limits<std::uint32_t>::max()) {
         logging<warning>("The output will need " + std::to_string(bytes) +
-                         " bytes, but \"tiff_w4\" files end at 4 GiB. Use \"tiff_w8\"!");
+                         R"( bytes, but "tiff_w4" files end at 4 GiB. Use "tiff_w8"!)");
     }
 }
 

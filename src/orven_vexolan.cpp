@@ -12,6 +12,21 @@
 
 namespace {
 
+/// Counts all input files, by parallel tasks where that is wanted and possible: frames are numbered
+/// in the order of the files.
+template <Parameters::ExtTrigger_Mode extTrigger_mode>
+void count_input_files(const Parameters& parameters, const orven::Photon_Filter& filter,
+                       Binning_Events_Base<extTrigger_mode>& binning) {
+    using Filter = orven::Photon_Filter;
+    if constexpr (extTrigger_mode != Parameters::frameSync) {
+        if (parameters.parallel) {
+            binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
+            return;
+        }
+    }
+    binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
+}
+
 /// One conversion: counts the events of all input files into one image and writes it.
 /// Throws: whatever goes wrong; nothing is written unless all input has been counted.
 template <bool timeResolved, Parameters::ExtTrigger_Mode extTrigger_mode>
@@ -20,19 +35,12 @@ void run(const Parameters& parameters) {
     assert(extTrigger_mode == parameters.extTrigger_mode);
     using Binning = std::conditional_t<timeResolved, Binning_Events_TimeResolved<extTrigger_mode>,
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
-    using Filter = orven::Photon_Filter;
     Binning binning(parameters);
-    const Filter filter({parameters.nPhotons_min, parameters.nPhotons_max},
-                        {parameters.psd_min, parameters.psd_max});
+    const orven::Photon_Filter filter({parameters.nPhotons_min, parameters.nPhotons_max},
+                                      {parameters.psd_min, parameters.psd_max});
     warn_if_too_large(parameters.fileFormat, binning.image);
 
-    if constexpr (extTrigger_mode == Parameters::frameSync) {
-        binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
-    } else if (parameters.parallel) {
-        binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
-    } else {
-        binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
-    }
+    count_input_files<extTrigger_mode>(parameters, filter, binning);
 
     logging<info>("External Triggers: " + std::to_string(binning.nTriggers) + " for " +
                   parameters.outputFile.value_or("Not Available"));
@@ -79,7 +87,7 @@ void run_timeIntegrated(const Parameters& parameters) {
 }  // namespace
 
 /// Exceptions leave main on purpose: the runtime's report of their message is the error message.
-int main(int argc, char* argv[]) {
+int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
     const Parameters parameters(argc, argv);
     if (!parameters.exit_requested) {
         if (parameters.time_res_s) {

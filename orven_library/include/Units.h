@@ -22,7 +22,7 @@ struct Length {
 
     Length() = default;
     constexpr explicit Length(Storage_Type raw) noexcept : value(raw) {}
-    constexpr auto operator<=>(const Length&) const = default;
+    constexpr auto operator<=>(const Length&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// A point in time or a duration, fixed point.
@@ -36,7 +36,7 @@ struct Time {
 
     Time() = default;
     constexpr explicit Time(Storage_Type raw) noexcept : value(raw) {}
-    constexpr auto operator<=>(const Time&) const = default;
+    constexpr auto operator<=>(const Time&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// The pulse-shape (PSD) value of an event: computed by the recording system from the time
