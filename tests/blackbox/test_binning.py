@@ -55,6 +55,13 @@ def test_position_selects_the_cell(vexolan, x, y, size_x, size_y, flat, timed):
         assert vexolan.image() == ({(0, *cell): 1} if cell else {})
 
 
+@pytest.mark.parametrize("size, width", [(1000, 16777), (8192, 2048), (30011, 559), (77777, 216)])
+def test_no_edge_of_a_wide_image_is_missed(vexolan, size, width):
+    ends = [Event(x=x) for k in range(size) for x in (k * width, (k + 1) * width - 1)]
+    assert run(vexolan, Settings(size_x=size, size_y=1), [(ends, None)]) == ended(out=info(0))
+    assert (vexolan.pages() == 2).all()
+
+
 @pytest.mark.parametrize("mode, ticks, triggers, pages", [
     # {time of an event, in file order: its page, or None if it is dropped}
     ("ignore", 100, None, {-100: None, -99: 0, 99: 0, 100: 1, 399: 3, 400: None, LAST: None}),
@@ -156,8 +163,7 @@ KINDS = [("ignore", False), ("reference", False), ("ignore", True), ("reference"
 
 
 def random_settings(rng, mode, timed):
-    sizes = 1, 2, 3, 7, 16, 100, 300
-    settings = Settings(mode, rng.choice(sizes), rng.choice(sizes))
+    settings = Settings(mode, *(rng.choice([1, 2, 3, rng.randrange(4, 400)]) for _ in "xy"))
     if timed:
         settings.time_res_s = (rng.choice([1, 2, 7, 100]) + rng.uniform(-0.4, 0.4)) * TICK
         settings.time_limit = rng.choice([1, 5, 12])
@@ -220,7 +226,7 @@ def test_random_runs_agree_with_the_model(vexolan, mode, timed, parallel):
 @pytest.mark.parametrize("mode, timed", KINDS)
 def test_long_files_agree_with_the_model_and_serially_with_parallel(vexolan, mode, timed):
     rng = random.Random(f"long {mode} {timed}")
-    settings = Settings(mode, 40, 30, *((5 * TICK, 50) if timed else ()), psd_min=0.5)
+    settings = Settings(mode, 120, 100, *((5 * TICK, 50) if timed else ()), psd_min=0.5)
     files = [random_file(rng, settings, n_events, 40) for n_events in (15000, 1, 4096, 8193)]
     files = [(events, triggers or []) for events, triggers in files]
     images = []

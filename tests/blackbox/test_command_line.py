@@ -124,7 +124,7 @@ def test_unreadable_number_ends_the_process(vexolan, arguments, message, kind):
 
 @pytest.mark.parametrize("arguments, message", [
     *((f"-E {text} -o out", f"{text} is not a valid trigger handling type!")
-      for text in ("Reference", "framesync", "references")),
+      for text in ("Reference", "framesync", "ignored")),
     ("extra -o out more", "excess argument: extra !"),
     ("-o out -- -x", "excess argument: -x !"),
     ("extra -x q", "q is not a valid size!"),

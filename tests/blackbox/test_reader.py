@@ -3,7 +3,7 @@
 import pytest
 
 from program import aborted, ended, error, info, thrown
-from recording import TICK, Event, block, build, container, events, triggers
+from recording import PIXEL, TICK, Event, block, build, container, events, triggers
 
 HALF = 2**63  # block sizes from here on are negative as signed numbers
 GOOD = events(Event(x=5), Event(x=6))
@@ -82,12 +82,12 @@ def reads(vexolan, mode, parallel):
                    "--parallel", parallel, "-o", "out")
 
 
-@pytest.mark.parametrize("content, message, kind", [
-    (fault + ("invalid_argument",))[:3] for fault in DAMAGED])
-def test_damage_ends_a_sequential_run_and_is_logged_by_tasks(vexolan, content, message, kind):
+@pytest.mark.parametrize("fault", DAMAGED, ids=[message for _, message, *_ in DAMAGED])
+def test_damage_ends_a_sequential_run_and_is_logged_by_tasks(vexolan, fault):
+    content, message, *kind = fault
     vexolan.put("bad.orvenevent", content)
     for mode, parallel in ("ignore", "false"), ("reference", "false"), ("frameSync", "true"):
-        assert reads(vexolan, mode, parallel) == aborted(thrown(message, kind))
+        assert reads(vexolan, mode, parallel) == aborted(thrown(message, *kind))
         assert not vexolan.exists()
     for mode, intervals in ("ignore", 0), ("reference", 2):
         assert reads(vexolan, mode, "true") == ended(out=info(intervals), err=error(message))
@@ -138,10 +138,12 @@ def test_last_block_of_a_kind_counts(vexolan, mode, blocks, intervals, count, pa
 
 
 @pytest.mark.parametrize("parallel", ["true", "false"])
-def test_long_file_is_counted_event_for_event(vexolan, parallel):
-    cycle = [Event(x=column) for column in (0, 2**16, 2**17)]  # columns 0, 1 and 2 of 256
+@pytest.mark.parametrize("size", [256, 1024])  # small and large images are counted differently
+def test_long_file_is_counted_event_for_event(vexolan, size, parallel):
+    columns = [0, size // 4, size // 2]
+    cycle = events(*(Event(x=column * 256 * PIXEL // size) for column in columns))[16:]
     n_cycles = 750_001  # long enough to be shared among tasks, and no multiple of a piece
-    content = block(b"events", events(*cycle)[16:] * n_cycles)
-    vexolan.put("a.orvenevent", after_build(content))
-    assert vexolan("-i", "a.orvenevent", "-x", 256, "--parallel", parallel, "-o", "out").status == 0
-    assert vexolan.image() == {(0, 0, column): n_cycles for column in range(3)}
+    vexolan.put("a.orvenevent", after_build(block(b"events", cycle * n_cycles)))
+    assert vexolan("-i", "a.orvenevent", "-x", size, "--parallel", parallel, "-o", "out") == ended(
+        out=info(0))
+    assert vexolan.image() == {(0, 0, column): n_cycles for column in columns}

@@ -23,11 +23,12 @@ def test_every_page_has_the_same_tags_and_a_strip_per_row(vexolan, width, height
     rows = [Event(*(corner if pages else corner[::-1]), page) for page in range(pages or 1)
             for _ in range(page + 1)]
     name = vexolan.record("a", rows)
-    vexolan.put("out", bytes(1_000_000))  # an older file is replaced as a whole
+    vexolan.put("out", b"old" * 1_000_000)
     assert vexolan("-i", name, "-x", width, "-y", height, "-o", "out",
                    *(["-t", TICK, "-T", pages] if pages else []),
                    *(["--fileFormat", fmt] if fmt else [])) == ended(out=info(0))
     content = vexolan.bytes()
+    assert b"oldold" not in content
     assert content[:4] == (b"II\x2b\0" if fmt == "tiff_w8" else b"II\x2a\0")
     strips = []
     with tifffile.TiffFile(vexolan.folder / "out") as tiff:
