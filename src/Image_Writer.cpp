@@ -109,15 +109,17 @@ private:
         check(TIFFSetField(tiff.get(), tag, value) == 1);
     }
 
-    void check(bool succeeded) const {
+    void check(bool succeeded) {
         if (!succeeded) {
             fail("could not be written");
         }
     }
 
-    [[noreturn]] void fail(const std::string& what) const {
+    /// Closes the file, so that the pages before the failure can be read, and throws.
+    [[noreturn]] void fail(const std::string& what) {
         const std::string reason =
             file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
+        tiff.reset();
         throw std::runtime_error("output file \"" + path + "\" " + what + reason + "!");
     }
 

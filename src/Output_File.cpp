@@ -35,6 +35,9 @@ bool Output_File::write(const void* bytes, std::size_t count) noexcept {
     }
     if (fits_buffer(count)) {
         const std::size_t offset = position - bufferStart;
+        if (offset > used) {
+            std::memset(buffer.get() + used, 0, offset - used);
+        }
         std::memcpy(buffer.get() + offset, source, count);
         used = std::max(used, offset + count);
     } else {
@@ -48,10 +51,15 @@ bool Output_File::write(const void* bytes, std::size_t count) noexcept {
 }
 
 bool Output_File::read(void* bytes, std::size_t count) noexcept {
+    auto* target = static_cast<std::byte*>(bytes);
+    if (position >= bufferStart && position + count <= bufferStart + used) {
+        std::memcpy(target, buffer.get() + (position - bufferStart), count);
+        position += count;
+        return true;
+    }
     if (!flush()) {
         return false;
     }
-    auto* target = static_cast<std::byte*>(bytes);
     while (count > 0) {
         const ssize_t got = pread(descriptor, target, count, static_cast<off_t>(position));
         if (got <= 0) {
@@ -79,8 +87,7 @@ bool Output_File::close() noexcept {
 }
 
 bool Output_File::fits_buffer(std::size_t count) const noexcept {
-    return position >= bufferStart && position <= bufferStart + used &&
-           position - bufferStart + count <= buffer_bytes;
+    return position >= bufferStart && position - bufferStart + count <= buffer_bytes;
 }
 
 bool Output_File::flush() noexcept {
