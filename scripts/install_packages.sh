@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Installs the Debian packages of the given groups that are not installed yet.
+# Usage: install_packages.sh [build] [demo] [test]
+set -euo pipefail
+
+declare -A packages_of=(
+    [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libcli11-dev"
+    [demo]="python3 python3-numpy python3-pil python3-tifffile"
+    [test]="libgtest-dev libtiff-tools python3 python3-numpy python3-pytest python3-tifffile"
+)
+
+is_installed() {
+    [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+missing=()
+for group in "$@"; do
+    for package in ${packages_of[$group]}; do
+        is_installed "$package" || missing+=("$package")
+    done
+done
+if ((${#missing[@]} == 0)); then
+    exit 0
+fi
+
+if ((EUID == 0)); then
+    as_root=(env)
+elif command -v sudo >/dev/null; then
+    as_root=(sudo env)
+else
+    echo "Please install these packages as root, then try again: ${missing[*]}" >&2
+    exit 1
+fi
+echo "Installing: ${missing[*]}"
+as_root+=(DEBIAN_FRONTEND=noninteractive)
+"${as_root[@]}" apt-get update
+"${as_root[@]}" apt-get install --yes --no-install-recommends "${missing[@]}"

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Builds everything with warnings as errors and runs all tests.
+# Arguments are passed on to ctest, e.g. -R name or --verbose.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+"$project/scripts/install_packages.sh" build test
+cd "$project"
+cmake --preset test
+cmake --build --preset test
+ctest --preset test "$@"

@@ -1,0 +1,142 @@
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Event_File.h"
+#include "Recording.h"
+#include "Scene.h"
+
+namespace {
+
+struct Options {
+    std::filesystem::path folder;
+    std::string scene = "star";
+    Recording recording;
+};
+
+constexpr const char* description = R"(
+Make a recording of photon events to try vexolan on: a folder of .orvenevent files.
+
+Events come in two populations, which the filters of vexolan tell apart: signal
+events have about 16 photons and PSD values around 0.62, background events 1 to 6
+photons and PSD values around 0.22. Times start at 0 and go on from file to file.
+The same options give the same bytes on every machine.)";
+
+constexpr const char* footer = R"(Scenes:
+  star     a resolution star in a round beam; in the time after each pulse the
+           background flashes up, then the beam rises, inverts the star for a
+           while, and fades
+  uniform  events all over the detector, at all times alike
+  spot     events in a spot of 20 x 20 pixels only, at all times alike
+
+Examples:
+  vexolan-simulate -o recording -n 4M --files 4 --triggers
+  vexolan -I recording -o image.tif
+  vexolan -I recording -E reference -t 0.0005 -T 20 -o sequence.tif)";
+
+/// Help in the order and spelling that GNU programs have.
+class Help_Formatter : public CLI::Formatter {
+public:
+    Help_Formatter() {
+        constexpr std::size_t width = 26;
+        column_width(width);
+    }
+
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override {
+        return "Usage: " + name + " [OPTION]...\n" + app->get_description() + "\n" +
+               make_groups(app, mode) + "\n" + make_footer(app);
+    }
+
+    std::string make_option_name(const CLI::Option* option, bool) const override {
+        const bool has_short_name = !option->get_snames().empty();
+        return (has_short_name ? "-" + option->get_snames().front() + ", " : "    ") + "--" +
+               option->get_lnames().front();
+    }
+};
+
+void add_options(CLI::App& app, Options& options) {
+    constexpr std::uint64_t most = 1'000'000'000'000;
+    const std::map<std::string, std::uint64_t> suffixes{
+        {"k", 1'000}, {"M", 1'000'000}, {"G", 1'000'000'000}};
+    const CLI::AsNumberWithUnit with_suffix(suffixes, CLI::AsNumberWithUnit::CASE_SENSITIVE);
+    Recording& recording = options.recording;
+
+    app.add_option("-o,--output-folder", options.folder,
+                   "Where to put the files; created if missing (required)")
+        ->option_text("FOLDER")
+        ->required();
+    app.add_option("-s,--scene", options.scene, "star (default), uniform or spot; see below")
+        ->option_text("NAME")
+        ->check(CLI::IsMember(scene_names()));
+    app.add_option("-n,--events", recording.nEvents,
+                   "Events in all files together (default: 1M);\nsuffixes k, M and G are understood")
+        ->option_text("N")
+        ->transform(with_suffix)
+        ->check(CLI::Range(std::uint64_t{0}, most));
+    app.add_option("--files", recording.nFiles, "Number of files (default: 1)")
+        ->option_text("N")
+        ->check(CLI::Range(std::uint64_t{1}, most));
+    app.add_option("--pulses", recording.nPulses, "Pulses in each file (default: 100)")
+        ->option_text("N")
+        ->check(CLI::Range(std::uint64_t{1}, most));
+    app.add_option("--pulse-period", recording.pulse_period_s,
+                   "Seconds from pulse to pulse (default: 0.01)")
+        ->option_text("S")
+        ->check(CLI::Range(1e-6, 1.0));
+    app.add_flag("--triggers", recording.triggers,
+                 "Record the start of each pulse and the end of\nthe file's last one as triggers");
+    app.add_option("--turn", recording.turn_degrees,
+                   "Turn the star by this angle from pulse to\npulse (default: 0)")
+        ->option_text("DEGREES")
+        ->check(CLI::Range(-360.0, 360.0));
+    app.add_option("--seed", recording.seed, "Start of the random numbers (default: 1)")
+        ->option_text("N");
+}
+
+std::filesystem::path file_path(const Options& options, std::uint64_t index) {
+    constexpr std::size_t least_digits = 3;
+    const std::size_t nDigits =
+        std::max(least_digits, std::to_string(options.recording.nFiles).size());
+    const std::string number = std::to_string(index + 1);
+    const std::string zeros(nDigits - number.size(), '0');
+    return options.folder / (options.scene + "_" + zeros + number + ".orvenevent");
+}
+
+void simulate(const Options& options) {
+    const Recording& recording = options.recording;
+    recording.check();
+    const Scene scene = make_scene(options.scene);
+    std::filesystem::create_directories(options.folder);
+    for (std::uint64_t i = 0; i < recording.nFiles; ++i) {
+        write_event_file(file_path(options, i), scene, recording, i);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    CLI::App app(description, "vexolan-simulate");
+    Options options;
+    app.formatter(std::make_shared<Help_Formatter>());
+    app.footer(footer);
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", VEXOLAN_VERSION, "Print the version number and exit");
+    add_options(app, options);
+    try {
+        app.parse(argc, argv);
+        simulate(options);
+        return EXIT_SUCCESS;
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::exception& error) {
+        std::cerr << "vexolan-simulate: " << error.what() << '\n';
+        return EXIT_FAILURE;
+    }
+}
