@@ -30,8 +30,7 @@ public:
     /// Throws: std::invalid_argument for sizes that give no image, std::bad_alloc.
     explicit Binning_Events_TimeIntegrated(const Parameters& parameters)
         : Base(1, parameters),
-          columns(pixel_axis(parameters.size_x)),
-          rows(pixel_axis(parameters.size_y)),
+          grid{pixel_axis(parameters.size_x), pixel_axis(parameters.size_y)},
           image({parameters.size_y, parameters.size_x}) {
         assert(!parameters.time_res_s.has_value());
         assert(!parameters.time_max_binNumber.has_value());
@@ -39,25 +38,22 @@ public:
 
     void add_singleEvent(const Event& event, const Time& /*time*/,
                          std::size_t /*frameIndex*/) override {
-        const std::uint32_t column = columns.bin_of(event.x.value);
-        const std::uint32_t row = rows.bin_of(event.y.value);
-        if (rows.contains(row) && columns.contains(column)) {
+        const auto [inside, row, column] = grid.place(event);
+        if (inside) {
             image[{row, column}].fetch_add(1);
         }
     }
 
     void find_cells(std::span<const Event> events, const Filter& filter,
                     const Interval& /*interval*/, Cell_List& found) const noexcept override {
-        const Pixel_Axis x_axis = columns;
-        const Pixel_Axis y_axis = rows;
+        // Copies: the compiler cannot know that writing cells does not change the originals.
+        const Filter accepting = filter;
+        const Grid local = grid;
         std::size_t size = found.size;
         for (const Event& event : events) {
-            const std::uint32_t column = x_axis.bin_of(event.x.value);
-            const std::uint32_t row = y_axis.bin_of(event.y.value);
-            const bool counted = orven::all_hold(filter.accepts(event), y_axis.contains(row),
-                                                 x_axis.contains(column));
-            found.cells[size] = row * x_axis.size() + column;
-            size += counted ? 1 : 0;
+            const auto [inside, row, column] = local.place(event);
+            found.cells[size] = row * local.columns.size() + column;
+            size += orven::all_hold(inside, accepting.accepts(event)) ? 1 : 0;
         }
         found.size = size;
     }
@@ -65,8 +61,24 @@ public:
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
 
 private:
-    Pixel_Axis columns;
-    Pixel_Axis rows;
+    struct Place {
+        bool inside;
+        std::size_t row;
+        std::size_t column;
+    };
+
+    struct Grid {
+        Pixel_Axis columns;
+        Pixel_Axis rows;
+
+        [[nodiscard]] Place place(const Event& event) const noexcept {
+            const std::uint32_t column = columns.bin_of(event.x.value);
+            const std::uint32_t row = rows.bin_of(event.y.value);
+            return {orven::all_hold(rows.contains(row), columns.contains(column)), row, column};
+        }
+    };
+
+    Grid grid;
 
 public:
     Counting_Image<2> image;
@@ -86,11 +98,8 @@ public:
     /// sizes or a time resolution that give no image, std::length_error, std::bad_alloc.
     explicit Binning_Events_TimeResolved(const Parameters& parameters)
         : Base(static_cast<std::size_t>(parameters.time_max_binNumber.value()), parameters),
-          time_res(time_bin_length(parameters.time_res_s.value())),
-          columns(pixel_axis(parameters.size_x)),
-          rows(pixel_axis(parameters.size_y)),
-          pages(time_res.value, static_cast<std::size_t>(parameters.time_max_binNumber.value())),
-          image({pages.size(), parameters.size_y, parameters.size_x}) {
+          grid(parameters),
+          image({grid.pages.size(), parameters.size_y, parameters.size_x}) {
         assert(parameters.time_res_s.has_value());
         if (!parameters.time_max_binNumber.has_value()) {
             throw "Automatic determination of number of bins not yet implemented!";  // NOLINT
@@ -98,25 +107,22 @@ public:
     }
 
     void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) override {
-        const std::uint32_t column = columns.bin_of(event.y.value);
-        const std::uint32_t row = rows.bin_of(event.x.value);
-        const std::size_t page = page_of(time, frameIndex);
-        if (pages.contains(page) && rows.contains(row) && columns.contains(column)) {
+        const auto [inside, page, row, column] = grid.place(event, time, frameIndex);
+        if (inside) {
             image[{page, row, column}].fetch_add(1);
         }
     }
 
     void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval,
                     Cell_List& found) const noexcept override {
+        const Filter accepting = filter;
+        const Grid local = grid;
         std::size_t size = found.size;
         for (const Event& event : events) {
-            const std::uint32_t column = columns.bin_of(event.y.value);
-            const std::uint32_t row = rows.bin_of(event.x.value);
-            const std::size_t page = page_of(interval.relative(event.time), interval.frameIndex);
-            const bool counted = orven::all_hold(filter.accepts(event), pages.contains(page),
-                                                 rows.contains(row), columns.contains(column));
-            found.cells[size] = (page * rows.size() + row) * columns.size() + column;
-            size += counted ? 1 : 0;
+            const auto [inside, page, row, column] =
+                local.place(event, interval.relative(event.time), interval.frameIndex);
+            found.cells[size] = (page * local.rows.size() + row) * local.columns.size() + column;
+            size += orven::all_hold(inside, accepting.accepts(event)) ? 1 : 0;
         }
         found.size = size;
     }
@@ -124,19 +130,48 @@ public:
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
 
 private:
-    /// The page of an event; no page of the image if there is none.
-    [[nodiscard]] std::size_t page_of(Time time, std::size_t frameIndex) const noexcept {
-        if constexpr (mode == Parameters::frameSync) {
-            return orven::all_hold(time >= Time(0), time < time_res) ? frameIndex : pages.size();
-        } else {
-            return pages.bin_of(time.value);
-        }
-    }
+    struct Place {
+        bool inside;
+        std::size_t page;
+        std::size_t row;
+        std::size_t column;
+    };
 
-    Time time_res;
-    Pixel_Axis columns;
-    Pixel_Axis rows;
-    Time_Axis pages;
+    struct Grid {
+        Time time_res;
+        Pixel_Axis columns;
+        Pixel_Axis rows;
+        Time_Axis pages;
+
+        explicit Grid(const Parameters& parameters)
+            : time_res(time_bin_length(parameters.time_res_s.value())),
+              columns(pixel_axis(parameters.size_x)),
+              rows(pixel_axis(parameters.size_y)),
+              pages(time_res.value,
+                    static_cast<std::size_t>(parameters.time_max_binNumber.value())) {}
+
+        [[nodiscard]] Place place(const Event& event, Time time,
+                                  std::size_t frameIndex) const noexcept {
+            const std::uint32_t column = columns.bin_of(event.y.value);
+            const std::uint32_t row = rows.bin_of(event.x.value);
+            const std::size_t page = page_of(time, frameIndex);
+            const bool inside =
+                orven::all_hold(pages.contains(page), rows.contains(row), columns.contains(column));
+            return {inside, page, row, column};
+        }
+
+        /// Not below the number of pages if the event belongs to none.
+        [[nodiscard]] std::size_t page_of(Time time, std::size_t frameIndex) const noexcept {
+            if constexpr (mode == Parameters::frameSync) {
+                const bool in_window = orven::all_hold(time >= Time(0), time < time_res);
+                return in_window ? frameIndex : pages.size();
+            } else {
+                return pages.bin_of(time.value);
+            }
+        }
+    };
+
+    Grid grid;
 
 public:
     Counting_Image<3> image;
