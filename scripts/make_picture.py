@@ -50,14 +50,17 @@ def draw_row(labelled_counts, tiles_per_row):
 
 
 def draw_tile(label, counts, max_width):
-    """Grey from 0 counts to nearly the highest of this image; row 0 is at the top, as stored."""
+    """Grey from 0 to nearly the highest count of this tile; row 0 is at the top, as stored.
+
+    The number in the label is the sum of all counts.
+    """
     white = max(numpy.percentile(counts, 99.5), 1)
     grey = numpy.clip(counts * (255 / white), 0, 255).astype(numpy.uint8)
     image = Image.fromarray(grey)
     image.thumbnail((max_width, image.height), Image.Resampling.BOX)
     tile = Image.new("L", (image.width, image.height + LABEL_HEIGHT))
     tile.paste(image, (0, LABEL_HEIGHT))
-    text = f"{label}: {counts.sum():,} events"
+    text = f"{label}: {counts.sum():,}"
     ImageDraw.Draw(tile).text((4, 2), text, fill=255)
     return tile
 

@@ -35,11 +35,10 @@ Alias_Table::Alias_Table(std::span<const double> weights) : cells(nCells) {
     }
 }
 
-Quantile_Table::Quantile_Table(std::span<const double> weights, std::int64_t low,
-                               std::int64_t high)
+Quantile_Table::Quantile_Table(std::span<const double> weights, std::int64_t low, std::int64_t high)
     : knots(nSteps + 1) {
     const double total = std::accumulate(weights.begin(), weights.end(), 0.0);
-    const double range = static_cast<double>(high - low);
+    const auto range = static_cast<double>(high - low);
     const double part_width = range / static_cast<double>(weights.size());
     std::size_t part = 0;
     double below = 0;  // the weight of all parts before `part`
@@ -52,7 +51,5 @@ Quantile_Table::Quantile_Table(std::span<const double> weights, std::int64_t low
         const double place = static_cast<double>(part) + (wanted - below) / weights[part];
         knots[step] = low + std::llround(place * part_width);
     }
-    const auto last = std::find_if(weights.rbegin(), weights.rend(), [](double w) { return w > 0; });
-    const auto nParts = static_cast<double>(weights.rend() - last);
-    knots[nSteps] = low + std::llround(nParts * part_width);
+    knots[nSteps] = high;
 }

@@ -81,8 +81,8 @@ void write_event_file(const std::string& path, const Scene& scene, const Recordi
         recording.triggers ? header_bytes + triggers_bytes : 0;
 
     Checked_File file(path);
-    file.write_header("ORVEN", header_bytes + build_bytes + trigger_block_bytes + header_bytes +
-                                   events_bytes);
+    file.write_header(
+        "ORVEN", header_bytes + build_bytes + trigger_block_bytes + header_bytes + events_bytes);
     file.write_header("build", build_bytes);
     file.write(version);
     file.write(event_file_type);

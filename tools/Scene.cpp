@@ -38,22 +38,23 @@ std::vector<double> sample(std::size_t nParts, double end,
 std::vector<double> render(const std::function<double(double, double)>& image) {
     std::vector<double> pixels(Alias_Table::nCells);
     for (std::size_t i = 0; i < pixels.size(); ++i) {
-        const auto column = static_cast<double>(i % detector_columns);
-        const auto row = static_cast<double>(i / detector_columns);
-        pixels[i] = image(column + 0.5, row + 0.5);
+        const std::size_t column = i % detector_columns;
+        const std::size_t row = i / detector_columns;
+        pixels[i] = image(static_cast<double>(column) + 0.5, static_cast<double>(row) + 0.5);
     }
     return pixels;
 }
 
 Quantile_Table photon_counts(Population population) {
     constexpr std::size_t limit = 64;
-    const auto signal = [](double n) { return n * n * n * std::exp(-n / 4); };
-    const auto background = [](double n) { return n < 1 ? 0 : std::exp(-n / 1.2); };
-    // Sampled in the middle of each count, so that a count is the whole part of what is drawn.
-    const std::vector<double> weights = population == Population::signal
-                                            ? sample(limit, limit, signal)
-                                            : sample(limit, limit, background);
-    return {weights, 0, static_cast<std::int64_t>(limit) << 16};
+    const auto weight = [population](double n) {
+        if (n < 1) {
+            return 0.0;
+        }
+        return population == Population::signal ? std::pow(n, 6) * std::exp(-n / 2.5)
+                                                : std::exp(-n / 1.2);
+    };
+    return {sample(limit, limit, weight), 0, static_cast<std::int64_t>(limit) << 16};
 }
 
 Quantile_Table psd_values(Population population) {
@@ -89,8 +90,8 @@ Scene mix(const std::vector<Ingredient>& ingredients) {
         const double size = std::accumulate(pixels.begin(), pixels.end(), 0.0);
         components.push_back({Alias_Table(pixels), photon_counts(ingredient.population),
                               psd_values(ingredient.population), ingredient.turns});
-        rates.push_back(sample(Scene::nSlices, 1,
-                               [&](double phase) { return size * ingredient.rate(phase); }));
+        rates.push_back(
+            sample(Scene::nSlices, 1, [&](double phase) { return size * ingredient.rate(phase); }));
         std::transform(total.begin(), total.end(), rates.back().begin(), total.begin(),
                        std::plus{});
     }
@@ -145,10 +146,9 @@ const std::map<std::string, std::function<Scene()>> scenes{
 }  // namespace
 
 std::vector<std::string> scene_names() {
-    std::vector<std::string> names;
-    for (const auto& [name, make] : scenes) {
-        names.push_back(name);
-    }
+    std::vector<std::string> names(scenes.size());
+    std::transform(scenes.begin(), scenes.end(), names.begin(),
+                   [](const auto& scene) { return scene.first; });
     return names;
 }
 

@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -24,7 +26,7 @@ constexpr const char* description = R"(
 Make a recording of photon events to try vexolan on: a folder of .orvenevent files.
 
 Events come in two populations, which the filters of vexolan tell apart: signal
-events have about 16 photons and PSD values around 0.62, background events 1 to 6
+events have about 17 photons and PSD values around 0.62, background events 1 to 6
 photons and PSD values around 0.22. Times start at 0 and go on from file to file.
 The same options give the same bytes on every machine.)";
 
@@ -69,14 +71,16 @@ void add_options(CLI::App& app, Options& options) {
     Recording& recording = options.recording;
 
     app.add_option("-o,--output-folder", options.folder,
-                   "Where to put the files; created if missing (required)")
+                   "Where to put the files (required); the folder\nis created, files of the same "
+                   "names are replaced")
         ->option_text("FOLDER")
         ->required();
     app.add_option("-s,--scene", options.scene, "star (default), uniform or spot; see below")
         ->option_text("NAME")
         ->check(CLI::IsMember(scene_names()));
-    app.add_option("-n,--events", recording.nEvents,
-                   "Events in all files together (default: 1M);\nsuffixes k, M and G are understood")
+    app.add_option(
+           "-n,--events", recording.nEvents,
+           "Events in all files together (default: 1M);\nsuffixes k, M and G are understood")
         ->option_text("N")
         ->transform(with_suffix)
         ->check(CLI::Range(std::uint64_t{0}, most));
@@ -119,9 +123,7 @@ void simulate(const Options& options) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int run(int argc, char* argv[]) {
     CLI::App app(description, "vexolan-simulate");
     Options options;
     app.formatter(std::make_shared<Help_Formatter>());
@@ -131,10 +133,18 @@ int main(int argc, char* argv[]) {
     add_options(app, options);
     try {
         app.parse(argc, argv);
-        simulate(options);
-        return EXIT_SUCCESS;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    simulate(options);
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    try {
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "vexolan-simulate: " << error.what() << '\n';
         return EXIT_FAILURE;
