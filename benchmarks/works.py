@@ -1,0 +1,248 @@
+"""The works that vexolan and its rivals are compared in: what each process is told to do."""
+
+import os
+import pathlib
+import subprocess
+import sys
+from typing import Iterator, NamedTuple, Optional
+
+import numpy
+
+SOURCE = pathlib.Path(__file__).resolve().parent
+TICK = 1.5625e-9
+EVENT = numpy.dtype(
+    [("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<u8"), ("psd", "<f8")]
+)
+
+# Both filters on: bounds that hold most of the simulated signal and little of the background.
+FILTERS = ["-m", "6", "-M", "30", "-p", "0.4", "-P", "0.9"]
+BOUNDS = {"photons_min": 6, "photons_max": 30, "psd_min": 0.4, "psd_max": 0.9}
+
+
+class Goal(NamedTuple):
+    """How many times as fast `fast` is as `slow`, and should be; both are names of runs."""
+
+    fast: str
+    slow: str
+    at_least: Optional[float] = None
+
+
+class Run(NamedTuple):
+    """One process. Runs with the same `image` must have the same image."""
+
+    name: str
+    command: list
+    output: Optional[pathlib.Path] = None
+    image: Optional[str] = None
+    goal: Optional[Goal] = None
+    tasks: int = 0  # vexolan only
+    image_mib: float = 0  # vexolan only, where memory has a goal
+    environment: dict = {}
+
+
+class Work(NamedTuple):
+    title: str
+    amount: float
+    unit: str
+    runs: list
+
+
+class Bench:
+    """Where things are, and how processes are called."""
+
+    def __init__(self, build, folder, images, quick):
+        self.build = build
+        self.folder = folder
+        self.images = images
+        self.scale = 10 if quick else 1
+        self.cores = os.cpu_count()
+
+    def simulate(self, name, millions, files=1, pulses=100, period=0.01, scene="star"):
+        """The files of a new recording of so many million events, a tenth of them if quick."""
+        folder = self.folder / name
+        subprocess.run(
+            [self.build / "vexolan-simulate", "-o", folder, "-s", scene, "--triggers",
+             "-n", str(round(millions / self.scale * 1e6)), "--files", str(files),
+             "--pulses", str(pulses), "--pulse-period", str(period)],
+            check=True,
+        )  # fmt: skip
+        return sorted(folder.iterdir())
+
+    def vexolan(self, name, files, arguments, many_tasks=False, **fields):
+        output = self.images / f"{name}.tif"
+        inputs = ["-I", files] if isinstance(files, pathlib.Path) else ["-i", ",".join(map(str, files))]
+        tasks, environment = 1 if "false" in arguments or "frameSync" in arguments else self.cores, {}
+        if many_tasks:
+            environment["LD_PRELOAD"] = str(self.build / "libmany_hardware_threads.so")
+            tasks = 64
+        command = [self.build / "vexolan", *inputs, *arguments, "-o", output]
+        return Run(name, command, output, tasks=tasks, environment=environment, **fields)
+
+    def rival(self, name, program, files, image=None, goal=None, suffix="raw", **settings):
+        output = self.images / f"{name}.{suffix}"
+        settings = {"threads": self.cores, "output": output, **settings}
+        words = [f"{setting}={value}" for setting, value in settings.items()]
+        return Run(name, [self.build / program, *words, *files], output, image, goal)
+
+    def numpy_rival(self, name, way, files, image, goal):
+        output = self.images / f"{name}.raw"
+        script = SOURCE / "rivals" / "numpy_rivals.py"
+        bounds = map(str, BOUNDS.values())
+        command = [sys.executable, script, way, "512", *bounds, output, *files]
+        return Run(name, command, output, image, goal)
+
+
+def integrated_works(bench) -> Iterator[Work]:
+    """W1, W2, W5 and many tasks: images over all time."""
+    star = bench.simulate("star", 40, files=4, pulses=10_000, period=1e-4)
+    single = bench.simulate("single", 40, pulses=40_000, period=1e-4)
+    spot = bench.simulate("spot", 40, files=4, pulses=10_000, period=1e-4, scene="spot")
+    amount = 40 / bench.scale
+
+    def rival(name, program, at_least=None, **settings):
+        goal = Goal("vexolan", name, at_least)
+        return bench.rival(name, program, star, "star", goal, **settings, **BOUNDS)
+
+    def numpy_rival(way, at_least):
+        name = f"numpy {way}"
+        return bench.numpy_rival(name, way, star, "star", Goal("vexolan", name, at_least))
+
+    yield Work("W1: 512 x 512, 4 files", amount, "M events", [
+        bench.vexolan("vexolan", star, FILTERS, image="star", image_mib=1),
+        bench.rival("reading alone", "read_alone", star, goal=Goal("vexolan", "reading alone", 0.5)),
+        rival("hand-written, private counters", "hand_written", counters="private"),
+        rival("hand-written, atomic counters", "hand_written", counters="shared"),
+        rival("Boost.Histogram, thread-safe counters", "boost_histogram", 5, counters="shared",
+              axes="regular"),
+        rival("the same, pixels worked out before", "boost_histogram", counters="shared",
+              axes="integer"),
+        rival("Boost.Histogram, one per thread", "boost_histogram", counters="private",
+              axes="regular"),
+        numpy_rival("bincount", 12),
+        numpy_rival("histogram2d", 50),
+        bench.vexolan("vexolan, one core", star, [*FILTERS, "--parallel", "false"], image="star",
+                      image_mib=1),
+        bench.rival("reading alone, one core", "read_alone", star, threads=1,
+                    goal=Goal("vexolan, one core", "reading alone, one core")),
+    ])  # fmt: skip
+    yield Work("W2: the same in one file", amount, "M events", [
+        bench.vexolan("vexolan, one file", single, FILTERS, image="single", image_mib=1,
+                      goal=Goal("vexolan, one file", "vexolan", 0.9)),
+        bench.rival("hand-written, one file", "hand_written", single, "single", counters="private",
+                    goal=Goal("vexolan, one file", "hand-written, one file"), **BOUNDS),
+    ])  # fmt: skip
+    yield Work("W5: W1 in mode `reference`", amount, "M events", [
+        bench.vexolan("vexolan, `reference`", star, [*FILTERS, "-E", "reference"], image="star",
+                      image_mib=1, goal=Goal("vexolan, `reference`", "vexolan", 0.8)),
+    ])  # fmt: skip
+    spread, hot = "vexolan, 64 tasks", "vexolan, 64 tasks, 20 x 20 pixel spot"
+    yield Work("W1 with 64 tasks", amount, "M events", [
+        bench.vexolan(spread, star, FILTERS, image="star", image_mib=1, many_tasks=True),
+        bench.vexolan(hot, spot, FILTERS, many_tasks=True, goal=Goal(hot, spread, 0.7)),
+    ])  # fmt: skip
+
+
+def make_relative(files, folder, period_ticks):
+    """The same events with the times since their pulses, in recordings without triggers."""
+    folder.mkdir()
+    made = []
+    for path in files:
+        words = numpy.fromfile(path, "<u8", 8)
+        assert words[6:7].tobytes() == b"extTrigs"
+        events = numpy.fromfile(path, EVENT, offset=64 + int(words[7]) + 16)
+        events["time"] %= period_ticks
+        words[1] = 48 + events.nbytes
+        words[6:8] = int.from_bytes(b"events", "little"), events.nbytes
+        made.append(folder / path.name)
+        made[-1].write_bytes(words.tobytes() + events.tobytes())
+    return made
+
+
+def cube_works(bench) -> Iterator[Work]:
+    """W4, W5 and many tasks: an image sequence larger than any cache, in random order."""
+    period, bins, size = 1e-4, 2000, 256
+    ticks = round(period / TICK / bins)
+    pulses = bench.simulate("pulses", 20, files=2, pulses=10_000, period=period)
+    spot = bench.simulate("spot", 20, files=2, pulses=10_000, period=period, scene="spot")
+    relative = make_relative(pulses, bench.folder / "relative", ticks * bins)
+    amount = 20 / bench.scale
+    cube = [*FILTERS, "-x", str(size), "-t", repr(ticks * TICK), "-T", str(bins)]
+    reference = [*cube, "-E", "reference"]
+    tool = {"image": "cube", "image_mib": size * size * bins * 4 / 2**20}
+
+    def hand_written(name, counters):
+        return bench.rival(name, "hand_written", relative, "cube", Goal("vexolan, cube", name, 0.5),
+                           counters=counters, size=size, pages=bins, ticks=ticks, **BOUNDS)  # fmt: skip
+
+    yield Work(f"W4: {size} x {size} x {bins} bins, written too", amount, "M events", [
+        bench.vexolan("vexolan, cube", relative, cube, **tool),
+        hand_written("hand-written, cube, private counters", "private"),
+        hand_written("hand-written, cube, atomic counters, prefetch", "shared"),
+    ])  # fmt: skip
+    yield Work("W5: the counts of W4 in mode `reference`", amount, "M events", [
+        bench.vexolan("vexolan, cube, `reference`", pulses, reference, **tool,
+                      goal=Goal("vexolan, cube, `reference`", "vexolan, cube", 0.8)),
+    ])  # fmt: skip
+    spread, hot = "vexolan, cube, 64 tasks", "vexolan, cube, 64 tasks, 20 x 20 pixel spot"
+    yield Work("the same with 64 tasks", amount, "M events", [
+        bench.vexolan(spread, pulses, reference, many_tasks=True, **tool),
+        bench.vexolan(hot, spot, reference, many_tasks=True, goal=Goal(hot, spread, 0.7)),
+    ])  # fmt: skip
+
+
+def small_file_works(bench) -> Iterator[Work]:
+    """W3: many small files."""
+    files = bench.simulate("small", 40, files=4000 // bench.scale, period=1e-4)
+    tool, reading, hand = "vexolan, small files", "reading alone, small files", "hand-written, small files"
+    yield Work(f"W3: {len(files)} files x 10 k events", 40 / bench.scale, "M events", [
+        bench.vexolan(tool, files[0].parent, FILTERS, image="small", image_mib=1),
+        bench.rival(reading, "read_alone", files, goal=Goal(tool, reading, 0.3)),
+        bench.rival(hand, "hand_written", files, "small", Goal(tool, hand), counters="private",
+                    **BOUNDS),
+    ])  # fmt: skip
+
+
+def frame_works(bench) -> Iterator[Work]:
+    """W6: frames. As the pulses come regularly, frames are bins of the absolute time as well."""
+    period, frames, size = 1e-3, 1000, 128
+    files = bench.simulate("frames", 40, files=4, pulses=frames // 4, period=period)
+    arguments = [*FILTERS, "-x", str(size), "-t", repr(period), "-T", str(frames)]
+    tool, reading, hand = "vexolan, frames", "reading alone, frames", "hand-written, frames"
+    yield Work(f"W6: `frameSync`, {frames} frames of {size} x {size}", 40 / bench.scale, "M events", [
+        bench.vexolan(tool, files, [*arguments, "-E", "frameSync"], image="frames",
+                      image_mib=size * size * frames * 4 / 2**20),
+        bench.rival(reading, "read_alone", files, threads=1, goal=Goal(tool, reading, 0.4)),
+        bench.rival(hand, "hand_written", files, "frames", Goal(tool, hand), threads=1, size=size,
+                    pages=frames, ticks=round(period / TICK), counters="private", **BOUNDS),
+    ])  # fmt: skip
+
+
+def output_works(bench) -> Iterator[Work]:
+    """W7: images of a thousand events, so that writing is what takes the time."""
+    few = bench.simulate("few", 1e-3 * bench.scale, pulses=1, period=1e-3)
+    for size, pages in ((512, 1000 // bench.scale), (16, 40_000 // bench.scale)):
+        yield output_work(bench, few, size, pages)
+
+
+def output_work(bench, files, size, pages):
+    def title(number):
+        return f"{size} x {size} x {number} pages"
+
+    def vexolan(number, **fields):
+        arguments = ["-x", str(size), "-t", "0.001", "-T", str(number)]
+        return bench.vexolan(f"vexolan, {title(number)}", files, arguments, **fields)
+
+    # Rows, their two strip tables, and a directory of twelve entries.
+    nBytes = 8 + pages * (size * size * 4 + size * 6 + 150)
+    tool, half = f"vexolan, {title(pages)}", f"vexolan, {title(pages // 2)}"
+    writing, rows = f"writing alone, {title(pages)}", f"row by row, {title(pages)}"
+    return Work(f"W7: output of {title(pages)}", nBytes / 1e6, "MB", [
+        vexolan(pages, image=title(pages)),
+        bench.rival(writing, "write_alone", [], goal=Goal(tool, writing, 0.7), bytes=nBytes),
+        bench.rival(rows, "row_by_row", files, title(pages), Goal(tool, rows, 3), size=size,
+                    pages=pages, ticks=round(1e-3 / TICK), threads=1, suffix="tif"),
+        vexolan(pages // 2, goal=Goal(tool, half, 0.45)),
+    ])  # fmt: skip
+
+
+ALL_WORKS = (integrated_works, small_file_works, cube_works, frame_works, output_works)
