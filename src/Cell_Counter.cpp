@@ -43,12 +43,18 @@ void Cell_Counter::count(const Cell_List& list) noexcept {
     const std::span cells(list.cells.data(), list.size);
     if (atomic) {
         add_each<add_atomic>(image.data(), cells);
+    } else if (own.empty()) {
+        add_each<add_plain>(image.data(), cells);
     } else {
-        add_each<add_plain>(own.empty() ? image.data() : own.data(), cells);
+        add_each<add_plain>(own.data(), cells);
+        own_used = true;
     }
 }
 
 void Cell_Counter::merge() noexcept {
+    if (!own_used) {
+        return;
+    }
     for (std::size_t cell = 0; cell < own.size(); ++cell) {
         const unsigned int count = own[cell].load(std::memory_order_relaxed);
         if (count != 0) {

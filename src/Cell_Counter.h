@@ -37,5 +37,6 @@ public:
 private:
     std::span<Counter> image;
     bool atomic;
-    std::vector<Counter> own;
+    std::vector<Counter, Image_Allocator<Counter>> own;
+    bool own_used = false;
 };
