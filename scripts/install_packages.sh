@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages of the given groups that are not installed yet.
-# Usage: install_packages.sh [build] [demo] [test]
+# Usage: install_packages.sh GROUP..., with the groups below
 set -euo pipefail
 
 declare -A packages_of=(
     [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libcli11-dev"
     [demo]="python3 python3-numpy python3-pil python3-tifffile"
     [test]="libgtest-dev libtiff-tools python3 python3-numpy python3-pytest python3-tifffile"
+    [check]="clang clang-format clang-tidy"
+    [benchmark]="libbenchmark-dev libboost1.81-dev python3 python3-numpy python3-tifffile"
+    [fuzz]="clang libclang-rt-14-dev llvm python3"
 )
 
 is_installed() {
