@@ -45,6 +45,8 @@ struct Work {
     std::int64_t ticks = 1;    ///< width of a time bin
     Bounds bounds;
 
+    Work() = default;
+
     /// Throws: std::invalid_argument for an unknown name or a value that is no number.
     Work(int argc, char** argv);
 

@@ -1,0 +1,41 @@
+#include "Sample.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <random>
+
+const std::vector<Photon_Event>& sample_events() {
+    static const std::vector<Photon_Event> events = [] {
+        constexpr int detector = 256 * orven::Event_Length::units_per_pixel;
+        std::mt19937_64 random(1);
+        const auto below = [&random](std::uint64_t limit) { return random() % limit; };
+        std::vector<Photon_Event> made;
+        made.reserve(nSample_events);
+        for (std::size_t i = 0; i < nSample_events; ++i) {
+            made.emplace_back(orven::Event_Length(static_cast<int>(below(detector))),
+                              orven::Event_Length(static_cast<int>(below(detector))),
+                              orven::Event_Time(static_cast<long>(below(sample_ticks))), below(20),
+                              static_cast<double>(below(1000)) * 1e-3);
+        }
+        std::ranges::sort(made, {}, &Photon_Event::time);
+        return made;
+    }();
+    return events;
+}
+
+const orven::Photon_Filter& sample_filter() {
+    static const orven::Photon_Filter filter({2, 17}, {0.1, 0.9});
+    return filter;
+}
+
+Parameters parameters_from(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "kernels");
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    optind = 0;  // makes getopt start anew
+    return {static_cast<int>(arguments.size()), argv.data()};
+}

@@ -1,0 +1,141 @@
+// Reading recordings and writing images. Files lie in the folder for temporary files (TMPDIR).
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "FileHandler_Events.h"
+#include "Image_Writer.h"
+#include "Row_By_Row.h"
+#include "Sample.h"
+#include "Work.h"
+
+namespace {
+
+std::string header(const char* name, std::size_t size) {
+    std::string bytes(16, '\0');
+    std::memcpy(bytes.data(), name, std::strlen(name));
+    std::memcpy(bytes.data() + 8, &size, 8);
+    return bytes;
+}
+
+void write_recording(const std::string& path) {
+    const auto events = std::as_bytes(std::span(sample_events()));
+    const std::uint64_t version_and_type[2]{0, 3};
+    std::ofstream(path, std::ios::binary)
+        << header("ORVEN", 48 + events.size()) << header("build", 16)
+        << std::string_view(reinterpret_cast<const char*>(version_and_type), 16)
+        << header("events", events.size())
+        << std::string_view(reinterpret_cast<const char*>(events.data()), events.size());
+}
+
+bool same_bytes(const void* a, const void* b, std::size_t size) {
+    return std::memcmp(a, b, size) == 0;
+}
+
+/// All events of a file, opened anew each time, in pieces of one memory.
+void read_pieces(benchmark::State& state) {
+    const Temporary_File file("kernels.orvenevent");
+    write_recording(file.path);
+    const auto piece = std::make_unique<std::array<Photon_Event, events_per_piece>>();
+    const auto read = [&](const auto& use) {
+        auto checked = orven::Photon_FileHandler::open_file(file.path);
+        orven::Photon_FileHandler::Stream stream(checked.stream, checked.fileEnd);
+        for (std::size_t i = 0; i < stream.nEvents(); i += events_per_piece) {
+            stream.read_events(i, *piece);
+            use(i);
+        }
+    };
+    read([&](std::size_t first) {
+        if (!same_bytes(piece->data(), &sample_events()[first], sizeof(*piece))) {
+            state.SkipWithError("wrong events");
+        }
+    });
+    for (auto _ : state) {
+        read([&](std::size_t) { benchmark::DoNotOptimize(piece->data()); });
+    }
+    report(state, nSample_events, nSample_events * sizeof(Photon_Event));
+}
+BENCHMARK(read_pieces);
+
+/// The limit of the above.
+void read_alone(benchmark::State& state) {
+    const Temporary_File file("kernels.orvenevent");
+    write_recording(file.path);
+    Work work;
+    work.files = {file.path};
+    for (auto _ : state) {
+        read_all(work);
+    }
+    report(state, nSample_events, nSample_events * sizeof(Photon_Event));
+}
+BENCHMARK(read_alone);
+
+/// Images whose every page of memory is in use.
+Counting_Image<3>& image_of(std::size_t nPages, std::size_t size) {
+    static std::unique_ptr<Counting_Image<3>> image;
+    if (image == nullptr || image->get_sizes()[0] != nPages) {
+        image = std::make_unique<Counting_Image<3>>(Counting_Image<3>::Indices{nPages, size, size});
+        for (std::size_t cell = 0; cell < image->get_content().size(); ++cell) {
+            (*image)[cell] = static_cast<unsigned>(cell % 1000);
+        }
+    }
+    return *image;
+}
+
+std::span<const std::uint32_t> plain_counts(const Counting_Image<3>& image) {
+    const auto& cells = image.get_content();
+    return {reinterpret_cast<const std::uint32_t*>(cells.data()), cells.size()};
+}
+
+void row_by_row(const std::string& path, const Counting_Image<3>& image) {
+    const auto [nPages, rows, columns] = image.get_sizes();
+    write_row_by_row(path, "w4", plain_counts(image), nPages, rows, columns);
+}
+
+void tiff(const std::string& path, const Counting_Image<3>& image) {
+    write_tiff(path, "w4", image);
+}
+
+void raw(const std::string& path, const Counting_Image<3>& image) {
+    write_raw(path, plain_counts(image));
+}
+
+bool same_files(const std::string& a, const std::string& b) {
+    std::ifstream first(a, std::ios::binary);
+    std::ifstream second(b, std::ios::binary);
+    return std::equal(std::istreambuf_iterator<char>(first), {},
+                      std::istreambuf_iterator<char>(second), {});
+}
+
+template <auto write>
+void write_image(benchmark::State& state) {
+    const auto& image = image_of(static_cast<std::size_t>(state.range(0)),
+                                 static_cast<std::size_t>(state.range(1)));
+    const Temporary_File file("kernels.tif");
+    if constexpr (write == tiff) {
+        const Temporary_File expected("kernels-expected.tif");
+        row_by_row(expected.path, image);
+        write(file.path, image);
+        if (!same_files(file.path, expected.path)) {
+            state.SkipWithError("wrong file");
+        }
+    }
+    for (auto _ : state) {
+        std::filesystem::remove(file.path);
+        write(file.path, image);
+    }
+    report(state, image.get_content().size(), image.get_content().size() * sizeof(std::uint32_t));
+}
+void image_sizes(benchmark::internal::Benchmark* writing) {
+    writing->ArgNames({"pages", "size"})->Args({200, 512})->Args({8000, 16})->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(write_image<tiff>)->Apply(image_sizes)->Name("write_tiff");
+BENCHMARK(write_image<raw>)->Apply(image_sizes)->Name("write_alone");
+BENCHMARK(write_image<row_by_row>)->Apply(image_sizes)->Name("write_row_by_row");
+
+}  // namespace
+
+BENCHMARK_MAIN();
