@@ -10,13 +10,13 @@ constexpr std::size_t own_counters_max_bytes = std::size_t{2} << 20;
 /// How many additions ahead a cell is fetched: enough to hide one memory access.
 constexpr std::size_t prefetch_distance = 32;
 
-void add_atomic(Counter& counter) noexcept {
-    counter.fetch_add(1);
+void add_atomic(Counter& counter, unsigned int count) noexcept {
+    counter.fetch_add(count);
 }
 
 /// For counters that no other thread changes.
-void add_plain(Counter& counter) noexcept {
-    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+void add_plain(Counter& counter, unsigned int count) noexcept {
+    counter.store(counter.load(std::memory_order_relaxed) + count, std::memory_order_relaxed);
 }
 
 template <auto add>
@@ -25,10 +25,10 @@ void add_each(Counter* counters, std::span<const std::size_t> cells) noexcept {
     std::size_t i = 0;
     for (; i < nAhead; ++i) {
         __builtin_prefetch(&counters[cells[i + prefetch_distance]], 1);
-        add(counters[cells[i]]);
+        add(counters[cells[i]], 1);
     }
     for (; i < cells.size(); ++i) {
-        add(counters[cells[i]]);
+        add(counters[cells[i]], 1);
     }
 }
 
@@ -56,9 +56,6 @@ void Cell_Counter::merge() noexcept {
         return;
     }
     for (std::size_t cell = 0; cell < own.size(); ++cell) {
-        const unsigned int count = own[cell].load(std::memory_order_relaxed);
-        if (count != 0) {
-            image[cell].fetch_add(count);
-        }
+        add_plain(image[cell], own[cell].load(std::memory_order_relaxed));
     }
 }

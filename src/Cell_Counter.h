@@ -31,7 +31,8 @@ public:
     /// Adds 1 to each of these cells; all must lie in the image.
     void count(const Cell_List& list) noexcept;
 
-    /// Adds the task's own counters, if it has any, to the image.
+    /// Adds the task's own counters, if it has any, to the image, by plain additions: nobody else
+    /// may count meanwhile.
     void merge() noexcept;
 
 private:

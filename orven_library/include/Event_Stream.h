@@ -47,6 +47,7 @@ public:
             return std::nullopt;
         }
         std::vector<Time> times(extTriggers.nRecords);
+        next_position = -1;
         stream->seekg(extTriggers.position);
         read_records(*stream, std::span(times));
         return times;
@@ -60,6 +61,7 @@ public:
         if (position != next_position) {
             stream->seekg(position);
         }
+        next_position = -1;
         read_records(*stream, piece);
         next_position = position + static_cast<std::streamoff>(piece.size_bytes());
     }
@@ -114,7 +116,7 @@ private:
     std::ifstream* stream;
     Record_Block events;
     Record_Block extTriggers;
-    std::streampos next_position = -1;
+    std::streampos next_position = -1;  ///< where the stream stands, if events were read last
 };
 
 }  // namespace orven
