@@ -2,8 +2,6 @@
 
 #include <tiffio.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -83,14 +81,16 @@ public:
         set(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     }
 
-    /// Writes the rows of the page, top row first.
+    /// Writes the rows of the page, top row first, each as a strip of its own. Uncompressed strips
+    /// need nothing of libtiff's encoding.
     void write_rows(std::span<const Counter> page, std::size_t size_x) {
         row.resize(size_x);
-        const std::size_t size_y = page.size() / size_x;
-        for (std::size_t r = 0; r < size_y; ++r) {
+        const auto bytes = static_cast<tmsize_t>(size_x * sizeof(std::uint32_t));
+        const auto size_y = static_cast<std::uint32_t>(page.size() / size_x);
+        for (std::uint32_t r = 0; r < size_y; ++r) {
             // Counting is over: the cells are plain numbers, copied as such.
             std::memcpy(row.data(), &page[r * size_x], size_x * sizeof(Counter));
-            check(TIFFWriteScanline(tiff.get(), row.data(), static_cast<std::uint32_t>(r), 0) == 1);
+            check(TIFFWriteRawStrip(tiff.get(), r, row.data(), bytes) == bytes);
         }
     }
 

@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr std::size_t buffer_bytes = std::size_t{1} << 20;
+/// Large enough for few writes, small enough to stay in a core's cache.
+constexpr std::size_t buffer_bytes = std::size_t{256} << 10;
 constexpr mode_t permissions = 0666;
 
 }  // namespace
