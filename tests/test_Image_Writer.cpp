@@ -1,10 +1,8 @@
 #include "Image_Writer.h"
 
-#include <sys/resource.h>
 #include <tiffio.h>
 
 #include <array>
-#include <csignal>
 #include <span>
 
 #include "recordings.h"
@@ -115,23 +113,6 @@ TEST(Image_Writer, failures_name_the_path) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "/no/such: No such file or directory.\n");
     EXPECT_EQ(message_of<std::runtime_error>([&] { write_tiff("/dev/full", "w8", image); }),
               "output file \"/dev/full\" could not be written (No space left on device)!");
-}
-
-TEST(Image_WriterDeathTest, a_full_disk_is_noticed_wherever_it_happens) {
-    const Counting_Image<3> image = pattern(std::array<std::size_t, 3>{3, 20, 100});
-    const Folder folder;
-    const std::string path = folder.path / "image";
-    write_tiff(path, "w4", image);
-    const std::size_t complete = std::filesystem::file_size(path);
-    for (std::size_t limit = 0; limit < complete; limit += 997) {
-        const auto write_limited = [&] {
-            std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit bytes{limit, limit};
-            setrlimit(RLIMIT_FSIZE, &bytes);
-            std::exit(message_of([&] { write_tiff(path, "w4", image); }).empty() ? 0 : 7);
-        };
-        EXPECT_EXIT(write_limited(), testing::ExitedWithCode(7), "") << limit;
-    }
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <cmath>
 
-#include "logging.h"
 #include "recordings.h"
 
 namespace {
@@ -41,50 +40,6 @@ TEST(Parameters, options_fill_their_fields) {
     EXPECT_FALSE(record.exit_requested);
 }
 
-struct Settings_Case {
-    const char* name;
-    const char* json;
-    std::string message;  // %: the path of the file
-
-    friend void PrintTo(const Settings_Case& instance, std::ostream* out) { *out << instance.name; }
-};
-
-class Settings_Files : public testing::TestWithParam<Settings_Case> {};
-
-TEST_P(Settings_Files, are_checked_key_by_key) {
-    const Folder folder;
-    const std::string path = folder.write("s.json", GetParam().json);
-    std::string message = GetParam().message;
-    if (message.starts_with('%')) {
-        message.replace(0, 1, path);
-    }
-    EXPECT_EQ(message_of<std::invalid_argument>([&] { parameters_from({"-f", path}); }), message);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Parameters, Settings_Files,
-    testing::Values(Settings_Case{"no_section", "{}", R"(Key "vexolan" missing!)"},
-                    Settings_Case{"section_no_object", R"({"vexolan": []})",
-                                  R"(Key "vexolan" expected to be a JSON Object!)"},
-                    Settings_Case{"empty_section", R"({"vexolan": {}})", ""},
-                    Settings_Case{"first_of_two_keys_counts",
-                                  R"({"vexolan": {"size_x": 1, "size_x": "a"}})", ""},
-                    Settings_Case{"fraction_for_a_size", R"({"vexolan": {"size_x": 100.0}})",
-                                  R"(Key "size_x" expected to be a 64 bit unsigned int!)"},
-                    Settings_Case{"size_beyond_64_bits",
-                                  R"({"vexolan": {"size_y": 18446744073709551616}})",
-                                  R"(Key "size_y" expected to be a 64 bit unsigned int!)"},
-                    Settings_Case{"text_for_a_number", R"({"vexolan": {"psd_min": "3"}})",
-                                  R"(Key "psd_min" expected to be a double!)"},
-                    Settings_Case{"number_for_a_name", R"({"vexolan": {"time_extTrigger": 1}})",
-                                  R"(Key "time_extTrigger" expected to be a string!)"},
-                    Settings_Case{"unknown_mode", R"({"vexolan": {"time_extTrigger": "sync"}})",
-                                  "% is not a valid trigger handling type!"},
-                    Settings_Case{"limit_beyond_64_bits",
-                                  R"({"vexolan": {"time_limit": 9223372036854775808}})",
-                                  R"(Key "time_limit" does not fit into a 64 bit signed int!)"}),
-    [](const auto& instance) { return instance.param.name; });
-
 TEST(Parameters, settings_file_takes_effect_where_it_stands) {
     const Folder folder;
     const std::string path = folder.write("s.json", R"({"other": 1, "vexolan": {
@@ -102,20 +57,6 @@ TEST(Parameters, settings_file_takes_effect_where_it_stands) {
     const Parameters after = parameters_from({"-f", path, "-x", "300", "-E", "ignore"});
     EXPECT_EQ(after.size_x, 300U);
     EXPECT_EQ(after.extTrigger_mode, Parameters::ignore);
-}
-
-TEST(ParametersDeathTest, settings_that_are_no_object_are_explained_before_the_assertion) {
-    const Folder folder;
-    const std::string deep(1'000'000, '[');
-    for (const auto& [json, reason] :
-         {std::pair<std::string, const char*>{"[1]", "has no JSON object at its root"},
-          {"{\"a\": tru}", "Invalid value. \\(at byte 9\\)"},
-          {deep, "is not valid JSON"}}) {
-        const std::string path = folder.write("s.json", json);
-        EXPECT_DEATH(parameters_from({"-f", path}),
-                     "ERROR: .*s.json.*" + std::string(reason) + "(.|\n)*IsObject\\(\\)");
-    }
-    EXPECT_DEATH(parameters_from({"-f", "/no/such.json"}), "ERROR: .*could not be opened");
 }
 
 }  // namespace
