@@ -14,6 +14,9 @@ using Integrated = Binning_Events_TimeIntegrated<Parameters::ignore>;
 using Resolved = Binning_Events_TimeResolved<Parameters::ignore>;
 using Frames = Binning_Events_TimeResolved<Parameters::frameSync>;
 
+/// So many pieces stay in a core's cache, as pieces do that were just read.
+constexpr std::size_t nCached = 16;
+
 std::span<const Photon_Event> sample_piece(std::size_t index) {
     return std::span(sample_events()).subspan(index * events_per_piece, events_per_piece);
 }
@@ -69,10 +72,9 @@ std::vector<std::size_t> plain_cells(const Image_Type& image, std::size_t piece)
     return cells;
 }
 
-/// Filter and placement, piece by piece; the pieces stay in a core's cache, as if just read.
+/// Filter and placement, piece by piece.
 template <auto& get_image>
 void find_cells(benchmark::State& state) {
-    constexpr std::size_t nCached = 16;
     auto& image = get_image();
     const auto found = std::make_unique<Cell_List>();
     const auto find = [&](std::size_t piece) {
@@ -158,8 +160,10 @@ BENCHMARK(count<large_image, Image_Use::shared>)->ThreadPerCpu()->UseRealTime();
 
 void trigger_walk(benchmark::State& state) {
     constexpr long interval_ticks = 100'000;
+    const std::span events = std::span(sample_events()).first(nCached * events_per_piece);
     std::vector<orven::Event_Time> triggers;
-    for (long ticks = 0; ticks <= sample_ticks; ticks += interval_ticks) {
+    for (long ticks = 0; triggers.empty() || triggers.back() <= events.back().time;
+         ticks += interval_ticks) {
         triggers.emplace_back(ticks);
     }
     const orven::Photon_Filter accept_all({0, UINT64_MAX}, {});
@@ -167,16 +171,16 @@ void trigger_walk(benchmark::State& state) {
     const auto walk_all = [&] {
         std::ranges::fill(nEvents, 0);
         Trigger_Walk walk(std::vector<orven::Event_Time>(triggers), 0);
-        for (std::size_t piece = 0; piece < nSample_pieces; ++piece) {
+        for (std::size_t piece = 0; piece < nCached; ++piece) {
             walk.walk(sample_piece(piece), accept_all,
-                      [&](std::span<const Photon_Event> events, const Interval& interval) {
-                          nEvents[interval.frameIndex] += events.size();
+                      [&](std::span<const Photon_Event> run, const Interval& interval) {
+                          nEvents[interval.frameIndex] += run.size();
                       });
         }
     };
     walk_all();
     std::vector<std::size_t> expected(nEvents.size());
-    for (const Photon_Event& event : sample_events()) {
+    for (const Photon_Event& event : events) {
         ++expected[static_cast<std::size_t>(event.time.value / interval_ticks)];
     }
     if (nEvents != expected) {
@@ -186,7 +190,7 @@ void trigger_walk(benchmark::State& state) {
         walk_all();
         benchmark::DoNotOptimize(nEvents.data());
     }
-    report(state, nSample_events, nSample_events * sizeof(Photon_Event));
+    report(state, events.size(), events.size_bytes());
 }
 BENCHMARK(trigger_walk);
 
