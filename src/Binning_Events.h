@@ -113,10 +113,11 @@ public:
         }
     }
 
-    void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval,
+    void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval_,
                     Cell_List& found) const noexcept override {
         const Filter accepting = filter;
         const Grid local = grid;
+        const Interval interval = interval_;
         std::size_t size = found.size;
         for (const Event& event : events) {
             const auto [inside, page, row, column] =
@@ -155,19 +156,20 @@ private:
             const std::uint32_t column = columns.bin_of(event.y.value);
             const std::uint32_t row = rows.bin_of(event.x.value);
             const std::size_t page = page_of(time, frameIndex);
-            const bool inside =
-                orven::all_hold(pages.contains(page), rows.contains(row), columns.contains(column));
+            const bool inside = orven::all_hold(is_in_time(time), pages.contains(page),
+                                                rows.contains(row), columns.contains(column));
             return {inside, page, row, column};
         }
 
-        /// Not below the number of pages if the event belongs to none.
         [[nodiscard]] std::size_t page_of(Time time, std::size_t frameIndex) const noexcept {
-            if constexpr (mode == Parameters::frameSync) {
-                const bool in_window = orven::all_hold(time >= Time(0), time < time_res);
-                return in_window ? frameIndex : pages.size();
-            } else {
-                return pages.bin_of(time.value);
-            }
+            return mode == Parameters::frameSync ? frameIndex : pages.bin_of(time.value);
+        }
+
+        /// Frames take times from 0 up to the time resolution: one comparison, as a negative time
+        /// wraps to a large one. Time bins are tested as pages.
+        [[nodiscard]] bool is_in_time(Time time) const noexcept {
+            return mode != Parameters::frameSync || static_cast<std::uint64_t>(time.value) <
+                                                        static_cast<std::uint64_t>(time_res.value);
         }
     };
 

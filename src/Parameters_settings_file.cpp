@@ -4,7 +4,9 @@
 
 #include <cmath>
 #include <concepts>
+#include <cstdlib>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 
 #include "Parameters.h"
@@ -22,10 +24,33 @@ void log_problem(const std::string& path, const std::string& problem) {
     logging<error>("settings file \"" + path + "\" " + problem);
 }
 
+/// Memory for the JSON library, which takes every allocation for a success.
+class Throwing_Allocator {
+public:
+    static constexpr bool kNeedFree = true;
+
+    static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+    static void* Realloc(void* memory, std::size_t /*old_size*/, std::size_t size) {
+        if (size == 0) {
+            Free(memory);
+            return nullptr;
+        }
+        void* const moved = std::realloc(memory, size);  // NOLINT(cppcoreguidelines-no-malloc)
+        if (moved == nullptr) {
+            throw std::bad_alloc();
+        }
+        return moved;
+    }
+    static void Free(void* memory) noexcept { std::free(memory); }
+};
+
+using Document = rapidjson::GenericDocument<
+    rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<Throwing_Allocator>, Throwing_Allocator>;
+
 /// Parses without recursion, so that no depth of nesting exhausts the stack. Logs why there is no
 /// object at the root; the caller's first look-up then fails the JSON library's assertion.
-rapidjson::Document parse_settings(const std::string& path) {
-    rapidjson::Document document;
+Document parse_settings(const std::string& path) {
+    Document document;
     std::ifstream file(path);
     if (!file) {
         log_problem(path, "could not be opened");
@@ -35,6 +60,7 @@ rapidjson::Document parse_settings(const std::string& path) {
     document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
     if (file.bad()) {
         log_problem(path, "could not be read");
+        document.SetNull();
     } else if (document.HasParseError()) {
         log_problem(
             path, "is not valid JSON: " + std::string(GetParseError_En(document.GetParseError())) +
@@ -75,11 +101,11 @@ T Parameters::json_getValue_helper(const JSON_Value& object, const std::string& 
 }
 
 void Parameters::read_parameterSettings_file(const std::string& path) {
-    const rapidjson::Document document = parse_settings(path);
+    const Document document = parse_settings(path);
     if (!document.HasMember(section_name)) {
         throw key_error(section_name, "missing!");
     }
-    const rapidjson::Value& section = document[section_name];
+    const Document::ValueType& section = document[section_name];
     if (!section.IsObject()) {
         throw key_error(section_name, "expected to be a JSON Object!");
     }
@@ -101,7 +127,7 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
     take_optional("psd_min", psd_min);
     take_optional("psd_max", psd_max);
     if (section.HasMember("time_extTrigger")) {
-        const rapidjson::Value& name = section["time_extTrigger"];
+        const Document::ValueType& name = section["time_extTrigger"];
         if (!name.IsString()) {
             throw key_error("time_extTrigger", "expected to be a string!");
         }

@@ -38,6 +38,7 @@ void logging(const std::string& message) {
     }
     const std::tm local = local_time_now();
     std::ostringstream line;
+    line.exceptions(std::ios::badbit);  // without memory, fail rather than write half a line
     line << prefix(level) << std::put_time(&local, "%Y-%m-%d %X UTC%z") << ": " << message << '\n';
     (level == info ? std::cout : std::cerr) << line.str() << std::flush;
 }

@@ -30,7 +30,7 @@ public:
     /// Throws: std::invalid_argument with the message of the first check that fails;
     /// std::length_error or std::bad_alloc for a block size that no file can have.
     Event_Stream(std::ifstream& stream_, std::streampos fileEnd) : stream(&stream_) {
-        while (stream->tellg() != fileEnd) {
+        while (position_of(*stream) != fileEnd) {
             read_block(fileEnd);
         }
         if (!events.present) {
@@ -94,7 +94,7 @@ private:
             throw std::invalid_argument(partial_message);
         }
         const std::size_t nRecords = block.size / sizeof(Record);
-        const std::streampos position = stream->tellg();
+        const std::streampos position = position_of(*stream);
         if (fileEnd < position || block.size > static_cast<std::uint64_t>(fileEnd - position)) {
             reject_unholdable<Record>(nRecords);
         }

@@ -36,6 +36,17 @@ void read_records(std::ifstream& stream, std::span<Record> records) {
     }
 }
 
+/// The stream's position.
+/// Throws: std::invalid_argument "Read Error!" if it cannot be told: tellg alone would say -1 and
+/// leave the stream in good state.
+inline std::int64_t position_of(std::ifstream& stream) {
+    const std::int64_t position = stream.tellg();
+    if (position < 0) {
+        throw std::invalid_argument("Read Error!");
+    }
+    return position;
+}
+
 /// Reads and checks the container part of an ORVEN file: the file header and the build block,
 /// after which blocks of the file type's own kind follow up to the end of the file.
 /// Threads: no state; each call opens its own stream.
@@ -106,7 +117,7 @@ auto FileHandler_OrvenData<file_type_index, ReadOutput_Type>::IO_Block::read_hea
     std::ifstream& stream, std::streampos fileEnd) -> IO_Block {
     const std::uint64_t identifier = read_number(stream);
     const std::uint64_t size = read_number(stream);
-    const std::int64_t position = stream.tellg();
+    const std::int64_t position = position_of(stream);
     const std::int64_t end = fileEnd;
     const auto payload_end = static_cast<std::int64_t>(static_cast<std::uint64_t>(position) + size);
     if (end < payload_end) {
@@ -124,7 +135,7 @@ void FileHandler_OrvenData<file_type_index, ReadOutput_Type>::IO_File::read_cont
     if (header.identifier != identifier) {
         throw std::invalid_argument("Not a valid ORVEN file!");
     }
-    const auto position = static_cast<std::uint64_t>(std::int64_t{stream.tellg()});
+    const auto position = static_cast<std::uint64_t>(position_of(stream));
     if (position + header.size != static_cast<std::uint64_t>(std::int64_t{fileEnd})) {
         throw std::invalid_argument("File size mismatch!");
     }
@@ -158,7 +169,7 @@ auto FileHandler_OrvenData<file_type_index, ReadOutput_Type>::open_file(const st
         throw std::invalid_argument("file \"" + fileName + "\" could not be opened!");
     }
     file.stream.seekg(0, std::ios::end);
-    file.fileEnd = file.stream.tellg();
+    file.fileEnd = position_of(file.stream);
     file.stream.seekg(0);
     IO_File::read_content(file.stream, file.fileEnd);
     return file;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -49,8 +50,10 @@ struct Filters_Events {
         std::optional<double> max;
 
         [[nodiscard]] bool accepts(const Event& event) const noexcept {
-            return all_hold(one_holds(!min.has_value(), event.psd.value >= min.value_or(0)),
-                            one_holds(!max.has_value(), event.psd.value <= max.value_or(0)));
+            constexpr double infinity = std::numeric_limits<double>::infinity();
+            return one_holds(!min.has_value() && !max.has_value(),
+                             all_hold(event.psd.value >= min.value_or(-infinity),
+                                      event.psd.value <= max.value_or(infinity)));
         }
     };
 
