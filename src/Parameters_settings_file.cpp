@@ -27,7 +27,7 @@ void log_problem(const std::string& path, const std::string& problem) {
 /// Memory for the JSON library, which takes every allocation for a success.
 class Throwing_Allocator {
 public:
-    static constexpr bool kNeedFree = true;
+    [[maybe_unused]] static constexpr bool kNeedFree = true;
 
     static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
     static void* Realloc(void* memory, std::size_t /*old_size*/, std::size_t size) {

@@ -34,7 +34,8 @@ TEST(Pixel_Axis, divides_exactly_at_every_border) {
         const Pixel_Axis axis(width, 1U << 30U);
         std::vector<int> values = near_zero;
         for (int i = 0; i < 50; ++i) {
-            const long border = static_cast<long>(random() % (int_max / width + 1L)) * width;
+            const auto nBorders = static_cast<unsigned>(int_max / width) + 1;
+            const long border = static_cast<long>(random() % nBorders) * width;
             for (const long value : {border - 1, border, border + 1, -border, -border - 1}) {
                 values.push_back(static_cast<int>(std::clamp<long>(value, int_min, int_max)));
             }
