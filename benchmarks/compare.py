@@ -61,8 +61,9 @@ def check_images(bench, runs):
         execute(bench, run)
         if run.image is None:
             continue
-        both_tiff = all(other.output.suffix == ".tif" for other in runs if other.image == run.image)
-        digest = (digest_of_bytes if both_tiff else digest_of_pixels)(run.output)
+        alike = [other.output.suffix for other in runs if other.image == run.image]
+        digest_of = digest_of_bytes if set(alike) == {".tif"} else digest_of_pixels
+        digest = digest_of(run.output)
         name, expected = first.setdefault(run.image, (run.name, digest))
         if digest != expected:
             sys.exit(f"the images of {name!r} and {run.name!r} differ")
@@ -73,6 +74,10 @@ def show_progress(text):
         print(f"\r{text:79.79}\r", end="", file=sys.stderr)
 
 
+def median_of(measured):
+    return Measured(*map(statistics.median, zip(*measured)))
+
+
 def measure(bench, runs, rounds):
     results = {run.name: [] for run in runs}
     for number in range(rounds):
@@ -80,7 +85,7 @@ def measure(bench, runs, rounds):
             show_progress(f"round {number + 1}: {run.name}")
             results[run.name].append(execute(bench, run))
     show_progress("")
-    return {name: Measured(*map(statistics.median, zip(*all_of))) for name, all_of in results.items()}
+    return {name: median_of(measured) for name, measured in results.items()}
 
 
 def verdict(reached, goal, met):
@@ -112,7 +117,7 @@ def rows(work, results):
             run.name,
             f"{median.wall * 1e3:.0f}",
             f"{median.cpu * 1e3:.0f}",
-            f"{work.amount / median.wall:.0f} {work.unit}/s",
+            f"{run.share * work.amount / median.wall:.0f} {work.unit}/s",
             comparison(run.goal, results),
             memory(run, median.peak_mib),
         ]
@@ -143,26 +148,28 @@ def describe(build, rounds):
     compiler = cached(build, "CMAKE_CXX_COMPILER")
     version = subprocess.run([compiler, "--version"], stdout=subprocess.PIPE, text=True, check=True)
     flags = f"-std=c++20 {cached(build, 'CMAKE_CXX_FLAGS_RELEASE').replace('-DNDEBUG', '').strip()}"
+    kernel = ".".join(platform.release().split(".")[:2])
     gib = os.sysconf("SC_PHYS_PAGES") * os.sysconf("SC_PAGE_SIZE") / 2**30
-    print(f"{processor()}, {os.cpu_count()} cores, {gib:.0f} GiB; Linux {platform.release()}; "
+    print(f"{processor()}, {os.cpu_count()} cores, {gib:.0f} GiB; Linux {kernel}; "
           f"{version.stdout.splitlines()[0]}, `{flags}`; numpy {numpy.__version__}. "
           f"Medians of {rounds} rounds; {os.getloadavg()[0]:.1f} other processes were busy at the "
-          "start.\n")  # fmt: skip
+          "start.\n")
 
 
 def parse_arguments():
+    temporary = tempfile.gettempdir()
+    memory_folder = "/dev/shm" if os.path.isdir("/dev/shm") else temporary
+    work_names = [works.__name__ for works in ALL_WORKS]
     parser = argparse.ArgumentParser(description="Compare vexolan with its rivals.")
-    parser.add_argument("--build", type=pathlib.Path, required=True, help="folder of the programs")
-    parser.add_argument("--folder", type=pathlib.Path, default=tempfile.gettempdir(),
-                        help="where to put the recordings, up to 4 GB (default: %(default)s)")  # fmt: skip
-    memory_folder = pathlib.Path("/dev/shm")
-    parser.add_argument("--image-folder", type=pathlib.Path,
-                        default=memory_folder if memory_folder.is_dir() else tempfile.gettempdir(),
-                        help="where to put the images, up to 1.1 GB (default: %(default)s)")  # fmt: skip
-    parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--quick", action="store_true", help="a tenth of the events and pages")
-    parser.add_argument("--only", choices=[works.__name__ for works in ALL_WORKS], action="append",
-                        help="run some of the works only")  # fmt: skip
+    option = parser.add_argument
+    option("--build", type=pathlib.Path, required=True, help="folder of the programs")
+    option("--folder", type=pathlib.Path, default=temporary,
+           help="where to put the recordings, up to 4 GB (default: %(default)s)")
+    option("--image-folder", type=pathlib.Path, default=memory_folder,
+           help="where to put the images, up to 1.1 GB (default: %(default)s)")
+    option("--rounds", type=int, default=5)
+    option("--quick", action="store_true", help="a tenth of the events and pages")
+    option("--only", choices=work_names, action="append", help="run some of the works only")
     return parser.parse_args()
 
 

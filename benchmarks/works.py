@@ -38,6 +38,7 @@ class Run(NamedTuple):
     tasks: int = 0  # vexolan only
     image_mib: float = 0  # vexolan only, where memory has a goal
     environment: dict = {}
+    share: float = 1  # of the work's amount
 
 
 class Work(NamedTuple):
@@ -65,16 +66,20 @@ class Bench:
              "-n", str(round(millions / self.scale * 1e6)), "--files", str(files),
              "--pulses", str(pulses), "--pulse-period", str(period)],
             check=True,
-        )  # fmt: skip
+        )
         return sorted(folder.iterdir())
 
     def vexolan(self, name, files, arguments, many_tasks=False, **fields):
         output = self.images / f"{name}.tif"
-        inputs = ["-I", files] if isinstance(files, pathlib.Path) else ["-i", ",".join(map(str, files))]
-        tasks, environment = 1 if "false" in arguments or "frameSync" in arguments else self.cores, {}
+        if isinstance(files, pathlib.Path):
+            inputs = ["-I", files]
+        else:
+            inputs = ["-i", ",".join(map(str, files))]
+        tasks, environment = self.cores, {}
         if many_tasks:
-            environment["LD_PRELOAD"] = str(self.build / "libmany_hardware_threads.so")
-            tasks = 64
+            tasks, environment = 64, {"LD_PRELOAD": self.build / "libmany_hardware_threads.so"}
+        elif "false" in arguments or "frameSync" in arguments:
+            tasks = 1
         command = [self.build / "vexolan", *inputs, *arguments, "-o", output]
         return Run(name, command, output, tasks=tasks, environment=environment, **fields)
 
@@ -109,12 +114,13 @@ def integrated_works(bench) -> Iterator[Work]:
 
     yield Work("W1: 512 x 512, 4 files", amount, "M events", [
         bench.vexolan("vexolan", star, FILTERS, image="star", image_mib=1),
-        bench.rival("reading alone", "read_alone", star, goal=Goal("vexolan", "reading alone", 0.5)),
+        bench.rival("reading alone", "read_alone", star,
+                    goal=Goal("vexolan", "reading alone", 0.5)),
         rival("hand-written, private counters", "hand_written", counters="private"),
         rival("hand-written, atomic counters", "hand_written", counters="shared"),
         rival("Boost.Histogram, thread-safe counters", "boost_histogram", 5, counters="shared",
               axes="regular"),
-        rival("the same, pixels worked out before", "boost_histogram", counters="shared",
+        rival("Boost.Histogram, thread-safe, only counting", "boost_histogram", counters="shared",
               axes="integer"),
         rival("Boost.Histogram, one per thread", "boost_histogram", counters="private",
               axes="regular"),
@@ -124,22 +130,22 @@ def integrated_works(bench) -> Iterator[Work]:
                       image_mib=1),
         bench.rival("reading alone, one core", "read_alone", star, threads=1,
                     goal=Goal("vexolan, one core", "reading alone, one core")),
-    ])  # fmt: skip
+    ])
     yield Work("W2: the same in one file", amount, "M events", [
         bench.vexolan("vexolan, one file", single, FILTERS, image="single", image_mib=1,
                       goal=Goal("vexolan, one file", "vexolan", 0.9)),
         bench.rival("hand-written, one file", "hand_written", single, "single", counters="private",
                     goal=Goal("vexolan, one file", "hand-written, one file"), **BOUNDS),
-    ])  # fmt: skip
+    ])
     yield Work("W5: W1 in mode `reference`", amount, "M events", [
         bench.vexolan("vexolan, `reference`", star, [*FILTERS, "-E", "reference"], image="star",
                       image_mib=1, goal=Goal("vexolan, `reference`", "vexolan", 0.8)),
-    ])  # fmt: skip
+    ])
     spread, hot = "vexolan, 64 tasks", "vexolan, 64 tasks, 20 x 20 pixel spot"
     yield Work("W1 with 64 tasks", amount, "M events", [
         bench.vexolan(spread, star, FILTERS, image="star", image_mib=1, many_tasks=True),
         bench.vexolan(hot, spot, FILTERS, many_tasks=True, goal=Goal(hot, spread, 0.7)),
-    ])  # fmt: skip
+    ])
 
 
 def make_relative(files, folder, period_ticks):
@@ -171,35 +177,37 @@ def cube_works(bench) -> Iterator[Work]:
     tool = {"image": "cube", "image_mib": size * size * bins * 4 / 2**20}
 
     def hand_written(name, counters):
-        return bench.rival(name, "hand_written", relative, "cube", Goal("vexolan, cube", name, 0.5),
-                           counters=counters, size=size, pages=bins, ticks=ticks, **BOUNDS)  # fmt: skip
+        goal = Goal("vexolan, cube", name, 0.5)
+        settings = {"counters": counters, "size": size, "pages": bins, "ticks": ticks}
+        return bench.rival(name, "hand_written", relative, "cube", goal, **settings, **BOUNDS)
 
     yield Work(f"W4: {size} x {size} x {bins} bins, written too", amount, "M events", [
         bench.vexolan("vexolan, cube", relative, cube, **tool),
         hand_written("hand-written, cube, private counters", "private"),
         hand_written("hand-written, cube, atomic counters, prefetch", "shared"),
-    ])  # fmt: skip
+    ])
     yield Work("W5: the counts of W4 in mode `reference`", amount, "M events", [
         bench.vexolan("vexolan, cube, `reference`", pulses, reference, **tool,
                       goal=Goal("vexolan, cube, `reference`", "vexolan, cube", 0.8)),
-    ])  # fmt: skip
+    ])
     spread, hot = "vexolan, cube, 64 tasks", "vexolan, cube, 64 tasks, 20 x 20 pixel spot"
     yield Work("the same with 64 tasks", amount, "M events", [
         bench.vexolan(spread, pulses, reference, many_tasks=True, **tool),
         bench.vexolan(hot, spot, reference, many_tasks=True, goal=Goal(hot, spread, 0.7)),
-    ])  # fmt: skip
+    ])
 
 
 def small_file_works(bench) -> Iterator[Work]:
     """W3: many small files."""
     files = bench.simulate("small", 40, files=4000 // bench.scale, period=1e-4)
-    tool, reading, hand = "vexolan, small files", "reading alone, small files", "hand-written, small files"
+    tool = "vexolan, small files"
+    reading, hand = "reading alone, small files", "hand-written, small files"
     yield Work(f"W3: {len(files)} files x 10 k events", 40 / bench.scale, "M events", [
         bench.vexolan(tool, files[0].parent, FILTERS, image="small", image_mib=1),
         bench.rival(reading, "read_alone", files, goal=Goal(tool, reading, 0.3)),
         bench.rival(hand, "hand_written", files, "small", Goal(tool, hand), counters="private",
                     **BOUNDS),
-    ])  # fmt: skip
+    ])
 
 
 def frame_works(bench) -> Iterator[Work]:
@@ -208,13 +216,14 @@ def frame_works(bench) -> Iterator[Work]:
     files = bench.simulate("frames", 40, files=4, pulses=frames // 4, period=period)
     arguments = [*FILTERS, "-x", str(size), "-t", repr(period), "-T", str(frames)]
     tool, reading, hand = "vexolan, frames", "reading alone, frames", "hand-written, frames"
-    yield Work(f"W6: `frameSync`, {frames} frames of {size} x {size}", 40 / bench.scale, "M events", [
+    title = f"W6: `frameSync`, {frames} frames of {size} x {size}"
+    yield Work(title, 40 / bench.scale, "M events", [
         bench.vexolan(tool, files, [*arguments, "-E", "frameSync"], image="frames",
                       image_mib=size * size * frames * 4 / 2**20),
         bench.rival(reading, "read_alone", files, threads=1, goal=Goal(tool, reading, 0.4)),
         bench.rival(hand, "hand_written", files, "frames", Goal(tool, hand), threads=1, size=size,
                     pages=frames, ticks=round(period / TICK), counters="private", **BOUNDS),
-    ])  # fmt: skip
+    ])
 
 
 def output_works(bench) -> Iterator[Work]:
@@ -241,8 +250,8 @@ def output_work(bench, files, size, pages):
         bench.rival(writing, "write_alone", [], goal=Goal(tool, writing, 0.7), bytes=nBytes),
         bench.rival(rows, "row_by_row", files, title(pages), Goal(tool, rows, 3), size=size,
                     pages=pages, ticks=round(1e-3 / TICK), threads=1, suffix="tif"),
-        vexolan(pages // 2, goal=Goal(tool, half, 0.45)),
-    ])  # fmt: skip
+        vexolan(pages // 2, goal=Goal(tool, half, 0.45), share=0.5),
+    ])
 
 
 ALL_WORKS = (integrated_works, small_file_works, cube_works, frame_works, output_works)

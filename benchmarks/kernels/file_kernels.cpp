@@ -130,7 +130,10 @@ void write_image(benchmark::State& state) {
     report(state, image.get_content().size(), image.get_content().size() * sizeof(std::uint32_t));
 }
 void image_sizes(benchmark::internal::Benchmark* writing) {
-    writing->ArgNames({"pages", "size"})->Args({200, 512})->Args({8000, 16})->Unit(benchmark::kMillisecond);
+    writing->ArgNames({"pages", "size"})
+        ->Args({200, 512})
+        ->Args({8000, 16})
+        ->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(write_image<tiff>)->Apply(image_sizes)->Name("write_tiff");
 BENCHMARK(write_image<raw>)->Apply(image_sizes)->Name("write_alone");

@@ -126,9 +126,8 @@ bool counted(Binning& binning, const std::vector<Cell_List>& lists) {
             ++expected[cell];
         }
     }
-    return std::ranges::equal(binning.counters(), expected, {}, [](const Counter& cell) {
-        return cell.load();
-    });
+    return std::ranges::equal(binning.counters(), expected, {},
+                              [](const Counter& cell) { return cell.load(); });
 }
 
 /// Counting, with one thread, or with one per core where the image is shared.

@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
@@ -17,7 +18,8 @@ namespace {
 
 class File_Descriptor {
 public:
-    File_Descriptor(const std::string& path, int flags) : descriptor(open(path.c_str(), flags, 0666)) {
+    File_Descriptor(const std::string& path, int flags)
+        : descriptor(open(path.c_str(), flags, 0666)) {
         if (descriptor < 0) {
             throw std::runtime_error("cannot open " + path);
         }
@@ -128,39 +130,27 @@ void for_each_range(const Work& work, const Body& body) {
 }  // namespace
 
 Work::Work(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
+    using Setter = std::function<void(const std::string&)>;
+    const std::map<std::string, Setter> setters{
+        {"output", [this](const std::string& text) { output = text; }},
+        {"counters", [this](const std::string& text) { counters = text; }},
+        {"axes", [this](const std::string& text) { axes = text; }},
+        {"threads", [this](const std::string& text) { threads = std::stoul(text); }},
+        {"bytes", [this](const std::string& text) { bytes = std::stoul(text); }},
+        {"size", [this](const std::string& text) { size = std::stoul(text); }},
+        {"pages", [this](const std::string& text) { pages = std::stoul(text); }},
+        {"ticks", [this](const std::string& text) { ticks = std::stol(text); }},
+        {"photons_min", [this](const std::string& text) { bounds.photons_min = std::stoul(text); }},
+        {"photons_max", [this](const std::string& text) { bounds.photons_max = std::stoul(text); }},
+        {"psd_min", [this](const std::string& text) { bounds.psd_min = std::stod(text); }},
+        {"psd_max", [this](const std::string& text) { bounds.psd_max = std::stod(text); }},
+    };
+    for (const std::string argument : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
         const std::size_t equals = argument.find('=');
-        const std::string name = argument.substr(0, equals);
-        const std::string value = equals == std::string::npos ? "" : argument.substr(equals + 1);
         if (equals == std::string::npos) {
             files.push_back(argument);
-        } else if (name == "output") {
-            output = value;
-        } else if (name == "counters") {
-            counters = value;
-        } else if (name == "axes") {
-            axes = value;
-        } else if (name == "threads") {
-            threads = std::stoul(value);
-        } else if (name == "bytes") {
-            bytes = std::stoul(value);
-        } else if (name == "size") {
-            size = std::stoul(value);
-        } else if (name == "pages") {
-            pages = std::stoul(value);
-        } else if (name == "ticks") {
-            ticks = std::stol(value);
-        } else if (name == "photons_min") {
-            bounds.photons_min = std::stoul(value);
-        } else if (name == "photons_max") {
-            bounds.photons_max = std::stoul(value);
-        } else if (name == "psd_min") {
-            bounds.psd_min = std::stod(value);
-        } else if (name == "psd_max") {
-            bounds.psd_max = std::stod(value);
         } else {
-            throw std::invalid_argument("unknown argument " + argument);
+            setters.at(argument.substr(0, equals))(argument.substr(equals + 1));
         }
     }
 }

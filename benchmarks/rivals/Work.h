@@ -39,15 +39,15 @@ struct Work {
     std::string counters;  ///< how to count: "private" or "shared"
     std::string axes;      ///< for Boost.Histogram: "regular" or "integer"
     std::size_t threads = 1;
-    std::size_t bytes = 0;     ///< for writing alone: the size of the output
-    std::size_t size = 512;    ///< pixels along either axis
-    std::size_t pages = 0;     ///< time bins; 0 for an image over all time
-    std::int64_t ticks = 1;    ///< width of a time bin
+    std::size_t bytes = 0;   ///< for writing alone: the size of the output
+    std::size_t size = 512;  ///< pixels along either axis
+    std::size_t pages = 0;   ///< time bins; 0 for an image over all time
+    std::int64_t ticks = 1;  ///< width of a time bin
     Bounds bounds;
 
     Work() = default;
 
-    /// Throws: std::invalid_argument for an unknown name or a value that is no number.
+    /// Throws: std::out_of_range for an unknown name, std::invalid_argument for no number.
     Work(int argc, char** argv);
 
     [[nodiscard]] std::size_t nCells() const { return size * size * (pages == 0 ? 1 : pages); }

@@ -14,8 +14,8 @@ namespace {
 namespace bh = boost::histogram;
 
 using Integer = bh::axis::integer<int, bh::axis::null_type, bh::axis::option::none_t>;
-using Regular = bh::axis::regular<double, bh::use_default, bh::axis::null_type,
-                                  bh::axis::option::none_t>;
+using Regular =
+    bh::axis::regular<double, bh::use_default, bh::axis::null_type, bh::axis::option::none_t>;
 
 /// Places a position on an axis whose bins are the pixels' numbers.
 struct By_Pixel {

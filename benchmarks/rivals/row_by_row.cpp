@@ -1,7 +1,7 @@
 // Counts a few events and writes the image row by row.
 
-#include "Counter_Memory.h"
 #include "Row_By_Row.h"
+#include "Counter_Memory.h"
 #include "Work.h"
 
 int main(int argc, char** argv) {
