@@ -47,7 +47,7 @@ public:
     void find_cells(std::span<const Event> events, const Filter& filter,
                     const Interval& /*interval*/, Cell_List& found) const noexcept override {
         // Copies: the compiler cannot know that writing cells does not change the originals.
-        const Filter accepting = filter;
+        const Filter accepting = filter;  // NOLINT(performance-unnecessary-copy-initialization)
         const Grid local = grid;
         std::size_t size = found.size;
         for (const Event& event : events) {
@@ -115,7 +115,7 @@ public:
 
     void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval_,
                     Cell_List& found) const noexcept override {
-        const Filter accepting = filter;
+        const Filter accepting = filter;  // NOLINT(performance-unnecessary-copy-initialization)
         const Grid local = grid;
         const Interval interval = interval_;
         std::size_t size = found.size;

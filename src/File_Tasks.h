@@ -49,24 +49,9 @@ public:
         }
     }
 
-    /// Takes files from the queue until none is left, then helps with those still being read. A
-    /// failure here outside of a file would lose events without a word: it ends the process.
-    void run(const std::vector<std::string>& files, File_Queue& queue) noexcept {
-        try {
-            add_files(files, queue);
-        } catch (...) {
-            std::terminate();  // here, where the exception is known, so that it is named
-        }
-    }
-
-    /// Adds what the task counted apart to the image; call when no task runs any more.
-    void merge() noexcept { counter.merge(); }
-
-private:
-    /// How many events a task takes of a file at a time: long enough for the system to read ahead.
-    static constexpr std::size_t events_per_range = 32 * events_per_piece;
-
-    void add_files(const std::vector<std::string>& files, File_Queue& queue) {
+    /// Takes files from the queue until none is left, then helps with those still being read.
+    /// Throws: only what goes wrong outside of a file, such as std::bad_alloc while logging.
+    void run(const std::vector<std::string>& files, File_Queue& queue) {
         for (std::size_t i = queue.take_file(); i < files.size(); i = queue.take_file()) {
             add_file_or_log(files[i], queue[i]);
         }
@@ -78,6 +63,13 @@ private:
             }
         }
     }
+
+    /// Adds what the task counted apart to the image; call when no task runs any more.
+    void merge() noexcept { counter.merge(); }
+
+private:
+    /// How many events a task takes of a file at a time: long enough for the system to read ahead.
+    static constexpr std::size_t events_per_range = 32 * events_per_piece;
 
     void add_file_or_log(const std::string& file, File_Queue::Progress& progress) {
         try {
@@ -168,6 +160,9 @@ void count_files_concurrently(Binning_Events_Base<mode>& binning,
     }
     for (std::future<void>& future : futures) {
         future.wait();
+    }
+    for (std::future<void>& future : futures) {
+        future.get();  // a failure outside of a file would lose events without a word
     }
     for (Task& task : tasks) {
         task.merge();

@@ -41,7 +41,7 @@ void read_records(std::ifstream& stream, std::span<Record> records) {
 /// leave the stream in good state.
 inline std::int64_t position_of(std::ifstream& stream) {
     const std::int64_t position = stream.tellg();
-    if (position < 0) {
+    if (position == -1) {
         throw std::invalid_argument("Read Error!");
     }
     return position;
