@@ -1,0 +1,280 @@
+// Small recordings, settings and kinds of run of all sorts: the image that a run counts, against a
+// slow and obvious account of which events are counted where, cell by cell.
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <tuple>
+
+#include "Binning_Events.h"
+#include "fuzz_input.h"
+#include "logging.h"
+#include "recordings.h"
+
+namespace {
+
+constexpr std::size_t max_files = 4;
+constexpr std::size_t max_events = 70000;  // more than a task takes of a file at a time
+constexpr long max_long = std::numeric_limits<long>::max();
+constexpr int max_int = std::numeric_limits<int>::max();
+constexpr double tick = 1.5625e-9;
+
+struct Input_File {
+    std::optional<std::vector<long>> triggers;
+    std::vector<Photon_Event> events;
+    bool damaged = false;
+};
+
+long plus(long a, long b) {
+    return static_cast<long>(static_cast<unsigned long>(a) + static_cast<unsigned long>(b));
+}
+
+// --- from bytes to settings and files ---
+
+/// Mostly small: the time goes into looking at the cells.
+std::uint64_t take_size(Fuzz_Input& input) {
+    const std::uint64_t odd = 1 + input.take<std::uint16_t>() % 2000U;
+    return input.below(16) != 15 ? 1 + odd % 40
+                                 : input.one_of<std::uint64_t>({odd, odd, odd, 256, 0, 33554433});
+}
+
+std::uint64_t take_photons(Fuzz_Input& input) {
+    return input.one_of<std::uint64_t>({0, 1, 2, 3, 4, 5, UINT64_MAX, UINT64_MAX / 2 + 1});
+}
+
+double take_psd(Fuzz_Input& input) {
+    return input.one_of({0.0, 0.5, 1.0, -1.0, std::nan(""), HUGE_VAL, input.take<float>() * 1.0});
+}
+
+Parameters take_settings(Fuzz_Input& input) {
+    Parameters settings = parameters_from({});
+    settings.extTrigger_mode =
+        input.one_of({Parameters::ignore, Parameters::reference, Parameters::frameSync});
+    settings.parallel = input.below(2) == 1;
+    settings.size_x = take_size(input);
+    settings.size_y = take_size(input);
+    if (settings.extTrigger_mode == Parameters::frameSync || input.below(2) == 1) {
+        settings.time_res_s = tick * input.one_of({1.0, 10.0, 100.0, 1e3, 0x1p62});
+        if (input.below(16) == 15) {
+            settings.time_res_s = tick * input.one_of({0.5, 0.4, 0x1p63, 0.0, -1.0, HUGE_VAL});
+        }
+        settings.time_max_binNumber = input.one_of({20, 5, 3, 2, 1, 0});
+    }
+    settings.nPhotons_min = input.below(4) != 3 ? 0 : take_photons(input);
+    settings.nPhotons_max = input.below(4) != 3 ? UINT64_MAX : take_photons(input);
+    for (auto* const bound : {&settings.psd_min, &settings.psd_max}) {
+        if (input.below(4) == 3) {
+            *bound = take_psd(input);
+        }
+    }
+    return settings;
+}
+
+/// Often on either side of a pixel's edge.
+int take_position(Fuzz_Input& input, std::uint64_t size) {
+    const long width = std::lround(16777216.0 / static_cast<double>(std::max(size, 1UL)));
+    const long pixel = static_cast<long>(input.below(size < 250 ? size + 3 : 256)) - 1;
+    const long edge = pixel * width + input.one_of({0L, -1L, width / 2});
+    const int near = static_cast<int>(std::clamp<long>(edge, -max_int, max_int));
+    return input.one_of({near, near, near, near, near, input.take<int>(), -max_int - 1, max_int});
+}
+
+/// Mostly a little later than `last`.
+long take_time(Fuzz_Input& input, long last) {
+    const long later = plus(last, static_cast<long>(input.below(32)));
+    return input.one_of({later, later, later, later, later, later, last, 0L, -max_long - 1,
+                         max_long, static_cast<long>(input.take<std::int16_t>())});
+}
+
+Input_File take_file(Fuzz_Input& input, const Parameters& settings) {
+    Input_File file;
+    file.damaged = input.below(32) == 31;
+    long last = 0;
+    if (input.below(16) != 15) {
+        file.triggers.emplace(input.below(12));
+        for (long& time : *file.triggers) {
+            time = last = take_time(input, last);
+        }
+    }
+    last = 0;
+    const bool crossed = settings.time_res_s.has_value();
+    for (std::size_t n = input.below(40); n > 0; --n) {
+        last = take_time(input, last);
+        const int x = take_position(input, crossed ? settings.size_y : settings.size_x);
+        const int y = take_position(input, crossed ? settings.size_x : settings.size_y);
+        file.events.push_back(event(x, y, last, take_photons(input), take_psd(input)));
+    }
+    // The same again and again, each time later, makes files of many pieces.
+    const std::size_t length = file.events.size();
+    const std::size_t nTimes = input.one_of<std::size_t>({1, 1, 1, 1, 2, 130, 5000});
+    const long period = input.one_of({0L, 1L, 30L, 1L << 40, -1L});
+    for (std::size_t i = length; i < std::min(length * nTimes, max_events); ++i) {
+        file.events.push_back(file.events[i - length]);
+        file.events.back().time.value = plus(file.events.back().time.value, period);
+    }
+    return file;
+}
+
+// --- the account ---
+
+struct Account {
+    std::map<std::array<long, 3>, unsigned int> counts;  // page, row, column
+    std::size_t nTriggers = 0;
+};
+
+bool passes(const Photon_Event& event, const Parameters& settings) {
+    return event.nPhotons >= settings.nPhotons_min && event.nPhotons <= settings.nPhotons_max &&
+           (!settings.psd_min || event.psd.value >= *settings.psd_min) &&
+           (!settings.psd_max || event.psd.value <= *settings.psd_max);
+}
+
+bool is_image_possible(const Parameters& settings) {
+    const double ticks = std::round(settings.time_res_s.value_or(tick) / tick);
+    return std::min(settings.size_x, settings.size_y) >= 1 &&
+           std::max(settings.size_x, settings.size_y) <= 33554432 && ticks >= 1 && ticks < 0x1p63;
+}
+
+void count(const Photon_Event& event, long time, Account& account, const Parameters& settings) {
+    const long width_x = std::lround(16777216.0 / static_cast<double>(settings.size_x));
+    const long width_y = std::lround(16777216.0 / static_cast<double>(settings.size_y));
+    long page = 0;
+    long row = event.y.value / width_y;
+    long column = event.x.value / width_x;
+    if (settings.time_res_s) {
+        row = event.x.value / width_y;
+        column = event.y.value / width_x;
+        const long ticks = std::lround(*settings.time_res_s / tick);
+        page = time / ticks;
+        if (settings.extTrigger_mode == Parameters::frameSync) {
+            page = time >= 0 && time < ticks ? static_cast<long>(account.nTriggers) : -1;
+        }
+    }
+    if (page >= 0 && page < settings.time_max_binNumber.value_or(1) && row >= 0 &&
+        row < static_cast<long>(settings.size_y) && column >= 0 &&
+        column < static_cast<long>(settings.size_x)) {
+        ++account.counts[{page, row, column}];
+    }
+}
+
+/// Counts the events of one file; false if the file fails. `offer` is told of each event that the
+/// image is asked to count, with its time and frame.
+template <class Offer>
+bool count_file(const Input_File& file, Account& account, const Parameters& settings,
+                const Offer& offer) {
+    const bool ignored = settings.extTrigger_mode == Parameters::ignore;
+    if (file.damaged || (!ignored && !file.triggers)) {
+        return false;
+    }
+    std::vector<Photon_Event> events;
+    std::ranges::copy_if(file.events, std::back_inserter(events),
+                         [&](const Photon_Event& event) { return passes(event, settings); });
+    if (ignored) {
+        for (const Photon_Event& event : events) {
+            offer(event, event.time, std::size_t{0});
+            count(event, event.time.value, account, settings);
+        }
+        return true;
+    }
+    auto next = events.begin();
+    for (std::size_t k = 0; k + 1 < file.triggers->size(); ++k, ++account.nTriggers) {
+        for (; next != events.end() && next->time.value < (*file.triggers)[k + 1]; ++next) {
+            const long time = plus(plus(next->time.value, ~(*file.triggers)[k]), 1);  // a - b
+            offer(*next, orven::Event_Time(time), account.nTriggers);
+            count(*next, time, account, settings);
+        }
+    }
+    return true;
+}
+
+// --- the program ---
+
+template <class Binning>
+void expect_counts(Binning& binning, const Account& account, const Parameters& settings) {
+    std::map left = account.counts;
+    const auto cells = binning.counters();
+    const auto nPages = static_cast<std::size_t>(settings.time_max_binNumber.value_or(1));
+    expect(cells.size() == nPages * settings.size_y * settings.size_x, "the number of cells");
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (const unsigned int found = cells[i].load(); found != 0) {
+            const auto cell = static_cast<long>(i);
+            const auto size_x = static_cast<long>(settings.size_x);
+            const auto size_y = static_cast<long>(settings.size_y);
+            const std::array at{cell / size_x / size_y, cell / size_x % size_y, cell % size_x};
+            expect(left[at] == found, "the count of a cell");
+            left.erase(at);
+        }
+    }
+    expect(left.empty(), "all events that should be counted");
+}
+
+template <class Binning, bool concurrent>
+void test(const Parameters& settings, const std::vector<Input_File>& files,
+          const std::vector<std::string>& paths) {
+    if (!is_image_possible(settings)) {
+        expect(!message_of([&] { const Binning binning(settings); }).empty(), "no image");
+        return;
+    }
+    Binning one_by_one(settings);
+    Account account;
+    bool failed = false;
+    for (auto file = files.begin(); file != files.end() && (concurrent || !failed); ++file) {
+        failed |= !count_file(*file, account, settings,
+                              [&](auto&&... offered) { one_by_one.add_singleEvent(offered...); });
+    }
+    expect_counts(one_by_one, account, settings);
+
+    Binning binning(settings);
+    const orven::Photon_Filter filter({settings.nPhotons_min, settings.nPhotons_max},
+                                      {settings.psd_min, settings.psd_max});
+    const std::string fault = message_of([&] {
+        binning.template add_data_filtered_files<orven::Photon_Filter, concurrent>(paths, filter);
+    });
+    expect(fault.empty() != (failed && !concurrent), "an exception or none");
+    if (fault.empty()) {
+        expect_counts(binning, account, settings);
+        expect(binning.nTriggers == account.nTriggers, "the number of trigger intervals");
+    }
+}
+
+template <template <Parameters::ExtTrigger_Mode> class Binning, Parameters::ExtTrigger_Mode mode>
+void test_kind(const Parameters& settings, const auto&... input) {
+    if constexpr (mode != Parameters::frameSync) {
+        if (settings.parallel) {
+            return test<Binning<mode>, true>(settings, input...);
+        }
+    }
+    test<Binning<mode>, false>(settings, input...);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    static const std::array<Memory_File, max_files> memory_files;
+    logLevel = -2;
+    Fuzz_Input input(bytes, size);
+    const Parameters settings = take_settings(input);
+    std::vector<Input_File> files;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0, nFiles = input.below(max_files + 1); i < nFiles; ++i) {
+        files.push_back(take_file(input, settings));
+        std::string content = recording(files[i].events, files[i].triggers);
+        content.resize(content.size() - (files[i].damaged ? 1 : 0));
+        memory_files.at(i).replace(content);
+        paths.push_back(memory_files.at(i).path());
+    }
+    const bool integrated = !settings.time_res_s;
+    if (settings.extTrigger_mode == Parameters::frameSync) {
+        test_kind<Binning_Events_TimeResolved, Parameters::frameSync>(settings, files, paths);
+    } else if (settings.extTrigger_mode == Parameters::reference) {
+        integrated
+            ? test_kind<Binning_Events_TimeIntegrated, Parameters::reference>(settings, files,
+                                                                              paths)
+            : test_kind<Binning_Events_TimeResolved, Parameters::reference>(settings, files, paths);
+    } else {
+        integrated
+            ? test_kind<Binning_Events_TimeIntegrated, Parameters::ignore>(settings, files, paths)
+            : test_kind<Binning_Events_TimeResolved, Parameters::ignore>(settings, files, paths);
+    }
+    return 0;
+}
