@@ -1,0 +1,32 @@
+import os
+import pathlib
+import resource
+import sys
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "blackbox"))
+
+import program  # noqa: E402
+
+
+def pytest_sessionstart():
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # many runs abort on purpose
+
+
+@pytest.fixture
+def vexolan(tmp_path):
+    """The built program in an empty folder."""
+    return program.Program(tmp_path)
+
+
+@pytest.fixture
+def faults(monkeypatch, tmp_path):
+    """Lets calls of the program's next runs fail; returns how many calls the last run made."""
+    monkeypatch.setenv("LD_PRELOAD", os.environ["VEXOLAN_FAULTS"])
+    monkeypatch.setenv("FAULT_CALLS", str(tmp_path / "calls"))
+
+    def inject(call, first, last, **settings):
+        for name, value in {"call": call, "first": first, "last": last, **settings}.items():
+            monkeypatch.setenv(f"FAULT_{name.upper()}", str(value))
+    return inject
