@@ -10,28 +10,29 @@ from program import aborted, ended, error, info, thrown, warning, what
 from recording import Event
 
 NO_SPACE = "could not be written (No space left on device)!"
+UNOPENED = 'file "bad.orvenevent" could not be opened!'
 
 
-def memory(name):
+def memory(*names):
+    """The sum of these lines of the system's account, in bytes."""
     with open("/proc/meminfo", encoding="ascii") as meminfo:
-        return 1024 * int(re.search(rf"^{name}: +(\d+) kB", meminfo.read(), re.MULTILINE)[1])
+        lines = dict(re.findall(r"^(\w+): +(\d+) kB", meminfo.read(), re.MULTILINE))
+    return 1024 * sum(int(lines[name]) for name in names)
 
 
 def make_unreadable(path):
-    path.write_bytes(b"")
-    path.chmod(0)
+    path.touch(mode=0)
     if os.access(path, os.R_OK):
         pytest.skip("root reads files without permission")
 
 
 @pytest.mark.parametrize("make, message", [
     (os.mkfifo, "Read Error!"),
-    (os.mkdir, "Read Error!"),
     (lambda path: path.symlink_to("/dev/null"), "Read Error!"),
     (lambda path: path.symlink_to("/dev/zero"), "Not a valid ORVEN file!"),
-    (lambda path: path.symlink_to(path), 'file "bad.orvenevent" could not be opened!'),
-    (make_unreadable, 'file "bad.orvenevent" could not be opened!'),
-], ids=["pipe", "folder", "null", "zero", "loop", "unreadable"])
+    (lambda path: path.symlink_to(path), UNOPENED),
+    (make_unreadable, UNOPENED),
+], ids=["pipe", "null", "zero", "loop", "unreadable"])
 def test_input_that_is_no_readable_file_is_an_error_of_that_file(vexolan, make, message):
     make(vexolan.folder / "bad.orvenevent")
     arguments = ["-x", 1, "-o", "out", "-i", f"bad.orvenevent,{vexolan.record('a', [Event()])}"]
@@ -53,8 +54,8 @@ def test_output_that_is_no_writable_file_is_an_error(vexolan, path):
 def test_disk_that_fills_up_is_an_error(vexolan):
     disk = vexolan.folder / "disk"
     disk.mkdir()
-    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", disk],
-                      capture_output=True, check=False).returncode != 0:
+    mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "none", disk]
+    if subprocess.run(mount, capture_output=True, check=False).returncode != 0:
         pytest.skip("only root can mount a small disk")
     try:
         failure = vexolan("-x", 1000, "-o", "disk/out")
@@ -67,19 +68,17 @@ def test_disk_that_fills_up_is_an_error(vexolan):
 
 @pytest.mark.skipif(memory("MemAvailable") < 5 * 2**30, reason="needs an image of 4 GiB")
 def test_image_beyond_classic_tiff_is_warned_of_before_input_is_read(vexolan):
-    arguments = ["-x", 32768, "--parallel", "false"]
+    arguments = ["-x", 32768, "--parallel", "false", "-i", "missing.orvenevent", "-o", "out"]
     warned = warning('The output will need 4295229598 bytes, but "tiff_w4" files end at 4 GiB. '
                      'Use "tiff_w8"!')
     missing = thrown('file "missing.orvenevent" could not be opened!')
-    unread = [*arguments, "-i", "missing.orvenevent", "-o", "out"]
-    assert vexolan(*unread) == aborted(warned + missing)
-    assert vexolan(*unread, "--fileFormat", "tiff_w8") == aborted(missing)
-    full = vexolan(*arguments, "-o", "/dev/full")
+    assert vexolan(*arguments) == aborted(warned + missing)
+    assert vexolan(*arguments, "--fileFormat", "tiff_w8") == aborted(missing)
+    full = vexolan("-x", 32768, "-o", "/dev/full")
     assert full.err.startswith(warned) and what(full) == f'output file "/dev/full" {NO_SPACE}'
 
 
-def test_image_larger_than_memory_is_refused_at_once(vexolan):
-    in_sum = 2 * (memory("MemTotal") + memory("SwapTotal")) // 2**20
-    for pages in in_sum, 2**40:
-        refused = vexolan("-t", 1, "-T", pages, "-x", 512, "-i", "missing.orvenevent", "-o", "out")
-        assert refused == aborted(thrown("std::bad_alloc", "bad_alloc"))
+@pytest.mark.parametrize("pages", [2 * memory("MemTotal", "SwapTotal") // 2**20, 2**40])
+def test_image_larger_than_memory_is_refused_before_input_is_read(vexolan, pages):
+    refused = vexolan("-t", 1, "-T", pages, "-x", 512, "-i", "missing.orvenevent", "-o", "out")
+    assert refused == aborted(thrown("std::bad_alloc", "bad_alloc"))
