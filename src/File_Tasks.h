@@ -33,9 +33,14 @@ public:
     using Binning = Binning_Events_Base<mode>;
     using Stream = orven::Photon_FileHandler::Stream;
 
+    /// `piece_length_` is from 1 to `events_per_piece`; images do not depend on it.
     /// Throws: std::bad_alloc.
-    File_Task(Binning& binning_, Filter filter_, Image_Use use)
-        : binning(&binning_), filter(std::move(filter_)), counter(binning_.counters(), use) {}
+    File_Task(Binning& binning_, Filter filter_, Image_Use use,
+              std::size_t piece_length_ = events_per_piece)
+        : binning(&binning_),
+          filter(std::move(filter_)),
+          counter(binning_.counters(), use),
+          piece_length(piece_length_) {}
 
     /// Counts the events of one file, or in mode `ignore` those that no other task has taken.
     /// Throws: what reading the file throws; std::invalid_argument for missing trigger data.
@@ -87,7 +92,7 @@ private:
         const auto take_range = [&] { return nextEvent.fetch_add(events_per_range); };
         for (std::size_t first = take_range(); first < nEvents; first = take_range()) {
             const std::size_t end = first + std::min(events_per_range, nEvents - first);
-            for (std::size_t i = first; i < end; i += events_per_piece) {
+            for (std::size_t i = first; i < end; i += piece_length) {
                 const auto piece = read_piece(stream, i, end);
                 binning->find_cells(piece, filter, Interval{}, memory->found);
                 count_found();
@@ -104,7 +109,7 @@ private:
         }
         Trigger_Walk walk(std::move(*triggers), binning->nTriggers);
         const std::size_t nEvents = stream.nEvents();
-        for (std::size_t i = 0; i < nEvents && !walk.finished(); i += events_per_piece) {
+        for (std::size_t i = 0; i < nEvents && !walk.finished(); i += piece_length) {
             walk.walk(
                 read_piece(stream, i, nEvents), filter,
                 [this](std::span<const orven::Photon_Event> events, const Interval& interval) {
@@ -117,7 +122,7 @@ private:
 
     std::span<const orven::Photon_Event> read_piece(Stream& stream, std::size_t first,
                                                     std::size_t end) {
-        const std::span piece(memory->piece.data(), std::min(events_per_piece, end - first));
+        const std::span piece(memory->piece.data(), std::min(piece_length, end - first));
         stream.read_events(first, piece);
         return piece;
     }
@@ -135,6 +140,7 @@ private:
     Binning* binning;
     Filter filter;
     Cell_Counter counter;
+    std::size_t piece_length;
     std::unique_ptr<Piece_Memory> memory = std::make_unique<Piece_Memory>();
 };
 
@@ -143,14 +149,14 @@ private:
 template <Parameters::ExtTrigger_Mode mode, class Filter>
 void count_files_concurrently(Binning_Events_Base<mode>& binning,
                               const std::vector<std::string>& files, const Filter& filter,
-                              std::size_t nTasks) {
+                              std::size_t nTasks, std::size_t piece_length = events_per_piece) {
     static_assert(mode != Parameters::frameSync, "frames are numbered in the order of the files");
     using Task = File_Task<mode, Filter>;
     const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
     std::vector<Task> tasks;
     tasks.reserve(nTasks);
     for (std::size_t i = 0; i < nTasks; ++i) {
-        tasks.emplace_back(binning, filter, use);
+        tasks.emplace_back(binning, filter, use, piece_length);
     }
     File_Queue queue(files.size());
     std::vector<std::future<void>> futures;

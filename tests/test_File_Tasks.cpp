@@ -1,4 +1,7 @@
+#include <sys/prctl.h>
+
 #include <random>
+#include <tuple>
 
 #include "Binning_Events.h"
 #include "logging.h"
@@ -45,10 +48,15 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record) {
 
     files.insert(files.begin() + 1, "/no/such.orvenevent");
     files.insert(files.begin() + 3, folder.write("damaged", "ORVEN"));
-    for (const std::size_t nTasks : {1U, 2U, 3U, 16U}) {
+    for (const auto& [nTasks, piece_length, huge_pages] :
+         {std::tuple<std::size_t, std::size_t, bool>{1, 2048, true},
+          {2, 2048, false},
+          {3, 1000, true},
+          {16, 7, true}}) {
+        prctl(PR_SET_THP_DISABLE, huge_pages ? 0 : 1, 0, 0, 0);
         Binning concurrent(record);
         testing::internal::CaptureStderr();
-        count_files_concurrently(concurrent, files, filter, nTasks);
+        count_files_concurrently(concurrent, files, filter, nTasks, piece_length);
         const std::string log = testing::internal::GetCapturedStderr();
         EXPECT_EQ(content(concurrent), expected) << nTasks;
         EXPECT_EQ(concurrent.nTriggers, in_order.nTriggers);
@@ -56,14 +64,14 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record) {
     }
 }
 
-TEST(File_Tasks, small_images_are_equal_at_any_number_of_tasks) {
+TEST(File_Tasks, small_images_are_equal_at_any_number_of_tasks_and_piece_size) {
     const Parameters record = parameters_from({"-x", "64"});
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeIntegrated<Parameters::ignore>>(record);
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeIntegrated<Parameters::reference>>(
         record);
 }
 
-TEST(File_Tasks, large_images_are_equal_at_any_number_of_tasks) {
+TEST(File_Tasks, large_images_are_equal_at_any_number_of_tasks_and_piece_size) {
     const Parameters record = parameters_from({"-x", "200", "-t", "1e-6", "-T", "50"});
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeResolved<Parameters::ignore>>(record);
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeResolved<Parameters::reference>>(record);
