@@ -118,10 +118,8 @@ Input_File take_file(Fuzz_Input& input, const Parameters& settings) {
 
 // --- the account ---
 
-struct Account {
-    std::map<std::array<long, 3>, unsigned int> counts;  // page, row, column
-    std::size_t nTriggers = 0;
-};
+/// Where events are counted: {page, row, column}.
+using Counts = std::map<std::array<long, 3>, unsigned int>;
 
 bool passes(const Photon_Event& event, const Parameters& settings) {
     return event.nPhotons >= settings.nPhotons_min && event.nPhotons <= settings.nPhotons_max &&
@@ -135,9 +133,12 @@ bool is_image_possible(const Parameters& settings) {
            std::max(settings.size_x, settings.size_y) <= 33554432 && ticks >= 1 && ticks < 0x1p63;
 }
 
-void count(const Photon_Event& event, long time, Account& account, const Parameters& settings) {
-    const long width_x = std::lround(16777216.0 / static_cast<double>(settings.size_x));
-    const long width_y = std::lround(16777216.0 / static_cast<double>(settings.size_y));
+void count(const Photon_Event& event, long time, std::size_t frame, const Parameters& settings,
+           Counts& counts) {
+    const auto size_x = static_cast<long>(settings.size_x);
+    const auto size_y = static_cast<long>(settings.size_y);
+    const long width_x = std::lround(16777216.0 / static_cast<double>(size_x));
+    const long width_y = std::lround(16777216.0 / static_cast<double>(size_y));
     long page = 0;
     long row = event.y.value / width_y;
     long column = event.x.value / width_x;
@@ -147,41 +148,33 @@ void count(const Photon_Event& event, long time, Account& account, const Paramet
         const long ticks = std::lround(*settings.time_res_s / tick);
         page = time / ticks;
         if (settings.extTrigger_mode == Parameters::frameSync) {
-            page = time >= 0 && time < ticks ? static_cast<long>(account.nTriggers) : -1;
+            page = time >= 0 && time < ticks ? static_cast<long>(frame) : -1;
         }
     }
-    if (page >= 0 && page < settings.time_max_binNumber.value_or(1) && row >= 0 &&
-        row < static_cast<long>(settings.size_y) && column >= 0 &&
-        column < static_cast<long>(settings.size_x)) {
-        ++account.counts[{page, row, column}];
+    if (page >= 0 && page < settings.time_max_binNumber.value_or(1) && row >= 0 && row < size_y &&
+        column >= 0 && column < size_x) {
+        ++counts[{page, row, column}];
     }
 }
 
-/// Counts the events of one file; false if the file fails. `offer` is told of each event that the
-/// image is asked to count, with its time and frame.
+/// Calls `offer(event, time, frame)` for each event of the file that the image is asked to count;
+/// false if the file fails.
 template <class Offer>
-bool count_file(const Input_File& file, Account& account, const Parameters& settings,
+bool offer_file(Input_File file, const Parameters& settings, std::size_t& nTriggers,
                 const Offer& offer) {
     const bool ignored = settings.extTrigger_mode == Parameters::ignore;
     if (file.damaged || (!ignored && !file.triggers)) {
         return false;
     }
-    std::vector<Photon_Event> events;
-    std::ranges::copy_if(file.events, std::back_inserter(events),
-                         [&](const Photon_Event& event) { return passes(event, settings); });
-    if (ignored) {
-        for (const Photon_Event& event : events) {
-            offer(event, event.time, std::size_t{0});
-            count(event, event.time.value, account, settings);
-        }
-        return true;
+    std::erase_if(file.events, [&](const auto& event) { return !passes(event, settings); });
+    auto next = file.events.begin();
+    for (; ignored && next != file.events.end(); ++next) {
+        offer(*next, next->time.value, nTriggers);
     }
-    auto next = events.begin();
-    for (std::size_t k = 0; k + 1 < file.triggers->size(); ++k, ++account.nTriggers) {
-        for (; next != events.end() && next->time.value < (*file.triggers)[k + 1]; ++next) {
-            const long time = plus(plus(next->time.value, ~(*file.triggers)[k]), 1);  // a - b
-            offer(*next, orven::Event_Time(time), account.nTriggers);
-            count(*next, time, account, settings);
+    for (std::size_t k = 0; !ignored && k + 1 < file.triggers->size(); ++k, ++nTriggers) {
+        const long minus_open = plus(~(*file.triggers)[k], 1);
+        for (; next != file.events.end() && next->time.value < (*file.triggers)[k + 1]; ++next) {
+            offer(*next, plus(next->time.value, minus_open), nTriggers);
         }
     }
     return true;
@@ -190,22 +183,21 @@ bool count_file(const Input_File& file, Account& account, const Parameters& sett
 // --- the program ---
 
 template <class Binning>
-void expect_counts(Binning& binning, const Account& account, const Parameters& settings) {
-    std::map left = account.counts;
+void expect_counts(Binning& binning, Counts expected, const Parameters& settings) {
     const auto cells = binning.counters();
     const auto nPages = static_cast<std::size_t>(settings.time_max_binNumber.value_or(1));
     expect(cells.size() == nPages * settings.size_y * settings.size_x, "the number of cells");
     for (std::size_t i = 0; i < cells.size(); ++i) {
         if (const unsigned int found = cells[i].load(); found != 0) {
-            const auto cell = static_cast<long>(i);
-            const auto size_x = static_cast<long>(settings.size_x);
-            const auto size_y = static_cast<long>(settings.size_y);
-            const std::array at{cell / size_x / size_y, cell / size_x % size_y, cell % size_x};
-            expect(left[at] == found, "the count of a cell");
-            left.erase(at);
+            const std::size_t row = i / settings.size_x;
+            const std::array at{static_cast<long>(row / settings.size_y),
+                                static_cast<long>(row % settings.size_y),
+                                static_cast<long>(i % settings.size_x)};
+            expect(expected[at] == found, "the count of a cell");
+            expected.erase(at);
         }
     }
-    expect(left.empty(), "all events that should be counted");
+    expect(expected.empty(), "all events that should be counted");
 }
 
 template <class Binning, bool concurrent>
@@ -216,13 +208,16 @@ void test(const Parameters& settings, const std::vector<Input_File>& files,
         return;
     }
     Binning one_by_one(settings);
-    Account account;
+    Counts counts;
+    std::size_t nTriggers = 0;
     bool failed = false;
     for (auto file = files.begin(); file != files.end() && (concurrent || !failed); ++file) {
-        failed |= !count_file(*file, account, settings,
-                              [&](auto&&... offered) { one_by_one.add_singleEvent(offered...); });
+        failed |= !offer_file(*file, settings, nTriggers, [&](auto& event, long time, auto frame) {
+            one_by_one.add_singleEvent(event, orven::Event_Time(time), frame);
+            count(event, time, frame, settings, counts);
+        });
     }
-    expect_counts(one_by_one, account, settings);
+    expect_counts(one_by_one, counts, settings);
 
     Binning binning(settings);
     const orven::Photon_Filter filter({settings.nPhotons_min, settings.nPhotons_max},
@@ -232,8 +227,8 @@ void test(const Parameters& settings, const std::vector<Input_File>& files,
     });
     expect(fault.empty() != (failed && !concurrent), "an exception or none");
     if (fault.empty()) {
-        expect_counts(binning, account, settings);
-        expect(binning.nTriggers == account.nTriggers, "the number of trigger intervals");
+        expect_counts(binning, counts, settings);
+        expect(binning.nTriggers == nTriggers, "the number of trigger intervals");
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <optional>
+#include <stdexcept>
 
 #include "FileHandler_Events.h"
 #include "fuzz_input.h"
@@ -12,17 +13,40 @@ namespace {
 using namespace std::string_view_literals;
 using orven::Photon_FileHandler;
 
-/// What a file holds, as bytes, or the message about its first fault.
-struct Model {
-    std::string fault;
-    std::optional<std::string_view> events, triggers;
+/// A walk through the bytes of a file.
+class Model {
+public:
+    std::optional<std::string_view> events;
+    std::optional<std::string_view> triggers;
 
-    explicit Model(std::string_view file_) : file(file_) {
-        try {
-            read();
-        } catch (const std::string& first) {
-            fault = first;
+    explicit Model(std::string_view file_) : file(file_) {}
+
+    /// Throws: the first fault.
+    void read() {
+        std::string_view name = take(8);
+        std::uint64_t size = take_size();
+        require(name == "ORVEN\0\0\0"sv, "Not a valid ORVEN file!");
+        require(size == file.size() - position, "File size mismatch!");
+        name = take(8);
+        size = take_size();
+        require(name == "build\0\0\0"sv, "File is missing build information!");
+        require(size == 16, "Build info size missmatch! File corrupted?");
+        const std::uint64_t version = take_number();
+        const std::uint64_t type = take_number();
+        require(version == 0, "File has wrong version!");
+        require(type == 3, "File has wrong type!");
+        while (position < file.size()) {
+            name = take(8);
+            size = take_size();
+            require(name == "extTrigs"sv || name == "events\0\0"sv,
+                    "Block identifier not recognized!");
+            if (name == "extTrigs"sv) {
+                triggers = take_records(size, 8, "File contains partial external triggers!");
+            } else {
+                events = take_records(size, 32, "File contains partial events!");
+            }
         }
+        require(events.has_value(), "File does not contain event data!");
     }
 
 private:
@@ -31,7 +55,7 @@ private:
 
     static void require(bool condition, const std::string& message) {
         if (!condition) {
-            throw message;
+            throw std::invalid_argument(message);
         }
     }
 
@@ -63,45 +87,12 @@ private:
         require(size <= file.size() - position, "std::bad_alloc");
         return take(size);
     }
-
-    void read() {
-        std::string_view name = take(8);
-        std::uint64_t size = take_size();
-        require(name == "ORVEN\0\0\0"sv, "Not a valid ORVEN file!");
-        require(size == file.size() - position, "File size mismatch!");
-        name = take(8);
-        size = take_size();
-        require(name == "build\0\0\0"sv, "File is missing build information!");
-        require(size == 16, "Build info size missmatch! File corrupted?");
-        const std::uint64_t version = take_number();
-        const std::uint64_t type = take_number();
-        require(version == 0, "File has wrong version!");
-        require(type == 3, "File has wrong type!");
-        while (position < file.size()) {
-            name = take(8);
-            size = take_size();
-            require(name == "extTrigs"sv || name == "events\0\0"sv,
-                    "Block identifier not recognized!");
-            if (name == "extTrigs"sv) {
-                triggers = take_records(size, 8, "File contains partial external triggers!");
-            } else {
-                events = take_records(size, 32, "File contains partial events!");
-            }
-        }
-        require(events.has_value(), "File does not contain event data!");
-    }
 };
 
 void expect_triggers(const std::optional<std::vector<orven::Event_Time>>& found,
                      const Model& expected) {
     expect(found.has_value() == expected.triggers.has_value(), "triggers or none");
     expect(!found || bytes_of(*found) == *expected.triggers, "the triggers");
-}
-
-void read_whole(const std::string& path, const Model& expected) {
-    const auto data = Photon_FileHandler().load_file(path);
-    expect(bytes_of(data.events) == expected.events, "the events");
-    expect_triggers(data.extTriggers, expected);
 }
 
 /// With `triggers_between`, reads the triggers before each piece.
@@ -132,11 +123,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         content.replace(8, 8, bytes_of(content.size() - 16));
     }
     file.replace(content);
-    const Model expected(content);
-    const std::string whole = message_of([&] { read_whole(file.path(), expected); });
+    Model model(content);
+    const std::string fault = message_of([&] { model.read(); });
+    const std::string whole = message_of([&] {
+        const auto data = Photon_FileHandler().load_file(file.path());
+        expect(bytes_of(data.events) == model.events, "the events");
+        expect_triggers(data.extTriggers, model);
+    });
+    expect(whole == fault, whole + " instead of " + fault);
     const std::string pieces = message_of(
-        [&] { read_in_pieces(file.path(), expected, 1 + options / 4U % 8U, (options & 2U) != 0); });
-    expect(whole == expected.fault, whole + " instead of " + expected.fault);
-    expect(pieces == expected.fault, pieces + " in pieces instead of " + expected.fault);
+        [&] { read_in_pieces(file.path(), model, 1 + options / 4U % 8U, (options & 2U) != 0); });
+    expect(pieces == fault, pieces + " in pieces instead of " + fault);
     return 0;
 }

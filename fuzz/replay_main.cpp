@@ -1,35 +1,30 @@
 // The main of a fuzzer without libFuzzer: runs each file named, and all files of each folder named.
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
+#include <span>
+#include <vector>
 
 #include "fuzz_input.h"
-
-namespace {
-
-std::size_t replay(const std::filesystem::path& path) {
-    std::size_t nReplayed = 0;
-    if (std::filesystem::is_directory(path)) {
-        for (const auto& entry : std::filesystem::directory_iterator(path)) {
-            nReplayed += replay(entry.path());
-        }
-        return nReplayed;
-    }
-    std::fprintf(stderr, "%s\n", path.c_str());
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes(std::istreambuf_iterator<char>(file), {});
-    (void)LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-    return 1;
-}
-
-}  // namespace
+#include "recordings.h"
 
 int main(int argc, char* argv[]) {
-    std::size_t nReplayed = 0;
-    for (int i = 1; i < argc; ++i) {
-        nReplayed += replay(std::filesystem::absolute(argv[i]));
+    std::vector<std::filesystem::path> paths;
+    for (const std::filesystem::path argument : std::span(argv, argv + argc).subspan(1)) {
+        if (is_directory(argument)) {
+            std::ranges::copy(std::filesystem::directory_iterator(absolute(argument)),
+                              std::back_inserter(paths));
+        } else {
+            paths.push_back(absolute(argument));
+        }
     }
-    expect(nReplayed > 0, "at least one input");
+    for (const std::filesystem::path& path : paths) {
+        std::fprintf(stderr, "%s\n", path.c_str());
+        const std::string bytes = read_file(path);
+        (void)LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                     bytes.size());
+    }
+    expect(!paths.empty(), "at least one input");
     return 0;
 }
