@@ -16,6 +16,21 @@
 #include "Parameters.h"
 #include "Trigger_Walk.h"
 
+/// Appends the cells of the events that pass the filter and lie inside the image;
+/// `cell_of(event, cell)` sets the cell and tells whether the event lies inside. The filter and
+/// `cell_of` are copies: the compiler could not know that writing cells leaves the originals as
+/// they are, and would load them again for each event.
+template <class Filter, class Cell_Of>
+void append_cells(std::span<const orven::Photon_Event> events, Filter filter, Cell_Of cell_of,
+                  Cell_List& found) {
+    std::size_t size = found.size;
+    for (const orven::Photon_Event& event : events) {
+        const bool inside = cell_of(event, found.cells[size]);
+        size += orven::all_hold(inside, filter.accepts(event)) ? 1 : 0;
+    }
+    found.size = size;
+}
+
 /// Counts events into one image over all time: `x` selects the column, `y` the row.
 template <Parameters::ExtTrigger_Mode mode>
 class Binning_Events_TimeIntegrated final : public Binning_Events_Base<mode> {
@@ -46,16 +61,14 @@ public:
 
     void find_cells(std::span<const Event> events, const Filter& filter,
                     const Interval& /*interval*/, Cell_List& found) const noexcept override {
-        // Copies: the compiler cannot know that writing cells does not change the originals.
-        const Filter accepting = filter;  // NOLINT(performance-unnecessary-copy-initialization)
-        const Grid local = grid;
-        std::size_t size = found.size;
-        for (const Event& event : events) {
-            const auto [inside, row, column] = local.place(event);
-            found.cells[size] = row * local.columns.size() + column;
-            size += orven::all_hold(inside, accepting.accepts(event)) ? 1 : 0;
-        }
-        found.size = size;
+        append_cells(
+            events, filter,
+            [grid = grid](const Event& event, std::size_t& cell) {
+                const auto [inside, row, column] = grid.place(event);
+                cell = row * grid.columns.size() + column;
+                return inside;
+            },
+            found);
     }
 
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
@@ -113,19 +126,17 @@ public:
         }
     }
 
-    void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval_,
+    void find_cells(std::span<const Event> events, const Filter& filter, const Interval& interval,
                     Cell_List& found) const noexcept override {
-        const Filter accepting = filter;  // NOLINT(performance-unnecessary-copy-initialization)
-        const Grid local = grid;
-        const Interval interval = interval_;
-        std::size_t size = found.size;
-        for (const Event& event : events) {
-            const auto [inside, page, row, column] =
-                local.place(event, interval.relative(event.time), interval.frameIndex);
-            found.cells[size] = (page * local.rows.size() + row) * local.columns.size() + column;
-            size += orven::all_hold(inside, accepting.accepts(event)) ? 1 : 0;
-        }
-        found.size = size;
+        append_cells(
+            events, filter,
+            [grid = grid, interval](const Event& event, std::size_t& cell) {
+                const auto [inside, page, row, column] =
+                    grid.place(event, interval.relative(event.time), interval.frameIndex);
+                cell = (page * grid.rows.size() + row) * grid.columns.size() + column;
+                return inside;
+            },
+            found);
     }
 
     [[nodiscard]] std::span<Counter> counters() noexcept override { return image.get_content(); }
