@@ -1,13 +1,13 @@
 #pragma once
 
+#include "logging.h"
+#include "recordings.h"
+
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include "logging.h"
-#include "recordings.h"
 
 /// All that these arguments lead to, as one text: they are accepted, or refused with one of the
 /// documented exceptions.

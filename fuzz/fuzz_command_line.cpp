@@ -1,11 +1,11 @@
 // Any lines as command line arguments, up to the point where a run would start: taken or refused
 // with a documented exception, and the same way each time.
 
-#include <cstdlib>
-#include <set>
-
 #include "arguments_outcome.h"
 #include "fuzz_input.h"
+
+#include <cstdlib>
+#include <set>
 
 namespace {
 

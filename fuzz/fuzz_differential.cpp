@@ -1,16 +1,16 @@
 // Small recordings, settings and kinds of run of all sorts: the image that a run counts, against a
 // slow and obvious account of which events are counted where, cell by cell.
 
+#include "Binning_Events.h"
+#include "fuzz_input.h"
+#include "logging.h"
+#include "recordings.h"
+
 #include <array>
 #include <cmath>
 #include <limits>
 #include <map>
 #include <tuple>
-
-#include "Binning_Events.h"
-#include "fuzz_input.h"
-#include "logging.h"
-#include "recordings.h"
 
 namespace {
 

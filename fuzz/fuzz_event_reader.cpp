@@ -1,12 +1,12 @@
 // Any bytes as an event file: read as a whole and in pieces, against a walk through the bytes.
 
-#include <limits>
-#include <optional>
-#include <stdexcept>
-
 #include "FileHandler_Events.h"
 #include "fuzz_input.h"
 #include "recordings.h"
+
+#include <limits>
+#include <optional>
+#include <stdexcept>
 
 namespace {
 

@@ -1,12 +1,12 @@
 // Any JSON object as a settings file: taken or refused with a documented exception, and with the
 // same outcome as what another parser and a writer make of it.
 
+#include "arguments_outcome.h"
+#include "fuzz_input.h"
+
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-
-#include "arguments_outcome.h"
-#include "fuzz_input.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // The main of a fuzzer without libFuzzer: runs each file named, and all files of each folder named.
 
+#include "fuzz_input.h"
+#include "recordings.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <span>
 #include <vector>
-
-#include "fuzz_input.h"
-#include "recordings.h"
 
 int main(int argc, char* argv[]) {
     std::vector<std::filesystem::path> paths;

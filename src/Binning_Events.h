@@ -1,11 +1,5 @@
 #pragma once
 
-#include <cassert>
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <span>
-
 #include "Bin_Axis.h"
 #include "Binning_Events_Base.h"
 #include "Branchless.h"
@@ -15,6 +9,12 @@
 #include "Image_Geometry.h"
 #include "Parameters.h"
 #include "Trigger_Walk.h"
+
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
 
 /// Appends the cells of the events that pass the filter and lie inside the image;
 /// `cell_of(event, cell)` sets the cell and tells whether the event lies inside. The filter and

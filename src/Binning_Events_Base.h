@@ -1,18 +1,18 @@
 #pragma once
 
-#include <atomic>
-#include <cstddef>
-#include <optional>
-#include <span>
-#include <string>
-#include <vector>
-
 #include "Cell_Counter.h"
 #include "Event.h"
 #include "Filters_Events.h"
 #include "Image_Geometry.h"
 #include "Parameters.h"
 #include "Trigger_Walk.h"
+
+#include <atomic>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
 /// Counts events into an image. The derived classes own the image and know where an event belongs.
 template <Parameters::ExtTrigger_Mode mode>

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Counting_Image.h"
+
 #include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
-
-#include "Counting_Image.h"
 
 /// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
 inline constexpr std::size_t events_per_piece = 2048;

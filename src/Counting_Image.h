@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <cstddef>
-
 #include "Image_Memory.h"
 #include "analysis/Vector_MultiDim.h"
+
+#include <atomic>
+#include <cstddef>
 
 /// One cell of a counting image; wraps modulo 2^32.
 using Counter = std::atomic<unsigned int>;

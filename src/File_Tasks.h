@@ -1,5 +1,13 @@
 #pragma once
 
+#include "Binning_Events_Base.h"
+#include "Cell_Counter.h"
+#include "FileHandler_Events.h"
+#include "File_Queue.h"
+#include "Parameters.h"
+#include "Trigger_Walk.h"
+#include "logging.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -14,14 +22,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "Binning_Events_Base.h"
-#include "Cell_Counter.h"
-#include "FileHandler_Events.h"
-#include "File_Queue.h"
-#include "Parameters.h"
-#include "Trigger_Walk.h"
-#include "logging.h"
 
 /// What one task does with files: reads their events piece by piece, filters and counts them.
 /// All memory is made at construction and used again for each piece, so it does not grow with the

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-
 #include "Bin_Axis.h"
 #include "Event.h"
+
+#include <cstdint>
 
 /// An axis of `size` pixels that share the 256 detector pixels; the width of one is rounded to
 /// the nearest unit, halves away from zero.

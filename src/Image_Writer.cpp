@@ -1,5 +1,8 @@
 #include "Image_Writer.h"
 
+#include "Output_File.h"
+#include "logging.h"
+
 #include <tiffio.h>
 
 #include <cstdint>
@@ -10,9 +13,6 @@
 #include <span>
 #include <stdexcept>
 #include <vector>
-
-#include "Output_File.h"
-#include "logging.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Counting_Image.h"
+
 #include <cstdint>
 #include <string>
-
-#include "Counting_Image.h"
 
 /// The mode in which libtiff opens a file of this format: "w4" for "tiff_w4" (classic TIFF, below
 /// 4 GiB), "w8" for "tiff_w8" (BigTIFF).

@@ -1,9 +1,9 @@
 #include "Parameters.h"
 
+#include "logging.h"
+
 #include <cinttypes>
 #include <stdexcept>
-
-#include "logging.h"
 
 const option Parameters::long_options[] = {
     {"help", no_argument, nullptr, 'h'},

@@ -1,8 +1,8 @@
-#include <filesystem>
-#include <fstream>
-
 #include "Parameters.h"
 #include "logging.h"
+
+#include <filesystem>
+#include <fstream>
 
 void Parameters::add_inputFiles(const std::string& list) {
     std::size_t start = 0;

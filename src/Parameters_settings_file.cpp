@@ -1,3 +1,6 @@
+#include "Parameters.h"
+#include "logging.h"
+
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/istreamwrapper.h>
@@ -8,9 +11,6 @@
 #include <fstream>
 #include <new>
 #include <stdexcept>
-
-#include "Parameters.h"
-#include "logging.h"
 
 namespace {
 

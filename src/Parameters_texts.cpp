@@ -1,6 +1,6 @@
-#include <cstdio>
-
 #include "Parameters.h"
+
+#include <cstdio>
 
 namespace {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Event.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <utility>
 #include <vector>
-
-#include "Event.h"
 
 /// What places an event in time: the trigger that opens its interval, and the interval's number.
 struct Interval {

@@ -1,14 +1,14 @@
-#include <cassert>
-#include <filesystem>
-#include <stdexcept>
-#include <string>
-#include <type_traits>
-
 #include "Binning_Events.h"
 #include "Filters_Events.h"
 #include "Image_Writer.h"
 #include "Parameters.h"
 #include "logging.h"
+
+#include <cassert>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
 
 namespace {
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include "Event.h"
+#include "Parameters.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -8,9 +9,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Event.h"
-#include "Parameters.h"
 
 using orven::Photon_Event;
 

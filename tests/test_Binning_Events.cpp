@@ -1,10 +1,12 @@
+#include "Binning_Events.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cmath>
 #include <limits>
 #include <random>
-
-#include "Binning_Events.h"
-#include "recordings.h"
 
 namespace {
 
@@ -65,47 +67,6 @@ TEST(Image_Geometry, pixel_width_is_rounded_to_the_nearest_unit) {
     EXPECT_EQ(pixel_axis(33554432).bin_of(7), 7U);  // half a unit rounds up
     EXPECT_EQ(time_bin_length(1e-6).value, 640);
     EXPECT_EQ(time_bin_length(1.5625e-9 * 2.5).value, 3);
-}
-
-class Impossible_Images
-    : public testing::TestWithParam<std::pair<std::vector<std::string>, std::string>> {};
-
-TEST_P(Impossible_Images, are_refused) {
-    const Parameters record = parameters_from(GetParam().first);
-    const auto build = [&] {
-        if (record.time_res_s) {
-            Binning_Events_TimeResolved<Parameters::ignore> binning(record);
-        } else {
-            Binning_Events_TimeIntegrated<Parameters::ignore> binning(record);
-        }
-    };
-    const std::string message = message_of<std::exception>(build);
-    EXPECT_TRUE(message.starts_with(GetParam().second)) << message;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Binning_Events, Impossible_Images,
-    testing::Values(
-        std::pair{std::vector<std::string>{"-x", "0"}, "Image size must"},
-        std::pair{std::vector<std::string>{"-y", "0"}, "Image size must"},
-        std::pair{std::vector<std::string>{"-y", "0", "-t", "1", "-T", "5"}, "Image size must"},
-        std::pair{std::vector<std::string>{"-x", "1", "-y", "33554433"}, "Image size must"},
-        std::pair{std::vector<std::string>{"-x", "4294967296"}, "Requested size exceeds limits!"},
-        std::pair{std::vector<std::string>{"-t", "1", "-T", "-1"}, "Requested size exceeds"},
-        std::pair{std::vector<std::string>{"-t", "0", "-T", "-1"}, "Requested size exceeds"},
-        std::pair{std::vector<std::string>{"-x", "1", "-t", "1", "-T", "-1"}, "cannot create std"},
-        std::pair{std::vector<std::string>{"-t", "1"}, "bad optional access"},
-        std::pair{std::vector<std::string>{"-t", "0", "-T", "5"}, "Time resolution must"},
-        std::pair{std::vector<std::string>{"-t", "-1", "-T", "5"}, "Time resolution must"},
-        std::pair{std::vector<std::string>{"-t", "0.7812e-9", "-T", "5"}, "Time resolution must"},
-        std::pair{std::vector<std::string>{"-t", "nan", "-T", "5"}, "Time resolution must"},
-        std::pair{std::vector<std::string>{"-t", "inf", "-T", "5"}, "Time resolution must"},
-        std::pair{std::vector<std::string>{"-t", "1e12", "-T", "5"}, "Time resolution must"}));
-
-TEST(Binning_EventsDeathTest, time_settings_must_fit_the_kind_of_image) {
-    const Parameters record = parameters_from({"-x", "1", "-T", "5"});
-    EXPECT_DEATH(Binning_Events_TimeIntegrated<Parameters::ignore> binning(record),
-                 "!parameters.time_max_binNumber.has_value\\(\\)");
 }
 
 TEST(TimeIntegrated, x_is_the_column_and_truncation_widens_the_first_pixel) {

@@ -1,6 +1,8 @@
 #include "FileHandler_Events.h"
 #include "recordings.h"
 
+#include <gtest/gtest.h>
+
 namespace {
 
 using orven::Photon_FileHandler;

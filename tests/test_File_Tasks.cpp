@@ -1,16 +1,16 @@
+#include "Binning_Events.h"
+#include "logging.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
 #include <sys/prctl.h>
 
 #include <random>
 #include <tuple>
 
-#include "Binning_Events.h"
-#include "logging.h"
-#include "recordings.h"
-
 namespace {
 
 const orven::Photon_Filter filter({1, 3}, {0.2, std::nullopt});
-const orven::Photon_Filter no_filter({0, UINT64_MAX}, {});
 
 /// Files of different sizes, the largest shared by several tasks; one is damaged, one is missing.
 std::vector<std::string> make_files(const Folder& folder) {
@@ -75,38 +75,6 @@ TEST(File_Tasks, large_images_are_equal_at_any_number_of_tasks_and_piece_size) {
     const Parameters record = parameters_from({"-x", "200", "-t", "1e-6", "-T", "50"});
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeResolved<Parameters::ignore>>(record);
     expect_equal_at_any_number_of_tasks<Binning_Events_TimeResolved<Parameters::reference>>(record);
-}
-
-TEST(File_Tasks, frames_are_numbered_across_files_in_order) {
-    const Folder folder;
-    const std::vector<std::string> files{
-        folder.write("a", recording({event(0, 0, 10), event(0, 0, 21)}, {{10, 20, 30}})),
-        folder.write("b", recording({event(0, 0, 5)}, {{5}})),
-        folder.write("c", recording({event(0, 0, 6), event(0, 0, 9)}, {{6, 9}}))};
-    const Parameters record =
-        parameters_from({"-x", "1", "-t", "3.125e-9", "-T", "4", "-E", "frameSync"});
-    Binning_Events_TimeResolved<Parameters::frameSync> binning(record);
-    count_files_in_order(binning, files, no_filter);
-    EXPECT_EQ(content(binning), (std::vector<unsigned>{1, 1, 1, 0}));
-    EXPECT_EQ(binning.nTriggers, 3U);
-}
-
-TEST(File_Tasks, missing_triggers_fail_in_order_and_are_logged_by_tasks) {
-    const Folder folder;
-    const std::vector<std::string> files{
-        folder.write("without", recording({event(0, 0, 1)})),
-        folder.write("with", recording({event(0, 0, 1)}, {{0, 2}}))};
-    const std::string message =
-        "External trigger data requested from data set recorded without external trigger enabled!";
-    const Parameters record = parameters_from({"-x", "1"});
-    Binning_Events_TimeIntegrated<Parameters::reference> binning(record);
-    EXPECT_EQ(
-        message_of<std::invalid_argument>([&] { count_files_in_order(binning, files, no_filter); }),
-        message);
-    testing::internal::CaptureStderr();
-    count_files_concurrently(binning, files, no_filter, 2);
-    EXPECT_TRUE(testing::internal::GetCapturedStderr().ends_with(": " + message + "\n"));
-    EXPECT_EQ(content(binning), std::vector<unsigned>{1});
 }
 
 TEST(Cell_Counter, counts_wrap_modulo_2_to_32) {

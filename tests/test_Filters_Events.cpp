@@ -1,8 +1,10 @@
-#include <cmath>
-#include <limits>
-
 #include "Filters_Events.h"
 #include "recordings.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include "Image_Writer.h"
+#include "recordings.h"
 
+#include <gtest/gtest.h>
 #include <tiffio.h>
 
 #include <array>
 #include <span>
-
-#include "recordings.h"
 
 namespace {
 

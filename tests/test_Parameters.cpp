@@ -1,6 +1,8 @@
-#include <cmath>
-
 #include "recordings.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace {
 

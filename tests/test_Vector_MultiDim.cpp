@@ -1,8 +1,10 @@
-#include <limits>
-
 #include "Counting_Image.h"
 #include "analysis/Vector_MultiDim.h"
 #include "recordings.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
 
 namespace {
 

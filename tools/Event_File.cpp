@@ -1,16 +1,16 @@
 #include "Event_File.h"
 
+#include "Event.h"
+#include "Event_Source.h"
+#include "FileHandler_OrvenData.h"
+#include "Output_File.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <span>
 #include <string_view>
 #include <system_error>
 #include <vector>
-
-#include "Event.h"
-#include "Event_Source.h"
-#include "FileHandler_OrvenData.h"
-#include "Output_File.h"
 
 namespace {
 

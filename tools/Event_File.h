@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
-
 #include "Recording.h"
 #include "Scene.h"
+
+#include <cstdint>
+#include <string>
 
 /// Writes one file of a recording. With triggers, it has one at the start of each of its pulses
 /// and one at the end of the last, so that each event lies between two triggers of its file.

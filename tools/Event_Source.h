@@ -1,13 +1,13 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <span>
-
 #include "Event.h"
 #include "Random.h"
 #include "Recording.h"
 #include "Scene.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
 
 /// Makes the events of one file, one after the other, in ascending order of time.
 class Event_Source {

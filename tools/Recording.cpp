@@ -1,10 +1,10 @@
 #include "Recording.h"
 
+#include "Event.h"
+
 #include <cmath>
 #include <limits>
 #include <stdexcept>
-
-#include "Event.h"
 
 void Recording::check() const {
     constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();

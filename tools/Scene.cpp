@@ -1,13 +1,13 @@
 #include "Scene.h"
 
+#include "Star.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
 #include <numeric>
 #include <utility>
-
-#include "Star.h"
 
 namespace {
 

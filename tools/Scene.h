@@ -1,12 +1,12 @@
 #pragma once
 
+#include "Distributions.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "Distributions.h"
 
 /// One kind of event: where on the detector it falls, and what it looks like.
 struct Component {

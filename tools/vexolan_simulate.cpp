@@ -1,4 +1,9 @@
+#include "Event_File.h"
+#include "Recording.h"
+#include "Scene.h"
+
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -9,10 +14,6 @@
 #include <map>
 #include <memory>
 #include <string>
-
-#include "Event_File.h"
-#include "Recording.h"
-#include "Scene.h"
 
 namespace {
 

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "Cell_Counter.h"
+#include "Event.h"
+#include "Filters_Events.h"
+#include "Parameters.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
@@ -8,11 +13,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-#include "Cell_Counter.h"
-#include "Event.h"
-#include "Filters_Events.h"
-#include "Parameters.h"
 
 using orven::Photon_Event;
 

@@ -1,16 +1,16 @@
 // Reading recordings and writing images. Files lie in the folder for temporary files (TMPDIR).
 
-#include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
-
 #include "FileHandler_Events.h"
 #include "Image_Writer.h"
 #include "Row_By_Row.h"
 #include "Sample.h"
 #include "Work.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
 
 namespace {
 

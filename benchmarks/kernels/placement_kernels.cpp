@@ -1,12 +1,12 @@
 // From events to counts: filter and placement, counting, and the trigger walk.
 
+#include "Binning_Events.h"
+#include "Sample.h"
+
 #include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
-
-#include "Binning_Events.h"
-#include "Sample.h"
 
 namespace {
 

@@ -3,11 +3,12 @@
 // (`counters=private`). With `axes=regular` the library places the events; with `axes=integer`
 // their pixels are worked out beforehand, and the library only counts.
 
-#include <array>
+#include "Work.h"
+
 #include <boost/core/span.hpp>
 #include <boost/histogram.hpp>
 
-#include "Work.h"
+#include <array>
 
 namespace {
 

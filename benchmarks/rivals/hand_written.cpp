@@ -3,12 +3,12 @@
 // for each thread (`counters=private`) or by atomic additions to one image (`counters=shared`),
 // fetched ahead in both cases.
 
+#include "Counter_Memory.h"
+#include "Work.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
-
-#include "Counter_Memory.h"
-#include "Work.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Units.h"
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
-
-#include "Units.h"
 
 namespace orven {
 

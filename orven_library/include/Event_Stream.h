@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileHandler_OrvenData.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -10,8 +12,6 @@
 #include <span>
 #include <stdexcept>
 #include <vector>
-
-#include "FileHandler_OrvenData.h"
 
 namespace orven {
 

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "Data_Events.h"
+#include "Event.h"
+#include "Event_Stream.h"
+#include "FileHandler_OrvenData.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -8,11 +13,6 @@
 #include <span>
 #include <utility>
 #include <vector>
-
-#include "Data_Events.h"
-#include "Event.h"
-#include "Event_Stream.h"
-#include "FileHandler_OrvenData.h"
 
 namespace orven {
 

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "Branchless.h"
+#include "Data_Events.h"
+#include "Event.h"
+
 #include <cstdint>
 #include <limits>
 #include <optional>
 #include <tuple>
 #include <utility>
 #include <vector>
-
-#include "Branchless.h"
-#include "Data_Events.h"
-#include "Event.h"
 
 namespace orven {
 
