@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>

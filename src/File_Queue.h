@@ -16,8 +16,6 @@ public:
         return index < files.size() ? index : files.size();
     }
 
-    [[nodiscard]] std::size_t size() const noexcept { return files.size(); }
-
     /// What the tasks that read one file know of each other.
     struct Progress {
         std::atomic<std::size_t> nextEvent{0};  ///< first event that no task has taken

@@ -15,7 +15,6 @@
 #include <exception>
 #include <future>
 #include <memory>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>

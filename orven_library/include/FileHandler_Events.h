@@ -10,7 +10,6 @@
 #include <fstream>
 #include <ios>
 #include <optional>
-#include <span>
 #include <utility>
 #include <vector>
 
