@@ -104,11 +104,11 @@ bool Output_File::write_at(std::uint64_t start, const std::byte* bytes,
                            std::size_t count) noexcept {
     while (count > 0) {
         const ssize_t written = pwrite(descriptor, bytes, count, static_cast<off_t>(start));
-        if (written < 0) {
-            if (errno == EINTR) {
+        if (written <= 0) {
+            if (written < 0 && errno == EINTR) {
                 continue;
             }
-            return fail(errno);
+            return fail(written < 0 ? errno : EIO);
         }
         bytes += written;
         start += static_cast<std::uint64_t>(written);
