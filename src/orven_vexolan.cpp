@@ -1,31 +1,12 @@
-#include "Binning_Events.h"
-#include "Filters_Events.h"
-#include "Image_Writer.h"
-#include "Parameters.h"
-#include "logging.h"
+#include "binning/Binning_Events.h"
+#include "run_steps.h"
+#include "settings/Parameters.h"
 
 #include <cassert>
-#include <filesystem>
 #include <stdexcept>
-#include <string>
 #include <type_traits>
 
 namespace {
-
-/// Counts all input files, by parallel tasks where that is wanted and possible: frames are numbered
-/// in the order of the files.
-template <Parameters::ExtTrigger_Mode extTrigger_mode>
-void count_input_files(const Parameters& parameters, const orven::Photon_Filter& filter,
-                       Binning_Events_Base<extTrigger_mode>& binning) {
-    using Filter = orven::Photon_Filter;
-    if constexpr (extTrigger_mode != Parameters::frameSync) {
-        if (parameters.parallel) {
-            binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
-            return;
-        }
-    }
-    binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
-}
 
 /// One conversion: counts the events of all input files into one image and writes it.
 /// Throws: whatever goes wrong; nothing is written unless all input has been counted.
@@ -36,21 +17,11 @@ void run(const Parameters& parameters) {
     using Binning = std::conditional_t<timeResolved, Binning_Events_TimeResolved<extTrigger_mode>,
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
     Binning binning(parameters);
-    const orven::Photon_Filter filter({parameters.nPhotons_min, parameters.nPhotons_max},
-                                      {parameters.psd_min, parameters.psd_max});
-    warn_if_too_large(parameters.fileFormat, binning.image);
-
-    count_input_files<extTrigger_mode>(parameters, filter, binning);
-
-    logging<info>("External Triggers: " + std::to_string(binning.nTriggers) + " for " +
-                  parameters.outputFile.value_or("Not Available"));
-    const char* const openMode = tiff_open_mode(parameters.fileFormat);
-    const std::filesystem::path folder =
-        std::filesystem::path(*parameters.outputFile).parent_path();
-    if (!folder.empty()) {
-        std::filesystem::create_directories(folder);
-    }
-    write_tiff(*parameters.outputFile, openMode, binning.image);
+    const Image_Pages image = pages_of(binning.get_image());
+    warn_if_too_large(parameters, image);
+    count_input_files(parameters, binning);
+    log_trigger_count(parameters, binning.get_nTriggers());
+    write_image(parameters, image);
 }
 
 void run_timeResolved(const Parameters& parameters) {

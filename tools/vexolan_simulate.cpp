@@ -1,6 +1,6 @@
-#include "Event_File.h"
 #include "Recording.h"
 #include "Scene.h"
+#include "write_recording.h"
 
 #include <CLI/CLI.hpp>
 
@@ -120,7 +120,7 @@ void simulate(const Options& options) {
     const Scene scene = make_scene(options.scene);
     std::filesystem::create_directories(options.folder);
     for (std::uint64_t i = 0; i < recording.nFiles; ++i) {
-        write_event_file(file_path(options, i), scene, recording, i);
+        write_recording(file_path(options, i), scene, recording, i);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "Data_Events.h"
 #include "Event.h"
-#include "Event_Stream.h"
+#include "Event_File_Format.h"
 #include "FileHandler_OrvenData.h"
 
 #include <cstddef>
@@ -10,12 +10,14 @@
 #include <fstream>
 #include <ios>
 #include <optional>
+#include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 namespace orven {
 
-/// Reads event files: blocks "events" and "extTrigs", in any order and number.
+/// Reads event files as a whole: blocks "events" and "extTrigs", in any order and number.
 /// Threads: no state; calls for different files may run at the same time.
 template <class Length_Type, class Time_Type, class PSD_Type, std::size_t length_bytes,
           std::size_t time_bytes, std::uint64_t file_type_index>
@@ -27,19 +29,29 @@ public:
 
     using Event = orven::Event<Length_Type, Time_Type, PSD_Type>;
     using Data = Data_Events<Event>;
-    using Stream = Event_Stream<FileHandler_OrvenData<file_type_index, Data>, Event>;
+    static_assert(std::is_same_v<Event, Photon_Event>, "the format has no other records");
 
 private:
     Data read_implementationSpecific(std::ifstream& stream, std::streampos fileEnd) const override {
-        Stream content(stream, fileEnd);
-        std::optional<std::vector<Time_Type>> extTriggers = content.read_extTriggers();
-        std::vector<Event> events(content.nEvents());
-        content.read_events(0, events);
-        return Data(std::move(events), std::move(extTriggers));
+        const Stream_Bytes bytes(stream);
+        const Event_File_Index index =
+            Event_File_Format(bytes, position_of(stream), fileEnd).index_blocks();
+        std::optional<std::vector<Time_Type>> extTriggers;
+        if (index.extTriggers) {
+            extTriggers = read_block<Time_Type>(bytes, *index.extTriggers);
+        }
+        return Data(read_block<Event>(bytes, index.events), std::move(extTriggers));
+    }
+
+    template <class Record>
+    static std::vector<Record> read_block(const Byte_Source& bytes, const Record_Block& block) {
+        std::vector<Record> records(block.nRecords);
+        bytes.read_records(block.position, std::span(records));
+        return records;
     }
 };
 
-/// The reader of the event files.
+/// The reader of whole event files.
 using Photon_FileHandler =
     FileHandler_Events<Event_Length, Event_Time, PSD_Parameter_SumTimeDistToFirst, 4, 8, 3>;
 

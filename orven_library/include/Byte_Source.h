@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace orven {
+
+/// The bytes of a file, read at any position.
+class Byte_Source {
+public:
+    /// Fills `bytes` with those of the file from `position` on.
+    /// Throws: std::invalid_argument "Read Error!" if the file ends before, or cannot be read.
+    virtual void read_bytes(std::int64_t position, std::span<std::byte> bytes) const = 0;
+
+    /// Fills `records` with those that lie in the file from `position` on: the one place where
+    /// bytes of a file become values.
+    /// Throws: as `read_bytes`.
+    template <class Record>
+    void read_records(std::int64_t position, std::span<Record> records) const {
+        read_bytes(position, std::as_writable_bytes(records));
+    }
+
+protected:
+    Byte_Source() = default;
+    Byte_Source(const Byte_Source&) = default;
+    Byte_Source& operator=(const Byte_Source&) = default;
+    ~Byte_Source() = default;
+};
+
+}  // namespace orven

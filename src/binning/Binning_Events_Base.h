@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Event.h"
+#include "binning/Placement.h"
+#include "counting/Counting_Image.h"
+#include "settings/Parameters.h"
+
+#include <atomic>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+/// Counts events into an image, which the derived classes own.
+template <Parameters::ExtTrigger_Mode mode>
+class Binning_Events_Base {
+public:
+    using Event = orven::Photon_Event;
+    using Time = Event::Time;
+
+    Binning_Events_Base(const Binning_Events_Base&) = delete;
+    Binning_Events_Base& operator=(const Binning_Events_Base&) = delete;
+
+    /// Counts one event, placed by `time` and `frameIndex` where the image has pages; drops it if
+    /// it lies outside the image.
+    /// Threads: may be called from several at once.
+    virtual void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) = 0;
+
+    /// Counts the events of all files that pass the filter. Defined in reading/add_files.h.
+    /// With `concurrent`, one task per hardware thread takes files in list order, and a file that
+    /// fails is logged at level `error` and left; otherwise the calling thread takes one file
+    /// after another.
+    /// Throws: std::bad_alloc; concurrent: std::system_error if a thread cannot be started; not
+    /// concurrent: what reading a file throws, and std::invalid_argument for a file without
+    /// trigger data where the mode needs it.
+    template <class Filter, bool concurrent>
+    void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter);
+
+    /// The number of trigger intervals processed so far, over all files.
+    [[nodiscard]] std::size_t get_nTriggers() const noexcept { return nTriggers; }
+
+protected:
+    Binning_Events_Base() = default;
+    ~Binning_Events_Base() = default;
+
+private:
+    /// Where events belong.
+    [[nodiscard]] virtual Placement get_placement() const noexcept = 0;
+    /// The cells of the image, in storage order.
+    [[nodiscard]] virtual std::span<Counter> get_cells() noexcept = 0;
+
+    std::atomic<std::size_t> nTriggers{0};
+};

@@ -1,0 +1,39 @@
+#include "binning/Image_Geometry.h"
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+namespace {
+
+void require(bool condition, const char* message) {
+    if (!condition) {
+        throw std::invalid_argument(message);
+    }
+}
+
+constexpr const char* no_pixels = "Image size must be between 1 and 33554432 pixels!";
+
+Pixel_Axis pixel_axis(std::uint64_t size) {
+    constexpr double detector_pixels = 256.0;
+    constexpr double units_per_pixel = orven::Event_Length::units_per_pixel;
+    const double width = std::round(detector_pixels / static_cast<double>(size) * units_per_pixel);
+    require(width >= 1, no_pixels);
+    return {static_cast<std::int32_t>(width), static_cast<std::uint32_t>(size)};
+}
+
+}  // namespace
+
+Pixel_Grid pixel_grid(std::uint64_t nPages, std::uint64_t size_x, std::uint64_t size_y) {
+    require(size_x != 0 && size_y != 0, no_pixels);
+    require(nPages <= std::numeric_limits<std::uint64_t>::max() / size_x / size_y,
+            "Requested size exceeds limits!");
+    return {pixel_axis(size_x), pixel_axis(size_y)};
+}
+
+orven::Event_Time time_bin_length(double seconds) {
+    const double ticks = std::round(seconds / orven::Event_Time::seconds_per_tick);
+    require(ticks >= 1 && ticks < 0x1p63,
+            "Time resolution must be at least one tick of 1.5625 ns!");
+    return orven::Event_Time(static_cast<long>(ticks));
+}

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "Branchless.h"
+#include "Event.h"
+#include "Filters_Events.h"
+#include "binning/Bin_Axis.h"
+#include "binning/Image_Geometry.h"
+#include "binning/Interval.h"
+#include "settings/Parameters.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <variant>
+
+// Where events belong in an image: one small value per kind of image. `place` takes the event, its
+// time from where bin 0 starts and the number of its interval; a kind uses what it needs.
+
+/// Whether an event lies inside the image, and in which cell, in storage order; the cell of an
+/// event outside means nothing.
+struct Place {
+    bool inside;
+    std::size_t cell;
+};
+
+/// One image over all time: `x` selects the column, `y` the row.
+class Integrated_Placement {
+public:
+    /// Throws: std::invalid_argument for sizes that give no image.
+    explicit Integrated_Placement(const Parameters& parameters)
+        : grid(pixel_grid(1, parameters.size_x, parameters.size_y)) {}
+
+    [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time /*time*/,
+                              std::size_t /*frameIndex*/) const noexcept {
+        const std::uint32_t column = grid.columns.bin_of(event.x.value);
+        const std::uint32_t row = grid.rows.bin_of(event.y.value);
+        return {orven::all_hold(grid.rows.contains(row), grid.columns.contains(column)),
+                row * grid.columns.size() + column};
+    }
+
+private:
+    Pixel_Grid grid;
+};
+
+/// The axes that images of several pages share. Against the image over all time the pixel axes are
+/// crossed: `y` selects the column, `x` the row.
+class Page_Axes {
+public:
+    /// Throws: std::bad_optional_access without a number of time bins, std::invalid_argument for
+    /// sizes or a time resolution that give no image.
+    explicit Page_Axes(const Parameters& parameters)
+        : nPages(static_cast<std::size_t>(parameters.time_max_binNumber.value())),
+          grid(pixel_grid(nPages, parameters.size_x, parameters.size_y)),
+          pages(time_bin_length(parameters.time_res_s.value()).value, nPages) {}
+
+    /// The place on a page, if the event's time is one that the image counts.
+    [[nodiscard]] Place place(const orven::Photon_Event& event, std::size_t page,
+                              bool in_time) const noexcept {
+        const std::uint32_t column = grid.columns.bin_of(event.y.value);
+        const std::uint32_t row = grid.rows.bin_of(event.x.value);
+        return {orven::all_hold(in_time, pages.contains(page), grid.rows.contains(row),
+                                grid.columns.contains(column)),
+                (page * grid.rows.size() + row) * grid.columns.size() + column};
+    }
+
+    [[nodiscard]] const Time_Axis& time_bins() const noexcept { return pages; }
+
+private:
+    std::size_t nPages;
+    Pixel_Grid grid;
+    Time_Axis pages;
+};
+
+/// One page per time bin.
+class Time_Bin_Placement {
+public:
+    /// Throws: as `Page_Axes`.
+    explicit Time_Bin_Placement(const Parameters& parameters) : axes(parameters) {}
+
+    [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
+                              std::size_t /*frameIndex*/) const noexcept {
+        return axes.place(event, axes.time_bins().bin_of(time.value), true);
+    }
+
+private:
+    Page_Axes axes;
+};
+
+/// One page per frame: the events from its trigger up to the length of a time bin.
+class Frame_Placement {
+public:
+    /// Throws: as `Page_Axes`.
+    explicit Frame_Placement(const Parameters& parameters) : axes(parameters) {}
+
+    [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
+                              std::size_t frameIndex) const noexcept {
+        // One comparison for both ends: a negative time wraps to a large one.
+        const bool in_time = static_cast<std::uint64_t>(time.value) <
+                             static_cast<std::uint64_t>(axes.time_bins().width());
+        return axes.place(event, frameIndex, in_time);
+    }
+
+private:
+    Page_Axes axes;
+};
+
+using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
+
+/// Finds the cells of the events of one interval that pass the filter and lie in the image, writes
+/// them to the start of `cells` and returns their number.
+/// `cells` must have room for one cell per event.
+[[nodiscard]] std::size_t find_cells(const Placement& placement,
+                                     std::span<const orven::Photon_Event> events,
+                                     const orven::Photon_Filter& filter, const Interval& interval,
+                                     std::span<std::size_t> cells) noexcept;

@@ -1,0 +1,166 @@
+#include "output/Image_Writer.h"
+
+#include "output/Output_File.h"
+
+#include <tiffio.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+Output_File& as_file(thandle_t handle) {
+    return *static_cast<Output_File*>(handle);
+}
+
+tmsize_t read_file(thandle_t handle, void* bytes, tmsize_t count) {
+    return as_file(handle).read(bytes, static_cast<std::size_t>(count)) ? count : -1;
+}
+
+tmsize_t write_file(thandle_t handle, void* bytes, tmsize_t count) {
+    return as_file(handle).write(bytes, static_cast<std::size_t>(count)) ? count : -1;
+}
+
+toff_t seek_file(thandle_t handle, toff_t offset, int whence) {
+    Output_File& file = as_file(handle);
+    const std::uint64_t origin = whence == SEEK_SET   ? 0
+                                 : whence == SEEK_CUR ? file.tell()
+                                                      : file.size();
+    file.seek(origin + offset);
+    return file.tell();
+}
+
+int close_file(thandle_t handle) {
+    return as_file(handle).close() ? 0 : -1;
+}
+
+toff_t file_size(thandle_t handle) {
+    return as_file(handle).size();
+}
+
+/// A TIFF file being written. Every call to libtiff is checked; the first failure throws.
+class Tiff_File {
+public:
+    Tiff_File(const std::string& path_, const char* openMode) : path(path_), file(path_) {
+        if (file.error() != 0) {
+            TIFFError(path.c_str(), "%s", std::strerror(file.error()));
+            fail("could not be opened");
+        }
+        tiff.reset(TIFFClientOpen(path.c_str(), openMode, &file, read_file, write_file, seek_file,
+                                  close_file, file_size, nullptr, nullptr));
+        check(tiff != nullptr);
+    }
+
+    /// Starts a page of this many columns and rows.
+    void set_tags(std::size_t size_x, std::size_t size_y) {
+        set(TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(size_x));
+        set(TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(size_y));
+        set(TIFFTAG_BITSPERSAMPLE, 32);
+        set(TIFFTAG_SAMPLESPERPIXEL, 1);
+        set(TIFFTAG_ROWSPERSTRIP, 1);
+        set(TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+        set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+        set(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    }
+
+    /// Writes the rows of the page, top row first, each as a strip of its own. Uncompressed strips
+    /// need nothing of libtiff's encoding.
+    void write_rows(std::span<const Counter> page, std::size_t size_x) {
+        row.resize(size_x);
+        const auto bytes = static_cast<tmsize_t>(size_x * sizeof(std::uint32_t));
+        const auto size_y = static_cast<std::uint32_t>(page.size() / size_x);
+        for (std::uint32_t r = 0; r < size_y; ++r) {
+            // Counting is over: the cells are plain numbers, copied as such.
+            std::memcpy(row.data(), &page[r * size_x], size_x * sizeof(Counter));
+            check(TIFFWriteRawStrip(tiff.get(), r, row.data(), bytes) == bytes);
+        }
+    }
+
+    void finish_page() { check(TIFFWriteDirectory(tiff.get()) == 1); }
+
+    void close() {
+        // TIFFClose reports nothing: what is still to write is written before it.
+        check(TIFFFlush(tiff.get()) == 1);
+        tiff.reset();
+        check(file.error() == 0);
+    }
+
+private:
+    template <class Value>
+    void set(std::uint32_t tag, Value value) {
+        check(TIFFSetField(tiff.get(), tag, value) == 1);
+    }
+
+    void check(bool succeeded) {
+        if (!succeeded) {
+            fail("could not be written");
+        }
+    }
+
+    /// Closes the file, so that the pages before the failure can be read, and throws.
+    [[noreturn]] void fail(const std::string& what) {
+        const std::string reason =
+            file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
+        tiff.reset();
+        throw std::runtime_error("output file \"" + path + "\" " + what + reason + "!");
+    }
+
+    std::string path;
+    Output_File file;
+    std::unique_ptr<TIFF, void (*)(TIFF*)> tiff{nullptr, TIFFClose};
+    std::vector<std::uint32_t> row;
+};
+
+}  // namespace
+
+Image_Pages pages_of(const Counting_Image<2>& image) noexcept {
+    const auto [rows, columns] = image.get_sizes();
+    return {image.get_content(), 1, rows, columns};
+}
+
+Image_Pages pages_of(const Counting_Image<3>& image) noexcept {
+    const auto [nPages, rows, columns] = image.get_sizes();
+    return {image.get_content(), nPages, rows, columns};
+}
+
+const char* tiff_open_mode(const std::string& fileFormat) {
+    if (fileFormat == "tiff_w4") {
+        return "w4";
+    }
+    if (fileFormat == "tiff_w8") {
+        return "w8";
+    }
+    throw std::invalid_argument("Invalid file format: " + fileFormat);
+}
+
+std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
+                                 std::uint64_t size_x) noexcept {
+    constexpr std::uint64_t header = 8;
+    constexpr std::uint64_t directory = 2 + 12 * 12 + 4;  // ten tags and the two strip tables
+    const std::uint64_t row = size_x * sizeof(std::uint32_t);
+    // The strip tables hold 4-byte offsets, and byte counts as short as they can be; a table of
+    // up to 4 bytes stands in the directory itself.
+    const auto table = [size_y](std::uint64_t entry) {
+        return size_y * entry > 4 ? size_y * entry : 0;
+    };
+    const std::uint64_t tables = table(4) + table(row <= 0xFFFF ? 2 : 4);
+    return header + nPages * (size_y * row + directory + tables);
+}
+
+void write_tiff(const std::string& path, const char* openMode, const Image_Pages& image) {
+    const std::size_t page_size = image.rows * image.columns;
+    Tiff_File tiff(path, openMode);
+    for (std::size_t t = 0; t < image.nPages; ++t) {
+        tiff.set_tags(image.columns, image.rows);
+        tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns);
+        tiff.finish_page();
+    }
+    tiff.close();
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "counting/Counting_Image.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+/// The pages of a counting image: its cells, page after page and row after row.
+struct Image_Pages {
+    std::span<const Counter> cells;
+    std::size_t nPages;
+    std::size_t rows;
+    std::size_t columns;
+};
+
+/// The pages of an image, one without time bins; the image must outlive them.
+[[nodiscard]] Image_Pages pages_of(const Counting_Image<2>& image) noexcept;
+[[nodiscard]] Image_Pages pages_of(const Counting_Image<3>& image) noexcept;
+
+/// The mode in which libtiff opens a file of this format: "w4" for "tiff_w4" (classic TIFF, below
+/// 4 GiB), "w8" for "tiff_w8" (BigTIFF).
+/// Throws: std::invalid_argument for any other name.
+[[nodiscard]] const char* tiff_open_mode(const std::string& fileFormat);
+
+/// The size in bytes of a classic TIFF file of such an image, as `write_tiff` writes it.
+[[nodiscard]] std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
+                                               std::uint64_t size_x) noexcept;
+
+/// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row. Row 0 is the
+/// top row.
+/// Throws: std::runtime_error naming the path if the file cannot be created, or if any write
+/// fails: what is on disk is then not a complete image.
+void write_tiff(const std::string& path, const char* openMode, const Image_Pages& image);

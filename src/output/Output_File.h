@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// A new file, written through a large buffer that holds its end: many small pieces, and small
+/// corrections of what was written before, become few large writes.
+/// Failures: functions report them by their results; the reason of the first one is kept.
+class Output_File {
+public:
+    /// Creates the file, or empties an existing one. Check `error` before use.
+    /// Throws: std::bad_alloc.
+    explicit Output_File(const std::string& path);
+    Output_File(const Output_File&) = delete;
+    Output_File& operator=(const Output_File&) = delete;
+    ~Output_File();
+
+    /// Moves the position at which the next read or write takes place.
+    void seek(std::uint64_t position_) noexcept { position = position_; }
+    [[nodiscard]] std::uint64_t tell() const noexcept { return position; }
+    [[nodiscard]] std::uint64_t size() const noexcept { return bufferStart + used; }
+
+    /// Both advance the position; false if not all bytes could be moved.
+    bool write(const void* bytes, std::size_t count) noexcept;
+    bool read(void* bytes, std::size_t count) noexcept;
+
+    /// Writes what is still buffered and closes the file; false if that or anything before failed.
+    bool close() noexcept;
+
+    /// The errno value of the first failure; 0 if there was none.
+    [[nodiscard]] int error() const noexcept { return firstError; }
+
+private:
+    [[nodiscard]] bool fits_buffer(std::size_t count) const noexcept;
+    bool flush() noexcept;
+    bool write_at(std::uint64_t start, const std::byte* bytes, std::size_t count) noexcept;
+    bool fail(int errorNumber) noexcept;
+
+    std::unique_ptr<std::byte[]> buffer;
+    int descriptor;
+    int firstError = 0;
+    std::uint64_t position = 0;
+    std::uint64_t bufferStart = 0;  ///< the file offset of the buffer: all before it is written
+    std::size_t used = 0;
+};

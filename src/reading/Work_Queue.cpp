@@ -1,0 +1,130 @@
+#include "reading/Work_Queue.h"
+
+#include "logging.h"
+#include "reading/Trigger_List.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+void log_failure(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& exception) {
+        logging<error>(exception.what());
+    }
+}
+
+std::size_t interval_count(const orven::Event_File_Index& index) {
+    const std::size_t nTriggers = index.extTriggers ? index.extTriggers->nRecords : 0;
+    return nTriggers == 0 ? 0 : nTriggers - 1;
+}
+
+}  // namespace
+
+Work_Queue::Work_Queue(std::vector<std::string> paths_, Parameters::ExtTrigger_Mode mode_,
+                       On_Failure onFailure_)
+    : paths(std::move(paths_)),
+      mode(mode_),
+      onFailure(onFailure_),
+      nWanted(paths.size()),
+      failures(paths.size()) {}
+
+std::optional<Event_Range> Work_Queue::take() {
+    std::unique_lock lock(mutex);
+    while (true) {
+        changed.wait(lock,
+                     [this] { return !opened.empty() || nextPath < nWanted || nOpening == 0; });
+        if (!opened.empty()) {
+            return take_range();
+        }
+        if (nextPath >= nWanted) {
+            return std::nullopt;
+        }
+        open_next(lock);
+    }
+}
+
+void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) {
+    {
+        const std::lock_guard lock(mutex);
+        if (failures[fileIndex] != nullptr) {
+            return;
+        }
+        failures[fileIndex] = failure;
+        if (onFailure == On_Failure::end_run) {
+            nWanted = std::min(nWanted, fileIndex);
+        }
+        std::erase_if(opened, [&](const Event_Range& left) { return !is_wanted(left.fileIndex); });
+    }
+    if (onFailure == On_Failure::log) {
+        log_failure(failure);
+    }
+}
+
+void Work_Queue::rethrow_failure() const {
+    if (onFailure == On_Failure::end_run && nWanted < paths.size()) {
+        std::rethrow_exception(failures[nWanted]);
+    }
+}
+
+bool Work_Queue::is_wanted(std::size_t fileIndex) const {
+    return fileIndex < nWanted && failures[fileIndex] == nullptr;
+}
+
+void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
+    const std::size_t fileIndex = nextPath++;
+    ++nOpening;
+    lock.unlock();
+    std::optional<Event_Range> whole;
+    std::exception_ptr failure;
+    try {
+        whole = open(fileIndex);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    lock.lock();
+    --nOpening;
+    if (whole && is_wanted(fileIndex)) {
+        whole->firstFrame = nIntervals;
+        nIntervals += interval_count(whole->file->index());
+        opened.push_back(std::move(*whole));
+    }
+    changed.notify_all();
+    if (failure != nullptr) {
+        lock.unlock();
+        fail(fileIndex, failure);
+        lock.lock();
+    }
+}
+
+Event_Range Work_Queue::open(std::size_t fileIndex) const {
+    auto file = std::make_shared<const orven::Event_File>(paths[fileIndex]);
+    bool ascending = false;
+    if (mode != Parameters::ignore) {
+        if (!file->index().extTriggers) {
+            throw std::invalid_argument(
+                "External trigger data requested from data set recorded without external trigger "
+                "enabled!");
+        }
+        ascending = triggers_ascend(*file);
+    }
+    const std::size_t nEvents = file->index().events.nRecords;
+    return {fileIndex, std::move(file), 0, nEvents, ascending, 0};
+}
+
+Event_Range Work_Queue::take_range() {
+    const std::size_t most =
+        mode == Parameters::ignore ? events_per_range : std::numeric_limits<std::size_t>::max();
+    Event_Range& left = opened.front();
+    Event_Range range = left;
+    range.end = left.first + std::min(most, left.end - left.first);
+    left.first = range.end;
+    if (left.first == left.end) {
+        opened.pop_front();
+    }
+    return range;
+}

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Event_File.h"
+#include "settings/Parameters.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
+inline constexpr std::size_t events_per_piece = 2048;
+
+/// How many events of a shared file a task takes at a time: long enough for the system to read
+/// ahead, short enough for tasks to end together.
+inline constexpr std::size_t events_per_range = 32 * events_per_piece;
+
+/// What a file that fails does to the run.
+enum class On_Failure {
+    log,     ///< it is logged at level `error` and left
+    end_run  ///< no later file is read, and the caller rethrows
+};
+
+/// Some events of one file, and what a task must know of where they begin.
+struct Event_Range {
+    std::size_t fileIndex;  ///< in the list of files
+    std::shared_ptr<const orven::Event_File> file;
+    std::size_t first;
+    std::size_t end;
+    bool triggersAscend;     ///< of the whole file, in modes that use triggers
+    std::size_t firstFrame;  ///< number of the file's first trigger interval
+};
+
+/// Shares the events of a list of files among tasks. Each file is opened and checked once, in list
+/// order, by the task that needs it next, and stays open while ranges of it are at work.
+/// In mode `ignore` several tasks work on one file; with triggers a file is one range, as where an
+/// event belongs depends on the events before it.
+/// Threads: any number may call `take` and `fail`.
+class Work_Queue {
+public:
+    Work_Queue(std::vector<std::string> paths_, Parameters::ExtTrigger_Mode mode_,
+               On_Failure onFailure_);
+
+    /// The next range; empty when all are taken. Waits while other tasks open files that it could
+    /// help with.
+    /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
+    [[nodiscard]] std::optional<Event_Range> take();
+
+    /// Tells that a range could not be read. Of each file the first failure counts, and what is
+    /// left of it is no longer handed out.
+    /// Throws: std::bad_alloc while logging.
+    void fail(std::size_t fileIndex, const std::exception_ptr& failure);
+
+    /// Throws: with `On_Failure::end_run`, the failure of the first file in the list that has one.
+    void rethrow_failure() const;
+
+private:
+    /// Opens the next file, with the lock released meanwhile.
+    void open_next(std::unique_lock<std::mutex>& lock);
+    /// Throws: what opening and checking the file throws.
+    [[nodiscard]] Event_Range open(std::size_t fileIndex) const;
+    [[nodiscard]] Event_Range take_range();
+    [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
+
+    const std::vector<std::string> paths;
+    const Parameters::ExtTrigger_Mode mode;
+    const On_Failure onFailure;
+
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    std::size_t nextPath = 0;
+    std::size_t nWanted;             ///< files from here on are not opened any more
+    std::size_t nOpening = 0;        ///< files that tasks are opening
+    std::deque<Event_Range> opened;  ///< what is left to take of the open files
+    std::size_t nIntervals = 0;      ///< of all files opened so far
+    std::vector<std::exception_ptr> failures;
+};

@@ -1,0 +1,45 @@
+#include "reading/count_files.h"
+
+#include <algorithm>
+#include <future>
+#include <thread>
+
+std::size_t default_task_count() noexcept {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
+std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<std::string>& files,
+                                     std::size_t nTasks, std::size_t piece_length) {
+    const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
+    std::vector<Counting_Task> tasks;
+    tasks.reserve(nTasks);
+    for (std::size_t i = 0; i < nTasks; ++i) {
+        tasks.emplace_back(job, use, piece_length);
+    }
+    Work_Queue queue(files, job.mode, On_Failure::log);
+    std::vector<std::future<void>> futures;
+    futures.reserve(nTasks);
+    for (Counting_Task& task : tasks) {
+        futures.push_back(std::async(std::launch::async, [&] { task.run(queue); }));
+    }
+    for (std::future<void>& future : futures) {
+        future.wait();
+    }
+    for (std::future<void>& future : futures) {
+        future.get();  // a failure outside of a file would lose events without a word
+    }
+    std::size_t nIntervals = 0;
+    for (Counting_Task& task : tasks) {
+        task.merge();
+        nIntervals += task.get_nIntervals();
+    }
+    return nIntervals;
+}
+
+std::size_t count_files_in_order(const Counting_Job& job, const std::vector<std::string>& files) {
+    Work_Queue queue(files, job.mode, On_Failure::end_run);
+    Counting_Task task(job, Image_Use::alone);
+    task.run(queue);
+    queue.rethrow_failure();
+    return task.get_nIntervals();
+}

@@ -1,0 +1,161 @@
+#include "settings/Parameters.h"
+
+#include "logging.h"
+
+#include <cinttypes>
+#include <stdexcept>
+
+const option Parameters::long_options[] = {
+    {"help", no_argument, nullptr, 'h'},
+    {"license", no_argument, nullptr, 0},
+    {"version", no_argument, nullptr, 0},
+    {"paramsFile", required_argument, nullptr, 'f'},
+    {"inputFiles", required_argument, nullptr, 'i'},
+    {"inputFolder", required_argument, nullptr, 'I'},
+    {"inputListFile", required_argument, nullptr, 0},
+    {"outputFile", required_argument, nullptr, 'o'},
+    {"size_x", required_argument, nullptr, 'x'},
+    {"size_y", required_argument, nullptr, 'y'},
+    {"nPhotons_min", required_argument, nullptr, 'm'},
+    {"nPhotons_max", required_argument, nullptr, 'M'},
+    {"psd_min", required_argument, nullptr, 'p'},
+    {"psd_max", required_argument, nullptr, 'P'},
+    {"time_extTrigger", required_argument, nullptr, 'E'},
+    {"time_res_s", required_argument, nullptr, 't'},
+    {"time_limit", required_argument, nullptr, 'T'},
+    {"fileFormat", required_argument, nullptr, 0},
+    {"parallel", required_argument, nullptr, 0},
+    {"verbose", required_argument, nullptr, 0},
+    {nullptr, 0, nullptr, 0},
+};
+
+namespace {
+
+/// Base by prefix (0x, 0), a sign wraps modulo 2^64, characters after the digits are ignored.
+std::uint64_t read_unsigned(const char* argument, const char* failure) {
+    char* end = nullptr;
+    const std::uint64_t value = strtoumax(argument, &end, 0);
+    if (end == argument) {
+        throw std::invalid_argument(std::string(argument) + failure);
+    }
+    return value;
+}
+
+constexpr const char* not_a_size = " is not a valid size!";
+constexpr const char* not_a_number = " is not a valid number!";
+
+}  // namespace
+
+Parameters::Parameters(int argc, char* const argv[]) {
+    while (true) {
+        int index = -1;
+        const int result =
+            getopt_long(argc, argv, "hf:i:I:o:x:y:m:M:E:t:T:p:P:", long_options, &index);
+        if (result == -1) {
+            break;
+        }
+        apply_option(result, result == 0 ? long_options[index].name : "", argv[0]);
+    }
+    if (optind < argc) {
+        throw std::invalid_argument("excess argument: " + std::string(argv[optind]) + " !");
+    }
+}
+
+void Parameters::apply_option(int shortName, const char* longName, const char* programName) {
+    switch (shortName) {
+        case 0:
+            apply_long_option(longName);
+            break;
+        case 'h':
+            print_help(programName);
+            exit_requested = true;
+            break;
+        case 'f':
+            read_parameterSettings_file(optarg);
+            break;
+        case 'i':
+            add_inputFiles(optarg);
+            break;
+        case 'I':
+            add_inputFolder(optarg);
+            break;
+        case 'o':
+            outputFile = optarg;
+            break;
+        case 'x':
+            size_x = read_unsigned(optarg, not_a_size);
+            size_y = size_x;
+            break;
+        case 'y':
+            size_y = read_unsigned(optarg, not_a_size);
+            break;
+        case 'm':
+            nPhotons_min = read_unsigned(optarg, not_a_number);
+            break;
+        case 'M':
+            nPhotons_max = read_unsigned(optarg, not_a_number);
+            break;
+        case 'E':
+            extTrigger_mode = read_externalTrigger_mode(optarg);
+            break;
+        case 't':
+            time_res_s = std::stod(optarg);
+            break;
+        case 'T':
+            time_max_binNumber = std::stol(optarg);
+            break;
+        case 'p':
+            psd_min = std::stod(optarg);
+            break;
+        case 'P':
+            psd_max = std::stod(optarg);
+            break;
+        default:
+            exit_requested = true;
+            break;
+    }
+}
+
+void Parameters::apply_long_option(std::string_view name) {
+    if (name == "license") {
+        print_license();
+        exit_requested = true;
+    } else if (name == "version") {
+        print_version();
+        exit_requested = true;
+    } else if (name == "fileFormat") {
+        fileFormat = optarg;
+    } else if (name == "inputListFile") {
+        add_inputListFile(optarg);
+    } else if (name == "parallel") {
+        set_parallel(optarg);
+    } else if (name == "verbose") {
+        logLevel = std::stoi(optarg);
+    }
+}
+
+void Parameters::set_parallel(std::string_view argument) {
+    if (argument == "true") {
+        parallel = true;
+    } else if (argument == "false") {
+        parallel = false;
+    } else {
+        logging<error>(R"(argument for "parallel" must be "true" or "false" (is ")" +
+                       std::string(argument) + "\")");
+        exit_requested = true;
+    }
+}
+
+Parameters::ExtTrigger_Mode Parameters::read_externalTrigger_mode(const std::string& text) const {
+    if (text == "reference") {
+        return reference;
+    }
+    if (text == "ignore") {
+        return ignore;
+    }
+    if (text == "frameSync") {
+        return frameSync;
+    }
+    // A name from a settings file is reported by the path of that file, the option's argument.
+    throw std::invalid_argument(std::string(optarg) + " is not a valid trigger handling type!");
+}

@@ -1,0 +1,70 @@
+#include "logging.h"
+#include "settings/Parameters.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+namespace {
+
+/// Whether an entry is a regular file, or cannot be examined: opening it will then say so, where
+/// skipping it would lose its events without a word.
+bool may_be_regular_file(const std::filesystem::directory_entry& entry) {
+    std::error_code no_status;
+    const std::filesystem::file_type type = entry.status(no_status).type();
+    return type == std::filesystem::file_type::regular ||
+           type == std::filesystem::file_type::none || type == std::filesystem::file_type::unknown;
+}
+
+}  // namespace
+
+void Parameters::add_inputFiles(const std::string& list) {
+    std::size_t start = 0;
+    std::size_t end = 0;
+    do {
+        start = list.find_first_not_of(" \t\n\r\f\v", start);
+        end = list.find(',', start);
+        // A missing item at the end of the list is out of range for substr.
+        std::string item = list.substr(start, end - start);
+        if (item.ends_with(extension_eventFiles)) {
+            inputFiles.push_back(std::move(item));
+        } else {
+            logging<warning>("Input file must be a " + std::string(extension_eventFiles) +
+                             " file! Ignoring \"" + item + "\"");
+        }
+        start = end + 1;
+    } while (end != std::string::npos);
+}
+
+void Parameters::add_inputFolder(const std::string& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() == extension_eventFiles && may_be_regular_file(entry)) {
+            inputFiles.push_back(entry.path().string());
+        }
+    }
+}
+
+void Parameters::add_inputListFile(const std::string& path) {
+    const auto soft_error = [this](const std::string& message) {
+        logging<error>(message);
+        exit_requested = true;
+    };
+    std::error_code no_status;
+    const std::filesystem::file_type type = std::filesystem::status(path, no_status).type();
+    if (type == std::filesystem::file_type::not_found) {
+        soft_error("could not find file: " + path);
+        return;
+    }
+    std::ifstream file(path);
+    if (!file || type == std::filesystem::file_type::directory) {
+        soft_error("could not open file: " + path);
+        return;
+    }
+    for (std::string line; std::getline(file, line);) {
+        inputFiles.push_back(line);
+    }
+    if (file.bad()) {
+        soft_error("could not read file: " + path);
+    }
+}
