@@ -19,11 +19,10 @@ namespace orven {
 /// Threads: reading moves nothing, so any number of threads may share one object.
 class Input_File final : public Byte_Source {
 public:
-    /// A pipe is opened without waiting for its other end, and refused since it has no length.
+    /// A pipe has no length and is refused, without waiting for its other end.
     /// Throws: std::invalid_argument that names the file if it cannot be opened, "Read Error!" if
     /// it has no length.
-    explicit Input_File(const std::string& path)
-        : descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+    explicit Input_File(const std::string& path) : descriptor(open_for_reading(path.c_str())) {
         if (descriptor < 0) {
             throw std::invalid_argument("file \"" + path + "\" could not be opened!");
         }
@@ -55,6 +54,14 @@ public:
     }
 
 private:
+    /// Waits for a file that somebody else holds a lease on, as file servers do for their clients,
+    /// but not for the other end of a pipe.
+    static int open_for_reading(const char* path) noexcept {
+        constexpr int flags = O_RDONLY | O_CLOEXEC;
+        const int opened = open(path, flags | O_NONBLOCK);
+        return opened < 0 && errno == EWOULDBLOCK ? open(path, flags) : opened;
+    }
+
     int descriptor;
     std::int64_t length = 0;
 };

@@ -35,7 +35,7 @@ bool Output_File::write(const void* bytes, std::size_t count) noexcept {
     }
     if (fits_buffer(count)) {
         const std::size_t offset = position - bufferStart;
-        if (offset > used) {
+        if (offset > used) {  // a directory may start a little further on, to be aligned
             std::memset(buffer.get() + used, 0, offset - used);
         }
         std::memcpy(buffer.get() + offset, source, count);

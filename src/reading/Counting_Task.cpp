@@ -1,6 +1,5 @@
 #include "reading/Counting_Task.h"
 
-#include "reading/Trigger_List.h"
 #include "reading/Trigger_Walk.h"
 
 #include <algorithm>
@@ -41,7 +40,7 @@ void Counting_Task::add_events(const Event_Range& range) {
 }
 
 void Counting_Task::add_intervals(const Event_Range& range) {
-    Trigger_Walk walk(Trigger_List(*range.file, range.triggersAscend), range.firstFrame);
+    Trigger_Walk walk(*range.file, range.triggersAscend, range.firstFrame);
     for (std::size_t i = range.first; i < range.end && !walk.finished(); i += piece_length) {
         walk.walk(read_piece(range, i), job.filter,
                   [this](std::span<const orven::Photon_Event> events, const Interval& interval) {

@@ -4,23 +4,12 @@
 #include <cassert>
 #include <limits>
 
-namespace {
-
-/// Few enough to stay in a core's cache beside a piece of events.
-constexpr std::size_t triggers_per_window = 2048;
-
-auto make_window() {
-    return std::make_unique_for_overwrite<orven::Event_Time[]>(triggers_per_window);
-}
-
-}  // namespace
-
 bool triggers_ascend(const orven::Event_File& file) {
-    const auto memory = make_window();
+    std::array<orven::Event_Time, triggers_per_window> memory;
     const std::size_t nTriggers = file.index().extTriggers->nRecords;
     orven::Event_Time last(std::numeric_limits<long>::min());
     for (std::size_t i = 0; i < nTriggers; i += triggers_per_window) {
-        const std::span window(memory.get(), std::min(triggers_per_window, nTriggers - i));
+        const std::span window(memory.data(), std::min(triggers_per_window, nTriggers - i));
         file.read_extTriggers(i, window);
         if (window.front() < last || !std::ranges::is_sorted(window)) {
             return false;
@@ -30,15 +19,12 @@ bool triggers_ascend(const orven::Event_File& file) {
     return true;
 }
 
-Trigger_List::Trigger_List(const orven::Event_File& file_, bool ascending_)
-    : file(&file_),
-      ascending(ascending_),
-      nTriggers(file_.index().extTriggers->nRecords),
-      memory(make_window()) {}
+Trigger_List::Trigger_List(const orven::Event_File& file_, bool ascending_) noexcept
+    : file(&file_), ascending(ascending_), nTriggers(file_.index().extTriggers->nRecords) {}
 
 orven::Event_Time Trigger_List::at(std::size_t index) {
     assert(index < nTriggers);
-    if (index < first || index - first >= window.size()) {
+    if (index < first || index - first >= nShown) {
         show(index);
     }
     return window[index - first];
@@ -46,7 +32,7 @@ orven::Event_Time Trigger_List::at(std::size_t index) {
 
 std::size_t Trigger_List::first_after(orven::Event_Time time, std::size_t index) {
     while (index < nTriggers && at(index) <= time) {
-        const auto rest = window.subspan(index - first);
+        const auto rest = std::span(window).first(nShown).subspan(index - first);
         const auto later = std::ranges::find_if(rest, [time](auto each) { return each > time; });
         index += static_cast<std::size_t>(later - rest.begin());
         if (later == rest.end() && ascending) {
@@ -57,10 +43,10 @@ std::size_t Trigger_List::first_after(orven::Event_Time time, std::size_t index)
 }
 
 void Trigger_List::show(std::size_t index) {
-    const std::span next(memory.get(), std::min(triggers_per_window, nTriggers - index));
-    window = {};
+    nShown = 0;  // should reading fail
+    const std::span next(window.data(), std::min(triggers_per_window, nTriggers - index));
     file->read_extTriggers(index, next);
-    window = next;
+    nShown = next.size();
     first = index;
 }
 

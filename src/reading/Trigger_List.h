@@ -3,12 +3,16 @@
 #include "Event.h"
 #include "Event_File.h"
 
+#include <array>
 #include <cstddef>
-#include <memory>
 #include <span>
 
+/// So many triggers are in memory at a time: few enough to stay in a core's cache beside a piece
+/// of events.
+inline constexpr std::size_t triggers_per_window = 2048;
+
 /// Whether the triggers of a file ascend in time, equal ones included. Reads all of them, in one
-/// pass through memory of fixed size.
+/// pass through a window.
 /// Throws: std::invalid_argument "Read Error!".
 [[nodiscard]] bool triggers_ascend(const orven::Event_File& file);
 
@@ -17,8 +21,7 @@
 class Trigger_List {
 public:
     /// The file must hold triggers and outlive this object.
-    /// Throws: std::bad_alloc.
-    Trigger_List(const orven::Event_File& file_, bool ascending_);
+    Trigger_List(const orven::Event_File& file_, bool ascending_) noexcept;
 
     [[nodiscard]] std::size_t size() const noexcept { return nTriggers; }
 
@@ -39,7 +42,7 @@ private:
     const orven::Event_File* file;
     bool ascending;
     std::size_t nTriggers;
-    std::unique_ptr<orven::Event_Time[]> memory;
-    std::size_t first = 0;                  ///< the index of the window's first trigger
-    std::span<orven::Event_Time> window{};  ///< those read from the file
+    std::size_t first = 0;  ///< the index of the window's first trigger
+    std::size_t nShown = 0;
+    std::array<orven::Event_Time, triggers_per_window> window;
 };

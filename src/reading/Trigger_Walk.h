@@ -1,22 +1,23 @@
 #pragma once
 
 #include "Event.h"
+#include "Event_File.h"
 #include "Filters_Events.h"
 #include "binning/Interval.h"
 #include "reading/Trigger_List.h"
 
 #include <cstddef>
 #include <span>
-#include <utility>
 
 /// Walks the trigger intervals of one file along with its events, piece after piece. An event
 /// belongs to the interval that the walk has reached when it comes; the walk never goes back.
 /// Events at or after the last trigger belong to none. Both lists are taken as ascending in time.
 class Trigger_Walk {
 public:
-    /// `firstFrame_` is the number of the file's first interval.
-    Trigger_Walk(Trigger_List&& triggers_, std::size_t firstFrame_)
-        : triggers(std::move(triggers_)), firstFrame(firstFrame_) {}
+    /// `firstFrame_` is the number of the file's first interval. The file must hold triggers and
+    /// outlive this object.
+    Trigger_Walk(const orven::Event_File& file, bool ascending, std::size_t firstFrame_) noexcept
+        : triggers(file, ascending), firstFrame(firstFrame_) {}
 
     /// The number of intervals: none with fewer than two triggers.
     [[nodiscard]] std::size_t nIntervals() const noexcept {
@@ -37,12 +38,10 @@ public:
             if (length > 0) {
                 place(piece.first(length), Interval{triggers.at(current), firstFrame + current});
                 piece = piece.subspan(length);
+            } else if (filter.accepts(piece.front())) {
+                current = triggers.first_after(piece.front().time, current + 1) - 1;
             } else {
-                if (filter.accepts(piece.front())) {
-                    current = triggers.first_after(piece.front().time, current + 1) - 1;
-                } else {
-                    piece = piece.subspan(1);
-                }
+                piece = piece.subspan(1);
             }
         }
     }

@@ -25,9 +25,9 @@ std::size_t interval_count(const orven::Event_File_Index& index) {
 
 }  // namespace
 
-Work_Queue::Work_Queue(std::vector<std::string> paths_, Parameters::ExtTrigger_Mode mode_,
+Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
                        On_Failure onFailure_)
-    : paths(std::move(paths_)),
+    : paths(paths_),
       mode(mode_),
       onFailure(onFailure_),
       nWanted(paths.size()),

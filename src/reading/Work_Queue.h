@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,8 @@ struct Event_Range {
 /// Threads: any number may call `take` and `fail`.
 class Work_Queue {
 public:
-    Work_Queue(std::vector<std::string> paths_, Parameters::ExtTrigger_Mode mode_,
+    /// The paths must outlive this object.
+    Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
                On_Failure onFailure_);
 
     /// The next range; empty when all are taken. Waits while other tasks open files that it could
@@ -67,7 +69,7 @@ private:
     [[nodiscard]] Event_Range take_range();
     [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
 
-    const std::vector<std::string> paths;
+    const std::span<const std::string> paths;
     const Parameters::ExtTrigger_Mode mode;
     const On_Failure onFailure;
 
