@@ -65,9 +65,17 @@ void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) 
     }
 }
 
+void Work_Queue::stop() {
+    const std::lock_guard lock(mutex);
+    nWanted = 0;
+    opened.clear();
+}
+
 void Work_Queue::rethrow_failure() const {
-    if (onFailure == On_Failure::end_run && nWanted < paths.size()) {
-        std::rethrow_exception(failures[nWanted]);
+    for (const std::exception_ptr& failure : failures) {
+        if (failure != nullptr) {
+            std::rethrow_exception(failure);
+        }
     }
 }
 

@@ -58,7 +58,10 @@ public:
     /// Throws: std::bad_alloc while logging.
     void fail(std::size_t fileIndex, const std::exception_ptr& failure);
 
-    /// Throws: with `On_Failure::end_run`, the failure of the first file in the list that has one.
+    /// Hands out nothing any more.
+    void stop();
+
+    /// Throws: the failure of the first file in the list that has one.
     void rethrow_failure() const;
 
 private:

@@ -2,7 +2,40 @@
 
 #include <algorithm>
 #include <future>
+#include <span>
 #include <thread>
+#include <vector>
+
+namespace {
+
+/// What goes wrong outside of a file would lose events without a word: it ends the work of all
+/// tasks, and is thrown when the last one has ended.
+void run_concurrently(std::span<Counting_Task> tasks, Work_Queue& queue) {
+    const auto or_stop = [&queue](const auto& work) {
+        try {
+            work();
+        } catch (...) {
+            queue.stop();
+            throw;
+        }
+    };
+    std::vector<std::future<void>> futures;
+    futures.reserve(tasks.size());
+    or_stop([&] {
+        for (Counting_Task& task : tasks) {
+            futures.push_back(
+                std::async(std::launch::async, [&] { or_stop([&] { task.run(queue); }); }));
+        }
+    });
+    for (std::future<void>& future : futures) {
+        future.wait();
+    }
+    for (std::future<void>& future : futures) {
+        future.get();
+    }
+}
+
+}  // namespace
 
 std::size_t default_task_count() noexcept {
     return std::max(1U, std::thread::hardware_concurrency());
@@ -17,17 +50,7 @@ std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<
         tasks.emplace_back(job, use, piece_length);
     }
     Work_Queue queue(files, job.mode, On_Failure::log);
-    std::vector<std::future<void>> futures;
-    futures.reserve(nTasks);
-    for (Counting_Task& task : tasks) {
-        futures.push_back(std::async(std::launch::async, [&] { task.run(queue); }));
-    }
-    for (std::future<void>& future : futures) {
-        future.wait();
-    }
-    for (std::future<void>& future : futures) {
-        future.get();  // a failure outside of a file would lose events without a word
-    }
+    run_concurrently(tasks, queue);
     std::size_t nIntervals = 0;
     for (Counting_Task& task : tasks) {
         task.merge();
