@@ -13,6 +13,7 @@ extern int logLevel;
 
 /// Writes one line: label, local time, message. The line is put together first and written with
 /// one insertion, so lines of different threads do not tear.
+/// Throws: std::bad_alloc.
 template <LogLevel level>
 void logging(const std::string& message);
 

@@ -1,4 +1,5 @@
 #include "binning/Binning_Events.h"
+#include "output/Image_Writer.h"
 #include "run_steps.h"
 #include "settings/Parameters.h"
 

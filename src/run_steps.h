@@ -1,16 +1,17 @@
 #pragma once
 
 #include "Filters_Events.h"
+#include "binning/Binning_Events_Base.h"
 #include "output/Image_Writer.h"
 #include "reading/add_files.h"
 #include "settings/Parameters.h"
 
 #include <cstddef>
 
-// The steps of a run, in their order.
-
 /// The filter that these settings ask for.
 [[nodiscard]] orven::Photon_Filter event_filter(const Parameters& parameters);
+
+// The steps of a run, in their order.
 
 /// Logs a warning if the output format cannot hold the image, so that nobody waits for a run in
 /// vain.

@@ -1,10 +1,18 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <stdexcept>
+#include <type_traits>
 
 namespace orven {
+
+/// Throws: std::invalid_argument "Read Error!".
+[[noreturn]] inline void fail_to_read() {
+    throw std::invalid_argument("Read Error!");
+}
 
 /// The bytes of a file, read at any position.
 class Byte_Source {
@@ -18,6 +26,8 @@ public:
     /// Throws: as `read_bytes`.
     template <class Record>
     void read_records(std::int64_t position, std::span<Record> records) const {
+        static_assert(std::is_trivially_copyable_v<Record>);
+        static_assert(std::endian::native == std::endian::little, "as all numbers of a file");
         read_bytes(position, std::as_writable_bytes(records));
     }
 

@@ -2,7 +2,6 @@
 
 #include "Units.h"
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -35,7 +34,6 @@ using Event_Time = Time<long, 1.5625e-9>;
 using Photon_Event = Event<Event_Length, Event_Time, PSD_Parameter_SumTimeDistToFirst>;
 
 // Records are read from the file straight into memory.
-static_assert(std::endian::native == std::endian::little);
 static_assert(std::is_trivially_copyable_v<Photon_Event>);
 static_assert(std::is_trivially_copyable_v<Event_Time> && sizeof(Event_Time) == 8);
 static_assert(sizeof(Photon_Event) == 32);

@@ -19,10 +19,8 @@ public:
     /// Throws: as `Input_File` and `Event_File_Format` do.
     explicit Event_File(const std::string& path) : file(path), content(index_of(file)) {}
 
+    /// What its blocks were found to be.
     [[nodiscard]] const Event_File_Index& index() const noexcept { return content; }
-
-    /// Its number of bytes when it was opened.
-    [[nodiscard]] std::int64_t size() const noexcept { return file.size(); }
 
     /// Reads the events from index `first` on, as many as `events` holds; all must exist.
     /// Throws: std::invalid_argument "Read Error!".
@@ -30,7 +28,8 @@ public:
         file.read_records(position_in(content.events, first, sizeof(Photon_Event)), events);
     }
 
-    /// Reads the triggers from index `first` on, as many as `triggers` holds; all must exist.
+    /// Reads the triggers from index `first` on, as many as `triggers` holds; the file must have a
+    /// trigger block, and all must exist.
     /// Throws: std::invalid_argument "Read Error!".
     void read_extTriggers(std::size_t first, std::span<Event_Time> triggers) const {
         file.read_records(position_in(*content.extTriggers, first, sizeof(Event_Time)), triggers);

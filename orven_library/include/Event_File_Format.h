@@ -44,6 +44,12 @@ struct Event_File_Index {
     Record_Block events;
     /// Empty if the file holds no trigger block: it was recorded without trigger input.
     std::optional<Record_Block> extTriggers;
+
+    /// The number of trigger intervals: none with fewer than two triggers.
+    [[nodiscard]] std::size_t nIntervals() const noexcept {
+        const std::size_t nTriggers = extTriggers ? extTriggers->nRecords : 0;
+        return nTriggers == 0 ? 0 : nTriggers - 1;
+    }
 };
 
 /// The format of ORVEN files, and the walk over the blocks of one. Nobody else knows the layout.
@@ -77,9 +83,6 @@ public:
     /// Walks through `bytes` from `position` to `fileEnd`. `bytes` must outlive this object.
     Event_File_Format(const Byte_Source& bytes_, std::int64_t position_, std::int64_t fileEnd_)
         : bytes(&bytes_), next(position_), fileEnd(fileEnd_) {}
-
-    /// Where the walk stands.
-    [[nodiscard]] std::int64_t position() const noexcept { return next; }
 
     /// Reads a block header and goes on to its payload. A size close to 2^63 or above wraps in the
     /// signed sum and passes: what a payload may hold is for its reader to check.

@@ -53,6 +53,8 @@ private:
 
 /// The reader of whole event files.
 using Photon_FileHandler =
-    FileHandler_Events<Event_Length, Event_Time, PSD_Parameter_SumTimeDistToFirst, 4, 8, 3>;
+    FileHandler_Events<Event_Length, Event_Time, PSD_Parameter_SumTimeDistToFirst,
+                       sizeof(Event_Length), sizeof(Event_Time),
+                       Event_File_Format::event_file_type>;
 
 }  // namespace orven

@@ -25,7 +25,7 @@ public:
         stream->read(reinterpret_cast<char*>(bytes.data()),  // NOLINT: bytes are bytes
                      static_cast<std::streamsize>(bytes.size()));
         if (stream->fail()) {
-            throw std::invalid_argument("Read Error!");
+            fail_to_read();
         }
     }
 
@@ -39,7 +39,7 @@ private:
 inline std::int64_t position_of(std::ifstream& stream) {
     const std::int64_t position = stream.tellg();
     if (position == -1) {
-        throw std::invalid_argument("Read Error!");
+        fail_to_read();
     }
     return position;
 }
@@ -66,7 +66,7 @@ public:
         std::error_code no_status;
         if (std::filesystem::is_fifo(fileName, no_status)) {
             // A pipe has no length and no positions, and opening one may wait for ever.
-            throw std::invalid_argument("Read Error!");
+            fail_to_read();
         }
         std::ifstream stream(fileName, std::ios::binary);
         if (!stream) {

@@ -60,7 +60,7 @@ struct Filters_Events {
     template <class Cores>
     class Independent;
 
-    /// Keeps an event only if every core accepts it; the cores are asked in order.
+    /// Keeps an event only if every core accepts it; all are asked.
     template <class... Cores>
     class Independent<std::tuple<Cores...>> final : public Base {
     public:

@@ -29,7 +29,7 @@ public:
         length = lseek(descriptor, 0, SEEK_END);
         if (length < 0) {
             close(descriptor);
-            throw std::invalid_argument("Read Error!");
+            fail_to_read();
         }
     }
     Input_File(const Input_File&) = delete;
@@ -46,7 +46,7 @@ public:
                 continue;
             }
             if (got <= 0) {
-                throw std::invalid_argument("Read Error!");
+                fail_to_read();
             }
             position += got;
             bytes = bytes.subspan(static_cast<std::size_t>(got));

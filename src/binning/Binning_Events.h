@@ -64,6 +64,8 @@ public:
           image({static_cast<std::size_t>(parameters.time_max_binNumber.value()), parameters.size_y,
                  parameters.size_x}) {
         assert(parameters.time_res_s.has_value());
+        // Not reached, as `value` has thrown before: the place for a number worked out from the
+        // data.
         if (!parameters.time_max_binNumber.has_value()) {
             throw "Automatic determination of number of bins not yet implemented!";  // NOLINT
         }

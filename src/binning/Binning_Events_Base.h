@@ -33,6 +33,7 @@ public:
     /// Throws: std::bad_alloc; concurrent: std::system_error if a thread cannot be started; not
     /// concurrent: what reading a file throws, and std::invalid_argument for a file without
     /// trigger data where the mode needs it.
+    /// Threads: nothing else may count into this object meanwhile.
     template <class Filter, bool concurrent>
     void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter);
 

@@ -1,6 +1,7 @@
 #include "counting/Cell_Counter.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 

@@ -9,6 +9,7 @@
 /// available: an image that cannot be backed must fail here, not when its last page is counted in.
 [[nodiscard]] void* allocate_zeroed_pages(std::size_t bytes);
 
+/// Gives memory from `allocate_zeroed_pages` back.
 void free_pages(void* pages, std::size_t bytes) noexcept;
 
 /// Allocator for counting images: cells are zero because their fresh pages are, so creating an

@@ -3,6 +3,7 @@
 #include "reading/Trigger_Walk.h"
 
 #include <algorithm>
+#include <cassert>
 #include <exception>
 #include <optional>
 
@@ -11,7 +12,9 @@ Counting_Task::Counting_Task(const Counting_Job& job_, Image_Use use, std::size_
       counter(job_.cells, use),
       piece_length(piece_length_),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(piece_length_)),
-      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {}
+      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {
+    assert(piece_length > 0);
+}
 
 void Counting_Task::run(Work_Queue& queue) {
     while (const std::optional<Event_Range> range = queue.take()) {

@@ -2,6 +2,7 @@
 
 #include "Event.h"
 #include "Filters_Events.h"
+#include "binning/Interval.h"
 #include "binning/Placement.h"
 #include "counting/Cell_Counter.h"
 #include "counting/Counting_Image.h"
@@ -12,9 +13,13 @@
 #include <memory>
 #include <span>
 
+/// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
+inline constexpr std::size_t events_per_piece = 2048;
+
 /// What a run counts, and where: the same for all of its tasks.
 struct Counting_Job {
     Parameters::ExtTrigger_Mode mode;
+    std::size_t firstFrame;  ///< number of the first trigger interval
     Placement placement;
     orven::Photon_Filter filter;
     std::span<Counter> cells;  ///< of the image, in storage order
@@ -26,7 +31,7 @@ struct Counting_Job {
 /// Threads: one object per task.
 class Counting_Task {
 public:
-    /// `piece_length_` is from 1 to `events_per_piece`; images do not depend on it.
+    /// `piece_length_` is at least 1; images do not depend on it.
     /// Throws: std::bad_alloc.
     Counting_Task(const Counting_Job& job_, Image_Use use,
                   std::size_t piece_length_ = events_per_piece);

@@ -18,19 +18,15 @@ void log_failure(const std::exception_ptr& failure) {
     }
 }
 
-std::size_t interval_count(const orven::Event_File_Index& index) {
-    const std::size_t nTriggers = index.extTriggers ? index.extTriggers->nRecords : 0;
-    return nTriggers == 0 ? 0 : nTriggers - 1;
-}
-
 }  // namespace
 
 Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-                       On_Failure onFailure_)
+                       On_Failure onFailure_, std::size_t firstFrame)
     : paths(paths_),
       mode(mode_),
       onFailure(onFailure_),
       nWanted(paths.size()),
+      nextFrame(firstFrame),
       failures(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
@@ -49,18 +45,10 @@ std::optional<Event_Range> Work_Queue::take() {
 }
 
 void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) {
-    {
-        const std::lock_guard lock(mutex);
-        if (failures[fileIndex] != nullptr) {
-            return;
-        }
-        failures[fileIndex] = failure;
-        if (onFailure == On_Failure::end_run) {
-            nWanted = std::min(nWanted, fileIndex);
-        }
-        std::erase_if(opened, [&](const Event_Range& left) { return !is_wanted(left.fileIndex); });
-    }
-    if (onFailure == On_Failure::log) {
+    std::unique_lock lock(mutex);
+    const bool isFirst = note_failure(fileIndex, failure);
+    lock.unlock();
+    if (isFirst && onFailure == On_Failure::log) {
         log_failure(failure);
     }
 }
@@ -69,6 +57,7 @@ void Work_Queue::stop() {
     const std::lock_guard lock(mutex);
     nWanted = 0;
     opened.clear();
+    changed.notify_all();
 }
 
 void Work_Queue::rethrow_failure() const {
@@ -83,29 +72,42 @@ bool Work_Queue::is_wanted(std::size_t fileIndex) const {
     return fileIndex < nWanted && failures[fileIndex] == nullptr;
 }
 
+bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& failure) {
+    if (failures[fileIndex] != nullptr) {
+        return false;
+    }
+    failures[fileIndex] = failure;
+    if (onFailure == On_Failure::end_run) {
+        nWanted = std::min(nWanted, fileIndex);
+    }
+    std::erase_if(opened, [&](const Event_Range& left) { return !is_wanted(left.fileIndex); });
+    return true;
+}
+
 void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
     const std::size_t fileIndex = nextPath++;
     ++nOpening;
     lock.unlock();
-    std::optional<Event_Range> whole;
-    std::exception_ptr failure;
-    try {
-        whole = open(fileIndex);
-    } catch (...) {
-        failure = std::current_exception();
-    }
+    Opened file = try_open(fileIndex);
     lock.lock();
     --nOpening;
-    if (whole && is_wanted(fileIndex)) {
-        whole->firstFrame = nIntervals;
-        nIntervals += interval_count(whole->file->index());
-        opened.push_back(std::move(*whole));
-    }
     changed.notify_all();
-    if (failure != nullptr) {
+    if (file.failure != nullptr) {
         lock.unlock();
-        fail(fileIndex, failure);
+        fail(fileIndex, file.failure);
         lock.lock();
+    } else if (is_wanted(fileIndex)) {
+        file.whole.firstFrame = nextFrame;
+        nextFrame += file.whole.file->index().nIntervals();
+        opened.push_back(std::move(file.whole));
+    }
+}
+
+auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
+    try {
+        return {open(fileIndex), nullptr};
+    } catch (...) {
+        return {{}, std::current_exception()};
     }
 }
 

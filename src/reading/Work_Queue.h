@@ -14,12 +14,9 @@
 #include <string>
 #include <vector>
 
-/// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
-inline constexpr std::size_t events_per_piece = 2048;
-
 /// How many events of a shared file a task takes at a time: long enough for the system to read
 /// ahead, short enough for tasks to end together.
-inline constexpr std::size_t events_per_range = 32 * events_per_piece;
+inline constexpr std::size_t events_per_range = 65536;
 
 /// What a file that fails does to the run.
 enum class On_Failure {
@@ -34,22 +31,22 @@ struct Event_Range {
     std::size_t first;
     std::size_t end;
     bool triggersAscend;     ///< of the whole file, in modes that use triggers
-    std::size_t firstFrame;  ///< number of the file's first trigger interval
+    std::size_t firstFrame;  ///< number of the file's first trigger interval, if one task reads all
 };
 
 /// Shares the events of a list of files among tasks. Each file is opened and checked once, in list
 /// order, by the task that needs it next, and stays open while ranges of it are at work.
 /// In mode `ignore` several tasks work on one file; with triggers a file is one range, as where an
 /// event belongs depends on the events before it.
-/// Threads: any number may call `take` and `fail`.
+/// Threads: any number may call `take`, `fail` and `stop`.
 class Work_Queue {
 public:
-    /// The paths must outlive this object.
+    /// The paths must outlive this object. `firstFrame` is the number of the first trigger
+    /// interval.
     Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-               On_Failure onFailure_);
+               On_Failure onFailure_, std::size_t firstFrame);
 
-    /// The next range; empty when all are taken. Waits while other tasks open files that it could
-    /// help with.
+    /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
     [[nodiscard]] std::optional<Event_Range> take();
 
@@ -65,23 +62,32 @@ public:
     void rethrow_failure() const;
 
 private:
+    /// An open file as one range, or why there is none.
+    struct Opened {
+        Event_Range whole;
+        std::exception_ptr failure;
+    };
+
     /// Opens the next file, with the lock released meanwhile.
     void open_next(std::unique_lock<std::mutex>& lock);
+    [[nodiscard]] Opened try_open(std::size_t fileIndex) const noexcept;
     /// Throws: what opening and checking the file throws.
     [[nodiscard]] Event_Range open(std::size_t fileIndex) const;
     [[nodiscard]] Event_Range take_range();
     [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
+    /// Tells whether this is the file's first failure.
+    [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
 
     const std::span<const std::string> paths;
     const Parameters::ExtTrigger_Mode mode;
     const On_Failure onFailure;
 
-    mutable std::mutex mutex;
+    std::mutex mutex;
     std::condition_variable changed;
     std::size_t nextPath = 0;
     std::size_t nWanted;             ///< files from here on are not opened any more
     std::size_t nOpening = 0;        ///< files that tasks are opening
     std::deque<Event_Range> opened;  ///< what is left to take of the open files
-    std::size_t nIntervals = 0;      ///< of all files opened so far
+    std::size_t nextFrame;           ///< the first number that no open file has
     std::vector<std::exception_ptr> failures;
 };

@@ -1,5 +1,7 @@
 #include "reading/count_files.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <future>
 #include <span>
@@ -38,7 +40,12 @@ void run_concurrently(std::span<Counting_Task> tasks, Work_Queue& queue) {
 }  // namespace
 
 std::size_t default_task_count() noexcept {
-    return std::max(1U, std::thread::hardware_concurrency());
+    // A task may need two descriptors: for the file that it reads, and for one that it opens.
+    constexpr rlim_t others = 8;
+    rlimit descriptors{};
+    getrlimit(RLIMIT_NOFILE, &descriptors);
+    const rlim_t most = descriptors.rlim_cur < others ? 0 : (descriptors.rlim_cur - others) / 2;
+    return std::clamp<rlim_t>(std::thread::hardware_concurrency(), 1, std::max<rlim_t>(most, 1));
 }
 
 std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<std::string>& files,
@@ -49,7 +56,7 @@ std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<
     for (std::size_t i = 0; i < nTasks; ++i) {
         tasks.emplace_back(job, use, piece_length);
     }
-    Work_Queue queue(files, job.mode, On_Failure::log);
+    Work_Queue queue(files, job.mode, On_Failure::log, job.firstFrame);
     run_concurrently(tasks, queue);
     std::size_t nIntervals = 0;
     for (Counting_Task& task : tasks) {
@@ -60,7 +67,7 @@ std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<
 }
 
 std::size_t count_files_in_order(const Counting_Job& job, const std::vector<std::string>& files) {
-    Work_Queue queue(files, job.mode, On_Failure::end_run);
+    Work_Queue queue(files, job.mode, On_Failure::end_run, job.firstFrame);
     Counting_Task task(job, Image_Use::alone);
     task.run(queue);
     queue.rethrow_failure();

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-/// The number of tasks of a concurrent run: one per hardware thread.
+/// The number of tasks of a concurrent run: one per hardware thread, fewer if the process may not
+/// open enough files for them.
 [[nodiscard]] std::size_t default_task_count() noexcept;
 
 /// Counts all files with this many concurrent tasks. A file that fails is logged and left.

@@ -1,10 +1,12 @@
 #include "logging.h"
 #include "settings/Parameters.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace {
 

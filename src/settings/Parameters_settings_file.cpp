@@ -7,10 +7,14 @@
 
 #include <cmath>
 #include <concepts>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <new>
+#include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
