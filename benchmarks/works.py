@@ -8,11 +8,10 @@ from typing import Iterator, NamedTuple, Optional
 
 import numpy
 
+from rivals.numpy_rivals import BLOCK, START_BYTES, read_events
+
 SOURCE = pathlib.Path(__file__).resolve().parent
 TICK = 1.5625e-9
-EVENT = numpy.dtype(
-    [("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<u8"), ("psd", "<f8")]
-)
 
 # Both filters on: bounds that hold most of the simulated signal and little of the background.
 FILTERS = ["-m", "6", "-M", "30", "-p", "0.4", "-P", "0.9"]
@@ -153,14 +152,13 @@ def make_relative(files, folder, period_ticks):
     folder.mkdir()
     made = []
     for path in files:
-        words = numpy.fromfile(path, "<u8", 8)
-        assert words[6:7].tobytes() == b"extTrigs"
-        events = numpy.fromfile(path, EVENT, offset=64 + int(words[7]) + 16)
+        events = read_events(path)
         events["time"] %= period_ticks
-        words[1] = 48 + events.nbytes
-        words[6:8] = int.from_bytes(b"events", "little"), events.nbytes
+        block = numpy.array((b"events", events.nbytes), BLOCK)
+        start = numpy.fromfile(path, BLOCK, START_BYTES // BLOCK.itemsize)
+        start["size"][0] = start[1:].nbytes + block.nbytes + events.nbytes
         made.append(folder / path.name)
-        made[-1].write_bytes(words.tobytes() + events.tobytes())
+        made[-1].write_bytes(start.tobytes() + block.tobytes() + events.tobytes())
     return made
 
 

@@ -1,5 +1,7 @@
 #include "Sample.h"
 
+#include "write_event_file.h"
+
 #include <getopt.h>
 
 #include <algorithm>
@@ -38,4 +40,22 @@ Parameters parameters_from(std::vector<std::string> arguments) {
     argv.push_back(nullptr);
     optind = 0;  // makes getopt start anew
     return {static_cast<int>(arguments.size()), argv.data()};
+}
+
+namespace {
+
+/// Hands out the records one after another.
+template <class Record>
+Record_Source<Record> source_of(std::span<const Record> records) {
+    return {records.size(), [records](std::span<Record> piece) mutable {
+                std::ranges::copy(records.first(piece.size()), piece.begin());
+                records = records.subspan(piece.size());
+            }};
+}
+
+}  // namespace
+
+Sample_File::Sample_File(std::span<const orven::Event_Time> triggers)
+    : Temporary_File("kernels.orvenevent") {
+    write_event_file(path, source_of(triggers), source_of(std::span(sample_events())));
 }

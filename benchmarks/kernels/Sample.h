@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Cell_Counter.h"
 #include "Event.h"
 #include "Filters_Events.h"
-#include "Parameters.h"
+#include "reading/Work_Queue.h"
+#include "settings/Parameters.h"
 
 #include <benchmark/benchmark.h>
 
@@ -48,4 +48,9 @@ struct Temporary_File {
     ~Temporary_File() { std::filesystem::remove(path); }
 
     const std::string path;
+};
+
+/// An event file with the sample events.
+struct Sample_File : Temporary_File {
+    explicit Sample_File(std::span<const orven::Event_Time> triggers = {});
 };

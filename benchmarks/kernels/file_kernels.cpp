@@ -1,10 +1,11 @@
 // Reading recordings and writing images. Files lie in the folder for temporary files (TMPDIR).
 
-#include "FileHandler_Events.h"
-#include "Image_Writer.h"
+#include "Event_File.h"
 #include "Row_By_Row.h"
 #include "Sample.h"
 #include "Work.h"
+#include "counting/Counting_Image.h"
+#include "output/Image_Writer.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,47 +15,25 @@
 
 namespace {
 
-std::string header(const char* name, std::size_t size) {
-    std::string bytes(16, '\0');
-    std::memcpy(bytes.data(), name, std::strlen(name));
-    std::memcpy(bytes.data() + 8, &size, 8);
-    return bytes;
-}
-
-void write_recording(const std::string& path) {
-    const auto events = std::as_bytes(std::span(sample_events()));
-    const std::uint64_t version_and_type[2]{0, 3};
-    std::ofstream(path, std::ios::binary)
-        << header("ORVEN", 48 + events.size()) << header("build", 16)
-        << std::string_view(reinterpret_cast<const char*>(version_and_type), 16)
-        << header("events", events.size())
-        << std::string_view(reinterpret_cast<const char*>(events.data()), events.size());
-}
-
-bool same_bytes(const void* a, const void* b, std::size_t size) {
-    return std::memcmp(a, b, size) == 0;
-}
-
 /// All events of a file, opened anew each time, in pieces of one memory.
 void read_pieces(benchmark::State& state) {
-    const Temporary_File file("kernels.orvenevent");
-    write_recording(file.path);
-    const auto piece = std::make_unique<std::array<Photon_Event, events_per_piece>>();
+    const Sample_File sample;
+    std::vector<Photon_Event> piece(events_per_piece);
     const auto read = [&](const auto& use) {
-        auto checked = orven::Photon_FileHandler::open_file(file.path);
-        orven::Photon_FileHandler::Stream stream(checked.stream, checked.fileEnd);
-        for (std::size_t i = 0; i < stream.nEvents(); i += events_per_piece) {
-            stream.read_events(i, *piece);
+        const orven::Event_File file(sample.path);
+        for (std::size_t i = 0; i < file.index().events.nRecords; i += events_per_piece) {
+            file.read_events(i, piece);
             use(i);
         }
     };
     read([&](std::size_t first) {
-        if (!same_bytes(piece->data(), &sample_events()[first], sizeof(*piece))) {
+        if (std::memcmp(piece.data(), &sample_events()[first],
+                        events_per_piece * sizeof(Photon_Event)) != 0) {
             state.SkipWithError("wrong events");
         }
     });
     for (auto _ : state) {
-        read([&](std::size_t) { benchmark::DoNotOptimize(piece->data()); });
+        read([&](std::size_t) { benchmark::DoNotOptimize(piece.data()); });
     }
     report(state, nSample_events, nSample_events * sizeof(Photon_Event));
 }
@@ -62,10 +41,9 @@ BENCHMARK(read_pieces);
 
 /// The limit of the above.
 void read_alone(benchmark::State& state) {
-    const Temporary_File file("kernels.orvenevent");
-    write_recording(file.path);
+    const Sample_File sample;
     Work work;
-    work.files = {file.path};
+    work.files = {sample.path};
     for (auto _ : state) {
         read_all(work);
     }
@@ -96,7 +74,7 @@ void row_by_row(const std::string& path, const Counting_Image<3>& image) {
 }
 
 void tiff(const std::string& path, const Counting_Image<3>& image) {
-    write_tiff(path, "w4", image);
+    write_tiff(path, "w4", pages_of(image));
 }
 
 void raw(const std::string& path, const Counting_Image<3>& image) {

@@ -1,88 +1,18 @@
 #include "Work.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "Event_File.h"
+#include "Input_File.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
-#include <stdexcept>
-#include <string_view>
 #include <thread>
 
 namespace {
-
-class File_Descriptor {
-public:
-    File_Descriptor(const std::string& path, int flags)
-        : descriptor(open(path.c_str(), flags, 0666)) {
-        if (descriptor < 0) {
-            throw std::runtime_error("cannot open " + path);
-        }
-    }
-    File_Descriptor(const File_Descriptor&) = delete;
-    File_Descriptor& operator=(const File_Descriptor&) = delete;
-    ~File_Descriptor() { close(descriptor); }
-
-    /// The number of bytes read: fewer than wanted only at the end of the file.
-    std::size_t read_at(std::size_t position, void* bytes, std::size_t count) const {
-        std::size_t done = 0;
-        while (done < count) {
-            const ssize_t got = pread(descriptor, static_cast<char*>(bytes) + done, count - done,
-                                      static_cast<off_t>(position + done));
-            if (got < 0) {
-                throw std::runtime_error("cannot read");
-            }
-            if (got == 0) {
-                break;
-            }
-            done += static_cast<std::size_t>(got);
-        }
-        return done;
-    }
-
-    void write(const char* bytes, std::size_t count) const {
-        while (count > 0) {
-            const ssize_t done = ::write(descriptor, bytes, count);
-            if (done <= 0) {
-                throw std::runtime_error("cannot write");
-            }
-            bytes += done;
-            count -= static_cast<std::size_t>(done);
-        }
-    }
-
-private:
-    int descriptor;
-};
-
-/// Where the events of a file lie: its last block of that name.
-struct Event_Block {
-    std::size_t position = 0;
-    std::size_t nEvents = 0;
-};
-
-Event_Block find_events(const File_Descriptor& file) {
-    struct Header {
-        std::array<char, 8> name;
-        std::uint64_t size;
-    } header{};
-    Event_Block found;
-    constexpr std::size_t first_block = 48;
-    for (std::size_t position = first_block;
-         file.read_at(position, &header, sizeof header) == sizeof header;
-         position += sizeof header + header.size) {
-        if (std::string_view(header.name.data(), header.name.size()) ==
-            std::string_view("events\0\0", 8)) {
-            found = {position + sizeof header, header.size / sizeof(Record)};
-        }
-    }
-    return found;
-}
 
 constexpr std::size_t range_bytes = std::size_t{2} << 20;
 
@@ -95,36 +25,37 @@ struct Range {
 std::vector<Range> all_ranges(const std::vector<std::string>& files) {
     std::vector<Range> ranges;
     for (std::size_t i = 0; i < files.size(); ++i) {
-        struct stat status {};
-        if (stat(files[i].c_str(), &status) != 0) {
-            throw std::runtime_error("cannot find " + files[i]);
-        }
-        for (std::size_t first = 0; first < static_cast<std::size_t>(status.st_size);
-             first += range_bytes) {
+        const std::size_t size = std::filesystem::file_size(files[i]);
+        for (std::size_t first = 0; first < size; first += range_bytes) {
             ranges.push_back({i, first});
         }
     }
     return ranges;
 }
 
-/// Calls `body(thread, file, opened, first)` for each range; `opened` is true when the thread has
-/// just opened the file.
-template <class Body>
+/// Calls `body(thread, file, first)` for each range; each thread opens a file for itself.
+template <class File, class Body>
 void for_each_range(const Work& work, const Body& body) {
     const std::vector<Range> ranges = all_ranges(work.files);
     std::atomic<std::size_t> next{0};
     run_threads(work.threads, [&](std::size_t thread) {
-        std::unique_ptr<File_Descriptor> file;
+        std::unique_ptr<File> file;
         std::size_t current = work.files.size();
         for (std::size_t i = next++; i < ranges.size(); i = next++) {
-            const bool opened = ranges[i].file != current;
-            if (opened) {
+            if (ranges[i].file != current) {
                 current = ranges[i].file;
-                file = std::make_unique<File_Descriptor>(work.files[current], O_RDONLY);
+                file = std::make_unique<File>(work.files[current]);
             }
-            body(thread, *file, opened, ranges[i].first);
+            body(thread, *file, ranges[i].first);
         }
     });
+}
+
+std::ofstream open_for_writing(const std::string& path) {
+    std::ofstream file;
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.open(path, std::ios::binary);
+    return file;
 }
 
 }  // namespace
@@ -156,7 +87,8 @@ Work::Work(int argc, char** argv) {
 }
 
 std::int32_t Work::pixel_width() const {
-    return static_cast<std::int32_t>(std::lround(256.0 * 65536.0 / static_cast<double>(size)));
+    constexpr double detector = 256.0 * orven::Event_Length::units_per_pixel;
+    return static_cast<std::int32_t>(std::lround(detector / static_cast<double>(size)));
 }
 
 void run_threads(std::size_t threads, const std::function<void(std::size_t)>& body) {
@@ -168,53 +100,49 @@ void run_threads(std::size_t threads, const std::function<void(std::size_t)>& bo
 }
 
 void for_each_piece(const Work& work,
-                    const std::function<void(std::size_t, std::span<const Record>)>& body) {
-    struct Thread_Memory {
-        Event_Block block;
-        std::vector<Record> piece = std::vector<Record>(piece_events);
-    };
-    std::vector<Thread_Memory> memory(work.threads);
-    for_each_range(work, [&](std::size_t thread, const File_Descriptor& file, bool opened,
-                             std::size_t first_byte) {
-        auto& [block, piece] = memory[thread];
-        if (opened) {
-            block = find_events(file);
-        }
-        constexpr std::size_t range_events = range_bytes / sizeof(Record);
-        const std::size_t first = first_byte / sizeof(Record);
-        const std::size_t end = std::min(first + range_events, block.nEvents);
-        for (std::size_t i = first; i < end; i += piece_events) {
-            const std::span records(piece.data(), std::min(piece_events, end - i));
-            const std::size_t position = block.position + i * sizeof(Record);
-            if (file.read_at(position, records.data(), records.size_bytes()) !=
-                records.size_bytes()) {
-                throw std::runtime_error("file ends early");
+                    const std::function<void(std::size_t, std::span<const Photon_Event>)>& body) {
+    std::vector<std::vector<Photon_Event>> pieces(work.threads,
+                                                  std::vector<Photon_Event>(piece_events));
+    for_each_range<orven::Event_File>(
+        work, [&](std::size_t thread, const orven::Event_File& file, std::size_t first_byte) {
+            const std::size_t first = first_byte / sizeof(Photon_Event);
+            const std::size_t end =
+                std::min(first + range_bytes / sizeof(Photon_Event), file.index().events.nRecords);
+            for (std::size_t i = first; i < end; i += piece_events) {
+                const std::span piece(pieces[thread].data(), std::min(piece_events, end - i));
+                file.read_events(i, piece);
+                body(thread, piece);
             }
-            body(thread, records);
-        }
-    });
+        });
 }
 
 void read_all(const Work& work) {
     constexpr std::size_t piece_bytes = std::size_t{256} << 10;
-    std::vector<std::vector<char>> pieces(work.threads, std::vector<char>(piece_bytes));
-    for_each_range(work, [&](std::size_t thread, const File_Descriptor& file, bool /*opened*/,
-                             std::size_t first) {
-        for (std::size_t done = 0; done < range_bytes; done += piece_bytes) {
-            file.read_at(first + done, pieces[thread].data(), piece_bytes);
-        }
-    });
+    std::vector<std::vector<std::byte>> pieces(work.threads, std::vector<std::byte>(piece_bytes));
+    for_each_range<orven::Input_File>(
+        work, [&](std::size_t thread, const orven::Input_File& file, std::size_t first) {
+            const std::size_t end =
+                std::min(first + range_bytes, static_cast<std::size_t>(file.size()));
+            for (std::size_t i = first; i < end; i += piece_bytes) {
+                file.read_bytes(static_cast<std::int64_t>(i),
+                                std::span(pieces[thread].data(), std::min(piece_bytes, end - i)));
+            }
+        });
 }
 
 void write_raw(const std::string& path, std::span<const std::uint32_t> counters) {
-    const File_Descriptor file(path, O_WRONLY | O_CREAT | O_TRUNC);
-    file.write(reinterpret_cast<const char*>(counters.data()), counters.size_bytes());
+    std::ofstream file = open_for_writing(path);
+    file.write(reinterpret_cast<const char*>(counters.data()),
+               static_cast<std::streamsize>(counters.size_bytes()));
+    file.close();
 }
 
 void write_zeros(const std::string& path, std::size_t bytes) {
-    const File_Descriptor file(path, O_WRONLY | O_CREAT | O_TRUNC);
+    std::ofstream file = open_for_writing(path);
     const std::vector<char> piece(std::size_t{1} << 20);
     for (std::size_t done = 0; done < bytes; done += piece.size()) {
-        file.write(piece.data(), std::min(piece.size(), bytes - done));
+        file.write(piece.data(),
+                   static_cast<std::streamsize>(std::min(piece.size(), bytes - done)));
     }
+    file.close();
 }

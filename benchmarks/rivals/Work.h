@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Event.h"
+
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -8,15 +10,9 @@
 #include <string>
 #include <vector>
 
-/// One event as it lies in the file. The rivals use nothing of the tool's own library.
-struct Record {
-    std::int32_t x;
-    std::int32_t y;
-    std::int64_t time;
-    std::uint64_t nPhotons;
-    double psd;
-};
-static_assert(sizeof(Record) == 32);
+// Of vexolan the rivals use the event library, which knows what a file looks like, and nothing
+// else.
+using orven::Photon_Event;
 
 /// Bounds of what is counted, all included.
 struct Bounds {
@@ -25,10 +21,10 @@ struct Bounds {
     double psd_min = -1e300;
     double psd_max = 1e300;
 
-    [[nodiscard]] bool contain(const Record& event) const {
+    [[nodiscard]] bool contain(const Photon_Event& event) const {
         // Without branches: which events pass cannot be predicted.
         return (int{event.nPhotons >= photons_min} & int{event.nPhotons <= photons_max} &
-                int{event.psd >= psd_min} & int{event.psd <= psd_max}) != 0;
+                int{event.psd.value >= psd_min} & int{event.psd.value <= psd_max}) != 0;
     }
 };
 
@@ -75,10 +71,10 @@ void run_threads(std::size_t threads, const std::function<void(std::size_t)>& bo
 
 /// Reads all events of all files in pieces that stay in a core's cache, and calls
 /// `body(thread, piece)`; ranges of the files are shared out among the threads.
-/// Throws: std::runtime_error if a file cannot be read.
+/// Throws: what reading a file throws.
 inline constexpr std::size_t piece_events = 2048;
 void for_each_piece(const Work& work,
-                    const std::function<void(std::size_t, std::span<const Record>)>& body);
+                    const std::function<void(std::size_t, std::span<const Photon_Event>)>& body);
 
 /// Reads all bytes of all files in pieces of 256 KiB, the fastest size, and does nothing with them.
 void read_all(const Work& work);

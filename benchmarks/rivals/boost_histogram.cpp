@@ -50,11 +50,12 @@ public:
 
     explicit Coordinates(const Work& work) : bounds(work.bounds), placing(work) {}
 
-    [[nodiscard]] std::array<boost::span<const Coordinate>, 2> of(std::span<const Record> piece) {
+    [[nodiscard]] std::array<boost::span<const Coordinate>, 2> of(
+        std::span<const Photon_Event> piece) {
         std::size_t size = 0;
-        for (const Record& event : piece) {
-            columns[size] = placing(event.x);
-            rows[size] = placing(event.y);
+        for (const Photon_Event& event : piece) {
+            columns[size] = placing(event.x.value);
+            rows[size] = placing(event.y.value);
             size += bounds.contain(event) ? 1 : 0;
         }
         return {boost::span<const Coordinate>(columns.data(), size),
@@ -74,7 +75,7 @@ void fill(const Work& work) {
     const auto empty = bh::make_histogram_with(Storage(), Placing::axis(work), Placing::axis(work));
     std::vector histograms(thread_safe ? 1 : work.threads, empty);
     std::vector coordinates(work.threads, Coordinates<Placing>(work));
-    for_each_piece(work, [&](std::size_t thread, std::span<const Record> piece) {
+    for_each_piece(work, [&](std::size_t thread, std::span<const Photon_Event> piece) {
         histograms[thread_safe ? 0 : thread].fill(coordinates[thread].of(piece));
     });
     for (std::size_t i = 1; i < histograms.size(); ++i) {

@@ -21,14 +21,14 @@ struct Cells {
     std::array<std::size_t, piece_events + ahead> cells;
 };
 
-void find_cells_integrated(const Work& work, std::span<const Record> piece, Cells& found) {
+void find_cells_integrated(const Work& work, std::span<const Photon_Event> piece, Cells& found) {
     const Pixels pixel(work);
     const Bounds bounds = work.bounds;
     const std::size_t size = work.size;
     std::size_t used = 0;
-    for (const Record& event : piece) {
-        const std::uint32_t column = pixel(event.x);
-        const std::uint32_t row = pixel(event.y);
+    for (const Photon_Event& event : piece) {
+        const std::uint32_t column = pixel(event.x.value);
+        const std::uint32_t row = pixel(event.y.value);
         found.cells[used] = row * size + column;
         used += static_cast<std::size_t>(int{column < size} & int{row < size} &
                                          int{bounds.contain(event)});
@@ -36,17 +36,17 @@ void find_cells_integrated(const Work& work, std::span<const Record> piece, Cell
     found.size = used;
 }
 
-void find_cells_resolved(const Work& work, std::span<const Record> piece, Cells& found) {
+void find_cells_resolved(const Work& work, std::span<const Photon_Event> piece, Cells& found) {
     const Pixels pixel(work);
     const Bounds bounds = work.bounds;
     const std::size_t size = work.size;
     const std::size_t pages = work.pages;
     const std::int64_t ticks = work.ticks;
     std::size_t used = 0;
-    for (const Record& event : piece) {
-        const std::uint32_t column = pixel(event.y);
-        const std::uint32_t row = pixel(event.x);
-        const auto page = static_cast<std::size_t>(event.time / ticks);
+    for (const Photon_Event& event : piece) {
+        const std::uint32_t column = pixel(event.y.value);
+        const std::uint32_t row = pixel(event.x.value);
+        const auto page = static_cast<std::size_t>(event.time.value / ticks);
         found.cells[used] = (page * size + row) * size + column;
         used += static_cast<std::size_t>(int{page < pages} & int{column < size} & int{row < size} &
                                          int{bounds.contain(event)});
@@ -57,7 +57,7 @@ void find_cells_resolved(const Work& work, std::span<const Record> piece, Cells&
 /// Finds the cells of all events, and calls `count(thread, counted, all)` for each piece.
 template <class Count>
 void for_each_cell_list(const Work& work, const Count& count) {
-    for_each_piece(work, [&](std::size_t thread, std::span<const Record> piece) {
+    for_each_piece(work, [&](std::size_t thread, std::span<const Photon_Event> piece) {
         Cells found;
         if (work.pages == 0) {
             find_cells_integrated(work, piece, found);

@@ -12,11 +12,12 @@ EVENT = numpy.dtype(
     [("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<u8"), ("psd", "<f8")]
 )
 BLOCK = numpy.dtype([("name", "S8"), ("size", "<u8")])
+START_BYTES = 48
 
 
 def read_events(path):
-    """The events of a file: of its blocks after the first 48 bytes, the one of that name."""
-    position = 48
+    """The events of a file: of its blocks after the start, the one of that name."""
+    position = START_BYTES
     while True:
         name, size = numpy.fromfile(path, BLOCK, 1, offset=position)[0]
         position += BLOCK.itemsize
@@ -57,4 +58,5 @@ def main():
     image.astype("<u4").tofile(output)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -13,7 +13,7 @@
 /// Adds 1 to the cell of an image, if the place lies inside.
 template <std::size_t nDims>
 void count_at(const Place& place, Counting_Image<nDims>& image) noexcept {
-    if (place.inside) {
+    if (place.inside != 0) {
         image[place.cell].fetch_add(1);
     }
 }

@@ -5,7 +5,8 @@
 namespace {
 
 /// Placement, filter and interval are copies: the compiler could not know that writing cells leaves
-/// the originals as they are, and would load them again for each event.
+/// the originals as they are, and would load them again for each event. Numbers are joined, not
+/// conditions: those share a byte of a register, for which each event waits for the one before.
 template <class Kind>
 std::size_t find_cells_of(Kind placement, std::span<const orven::Photon_Event> events,
                           orven::Photon_Filter filter, Interval interval,
@@ -15,7 +16,7 @@ std::size_t find_cells_of(Kind placement, std::span<const orven::Photon_Event> e
         const auto [inside, cell] =
             placement.place(event, interval.relative(event.time), interval.frameIndex);
         cells[nFound] = cell;
-        nFound += orven::all_hold(inside, filter.accepts(event)) ? 1 : 0;
+        nFound += inside & std::size_t{filter.accepts(event)};
     }
     return nFound;
 }

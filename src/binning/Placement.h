@@ -19,7 +19,7 @@
 /// Whether an event lies inside the image, and in which cell, in storage order; the cell of an
 /// event outside means nothing.
 struct Place {
-    bool inside;
+    std::size_t inside;  ///< 1 or 0: what the event adds to the number of cells found
     std::size_t cell;
 };
 

@@ -22,27 +22,18 @@ bool triggers_ascend(const orven::Event_File& file) {
 Trigger_List::Trigger_List(const orven::Event_File& file_, bool ascending_) noexcept
     : file(&file_), ascending(ascending_), nTriggers(file_.index().extTriggers->nRecords) {}
 
-orven::Event_Time Trigger_List::at(std::size_t index) {
-    assert(index < nTriggers);
-    if (index < first || index - first >= nShown) {
-        show(index);
-    }
-    return window[index - first];
-}
-
 std::size_t Trigger_List::first_after(orven::Event_Time time, std::size_t index) {
-    while (index < nTriggers && at(index) <= time) {
-        const auto rest = std::span(window).first(nShown).subspan(index - first);
-        const auto later = std::ranges::find_if(rest, [time](auto each) { return each > time; });
-        index += static_cast<std::size_t>(later - rest.begin());
-        if (later == rest.end() && ascending) {
-            return search(time, index);
+    for (; index < nTriggers && at(index) <= time; ++index) {
+        const bool last_shown = index + 1 == first + nShown;
+        if (last_shown && ascending) {
+            return search(time, index + 1);
         }
     }
     return index;
 }
 
 void Trigger_List::show(std::size_t index) {
+    assert(index < nTriggers);
     nShown = 0;  // should reading fail
     const std::span next(window.data(), std::min(triggers_per_window, nTriggers - index));
     file->read_extTriggers(index, next);

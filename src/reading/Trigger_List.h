@@ -27,7 +27,12 @@ public:
 
     /// The trigger with this index, which must exist.
     /// Throws: std::invalid_argument "Read Error!".
-    [[nodiscard]] orven::Event_Time at(std::size_t index);
+    [[nodiscard]] orven::Event_Time at(std::size_t index) {
+        if (index - first >= nShown) {  // an index below `first` wraps
+            show(index);
+        }
+        return window[index - first];
+    }
 
     /// The index of the first trigger from `index` on that is later than `time`; `size()` if there
     /// is none. Where triggers ascend, those beyond the window are searched, not walked.

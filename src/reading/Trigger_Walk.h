@@ -6,6 +6,7 @@
 #include "binning/Interval.h"
 #include "reading/Trigger_List.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 
@@ -34,26 +35,29 @@ public:
     void walk(std::span<const orven::Photon_Event> piece, const orven::Photon_Filter& filter,
               const Place& place) {
         while (!piece.empty() && !finished()) {
-            const std::size_t length = count_before(triggers.at(current + 1), piece);
-            if (length > 0) {
-                place(piece.first(length), Interval{triggers.at(current), firstFrame + current});
-                piece = piece.subspan(length);
-            } else if (filter.accepts(piece.front())) {
+            const orven::Event_Time close = triggers.at(current + 1);
+            const std::size_t nInside = count_first(
+                piece, [close](const orven::Photon_Event& event) { return event.time < close; });
+            if (nInside > 0) {
+                place(piece.first(nInside), Interval{triggers.at(current), firstFrame + current});
+            }
+            piece = piece.subspan(nInside);
+            // What the filter rejects would not be counted, so it may be passed over.
+            piece = piece.subspan(count_first(
+                piece, [&](const orven::Photon_Event& event) { return !filter.accepts(event); }));
+            if (!piece.empty()) {
                 current = triggers.first_after(piece.front().time, current + 1) - 1;
-            } else {
-                piece = piece.subspan(1);
             }
         }
     }
 
 private:
-    static std::size_t count_before(orven::Event_Time close,
-                                    std::span<const orven::Photon_Event> piece) noexcept {
-        std::size_t i = 0;
-        while (i < piece.size() && piece[i].time < close) {
-            ++i;
-        }
-        return i;
+    /// How many events come before the first that does not fulfil the condition.
+    template <class Condition>
+    static std::size_t count_first(std::span<const orven::Photon_Event> piece,
+                                   const Condition& condition) noexcept {
+        const auto end = std::find_if_not(piece.begin(), piece.end(), condition);
+        return static_cast<std::size_t>(end - piece.begin());
     }
 
     Trigger_List triggers;
