@@ -17,11 +17,12 @@ constexpr std::uint32_t high_half(std::uint64_t bits) {
 
 }  // namespace
 
-Event_Source::Event_Source(const Scene& scene_, const Recording& recording_, std::uint64_t file)
+Event_Source::Event_Source(const Scene& scene_, const Recording& recording_,
+                           std::uint64_t file_index)
     : scene(scene_),
       recording(recording_),
-      random(recording_.seed, file),
-      next_pulse(file * recording_.nPulses),
+      random(recording_.seed, file_index),
+      next_pulse(file_index * recording_.nPulses),
       pulse_period(recording_.pulse_period()),
       turns{turn_by(0), turn_by(0)} {}
 

@@ -13,7 +13,7 @@
 class Event_Source {
 public:
     /// Scene and recording must outlive this object.
-    Event_Source(const Scene& scene_, const Recording& recording_, std::uint64_t file);
+    Event_Source(const Scene& scene_, const Recording& recording_, std::uint64_t file_index);
 
     /// The next events; no more than the file has.
     void fill(std::span<orven::Photon_Event> piece);

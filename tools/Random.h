@@ -6,9 +6,7 @@
 /// the standard library are not.
 class Random {
 public:
-    explicit constexpr Random(std::uint64_t seed) noexcept : state(seed) {}
-
-    /// One of many generators that share a seed.
+    /// One of many generators that share a seed, one for each `stream`.
     constexpr Random(std::uint64_t seed, std::uint64_t stream) noexcept
         : state(mix(mix(seed) + stream)) {}
 

@@ -6,14 +6,26 @@
 #include <limits>
 #include <stdexcept>
 
+namespace {
+
+void require(bool condition, const char* message) {
+    if (!condition) {
+        throw std::invalid_argument(message);
+    }
+}
+
+}  // namespace
+
 void Recording::check() const {
     constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
-    if (nPulses > limit / nFiles) {
-        throw std::invalid_argument("more than 4294967295 pulses in all files");
-    }
-    if (nEvents / (nFiles * nPulses) >= limit) {
-        throw std::invalid_argument("more than 4294967295 events per pulse: ask for more pulses");
-    }
+    require(nEvents <= 1'000'000'000'000, "a recording has at most 1000G events");
+    require(nFiles >= 1 && nFiles <= 1'000'000, "a recording has 1 to 1000000 files");
+    require(nPulses >= 1 && nPulses <= limit / nFiles,
+            "a file has at least one pulse, all files together have at most 4294967295");
+    require(nEvents / (nFiles * nPulses) < limit,
+            "more than 4294967295 events per pulse: ask for more pulses");
+    require(pulse_period_s >= 1e-6 && pulse_period_s <= 1, "a pulse period is 1e-6 to 1 seconds");
+    require(turn_degrees >= -360 && turn_degrees <= 360, "a turn is -360 to 360 degrees");
 }
 
 std::int64_t Recording::pulse_period() const {

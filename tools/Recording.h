@@ -13,7 +13,8 @@ struct Recording {
     bool triggers = false;
     std::uint64_t seed = 1;
 
-    /// Throws: std::invalid_argument if these numbers are too large for each other.
+    /// Throws: std::invalid_argument for numbers that give no recording. The other functions rely
+    /// on this check.
     void check() const;
 
     /// Units: ticks.

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr std::size_t detector_columns = 256;
-constexpr std::int64_t one = std::int64_t{1} << 32;
+constexpr std::int64_t whole = std::int64_t{1} << 32;
 
 /// Signal events have many photons and a high PSD value; background events have few and a low one.
 enum class Population { signal, background };
@@ -65,18 +65,18 @@ Quantile_Table psd_values(Population population) {
         return std::exp(-t * t / 2);
     };
     constexpr std::size_t nParts = 1000;
-    return {sample(nParts, 1, bell), 0, one};
+    return {sample(nParts, 1, bell), 0, whole};
 }
 
 /// The limits between the components' shares, from their rates in one slice.
 Scene::Mixture mixture(const std::vector<std::vector<double>>& rates, std::size_t slice,
                        double total) {
     Scene::Mixture limits;
-    limits.fill(one);
+    limits.fill(whole);
     double sum = 0;
     for (std::size_t i = 0; i + 1 < rates.size(); ++i) {
         sum += rates[i][slice];
-        limits.at(i) = static_cast<std::uint64_t>(std::llround(sum / total * one));
+        limits.at(i) = static_cast<std::uint64_t>(std::llround(sum / total * whole));
     }
     return limits;
 }
@@ -99,7 +99,7 @@ Scene mix(const std::vector<Ingredient>& ingredients) {
     for (std::size_t slice = 0; slice < Scene::nSlices; ++slice) {
         mixtures.push_back(mixture(rates, slice, total[slice]));
     }
-    return {std::move(components), std::move(mixtures), Quantile_Table(total, 0, one)};
+    return {std::move(components), std::move(mixtures), Quantile_Table(total, 0, whole)};
 }
 
 Scene star_scene() {

@@ -1,5 +1,6 @@
 #include "Recording.h"
 #include "Scene.h"
+#include "settings/Parameters.h"
 #include "write_recording.h"
 
 #include <CLI/CLI.hpp>
@@ -13,7 +14,9 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -65,7 +68,6 @@ public:
 };
 
 void add_options(CLI::App& app, Options& options) {
-    constexpr std::uint64_t most = 1'000'000'000'000;
     const std::map<std::string, std::uint64_t> suffixes{
         {"k", 1'000}, {"M", 1'000'000}, {"G", 1'000'000'000}};
     const CLI::AsNumberWithUnit with_suffix(suffixes, CLI::AsNumberWithUnit::CASE_SENSITIVE);
@@ -73,7 +75,7 @@ void add_options(CLI::App& app, Options& options) {
 
     app.add_option("-o,--output-folder", options.folder,
                    "Where to put the files (required); the folder\nis created, files of the same "
-                   "names are replaced")
+                   "names are replaced;\nother event files must not be in it")
         ->option_text("FOLDER")
         ->required();
     app.add_option("-s,--scene", options.scene, "star (default), uniform or spot; see below")
@@ -83,44 +85,60 @@ void add_options(CLI::App& app, Options& options) {
            "-n,--events", recording.nEvents,
            "Events in all files together (default: 1M);\nsuffixes k, M and G are understood")
         ->option_text("N")
-        ->transform(with_suffix)
-        ->check(CLI::Range(std::uint64_t{0}, most));
-    app.add_option("--files", recording.nFiles, "Number of files (default: 1)")
-        ->option_text("N")
-        ->check(CLI::Range(std::uint64_t{1}, most));
+        ->transform(with_suffix);
+    app.add_option("--files", recording.nFiles, "Number of files (default: 1)")->option_text("N");
     app.add_option("--pulses", recording.nPulses, "Pulses in each file (default: 100)")
-        ->option_text("N")
-        ->check(CLI::Range(std::uint64_t{1}, most));
+        ->option_text("N");
     app.add_option("--pulse-period", recording.pulse_period_s,
                    "Seconds from pulse to pulse (default: 0.01)")
-        ->option_text("S")
-        ->check(CLI::Range(1e-6, 1.0));
+        ->option_text("S");
     app.add_flag("--triggers", recording.triggers,
                  "Record the start of each pulse and the end of\nthe file's last one as triggers");
     app.add_option("--turn", recording.turn_degrees,
                    "Turn the star by this angle from pulse to\npulse (default: 0)")
-        ->option_text("DEGREES")
-        ->check(CLI::Range(-360.0, 360.0));
+        ->option_text("DEGREES");
     app.add_option("--seed", recording.seed, "Start of the random numbers (default: 1)")
         ->option_text("N");
 }
 
-std::filesystem::path file_path(const Options& options, std::uint64_t index) {
+/// The paths of the recording's files, in the order of the files and of the alphabet.
+std::vector<std::filesystem::path> file_paths(const Options& options) {
     constexpr std::size_t least_digits = 3;
-    const std::size_t nDigits =
-        std::max(least_digits, std::to_string(options.recording.nFiles).size());
-    const std::string number = std::to_string(index + 1);
-    const std::string zeros(nDigits - number.size(), '0');
-    return options.folder / (options.scene + "_" + zeros + number + ".orvenevent");
+    const std::uint64_t nFiles = options.recording.nFiles;
+    const std::size_t nDigits = std::max(least_digits, std::to_string(nFiles).size());
+    std::vector<std::filesystem::path> paths;
+    for (std::uint64_t number = 1; number <= nFiles; ++number) {
+        std::string digits = std::to_string(number);
+        digits.insert(0, nDigits - digits.size(), '0');
+        paths.push_back(options.folder / (options.scene + '_' + digits));
+        paths.back() += Parameters::extension_eventFiles;
+    }
+    return paths;
+}
+
+/// Who makes an image of the folder counts every event file in it.
+/// Throws: std::runtime_error if there are others in it than `paths`, which are sorted.
+void refuse_other_files(const std::filesystem::path& folder,
+                        const std::vector<std::filesystem::path>& paths) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::filesystem::path& path = entry.path();
+        if (path.extension() == Parameters::extension_eventFiles &&
+            !std::ranges::binary_search(paths, path)) {
+            throw std::runtime_error(path.string() +
+                                     " is not of this recording, and images of the folder would "
+                                     "count it: remove it, or choose another folder");
+        }
+    }
 }
 
 void simulate(const Options& options) {
-    const Recording& recording = options.recording;
-    recording.check();
-    const Scene scene = make_scene(options.scene);
+    options.recording.check();
+    const std::vector<std::filesystem::path> paths = file_paths(options);
     std::filesystem::create_directories(options.folder);
-    for (std::uint64_t i = 0; i < recording.nFiles; ++i) {
-        write_recording(file_path(options, i), scene, recording, i);
+    refuse_other_files(options.folder, paths);
+    const Scene scene = make_scene(options.scene);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        write_recording(paths[i], scene, options.recording, i);
     }
 }
 

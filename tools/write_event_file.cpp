@@ -4,7 +4,6 @@
 #include "output/Output_File.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <system_error>
 #include <vector>
 

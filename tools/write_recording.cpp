@@ -1,5 +1,6 @@
 #include "write_recording.h"
 
+#include "Event.h"
 #include "Event_Source.h"
 #include "write_event_file.h"
 
