@@ -2,7 +2,7 @@
 
 #include "Event.h"
 #include "Filters_Events.h"
-#include "reading/Work_Queue.h"
+#include "reading/Counting_Task.h"
 #include "settings/Parameters.h"
 
 #include <benchmark/benchmark.h>
