@@ -28,18 +28,19 @@ public:
     /// True when no further event of the file lies in an interval.
     [[nodiscard]] bool finished() const noexcept { return current >= nIntervals(); }
 
-    /// Calls `place(events, interval)` for each run of events that lie in one interval. Events
+    /// Calls `visit(events, interval)` for each run of events that lie in one interval. Events
     /// that the filter rejects may be among them, but never move the walk.
     /// Throws: std::invalid_argument "Read Error!".
-    template <class Place>
+    template <class Visit>
     void walk(std::span<const orven::Photon_Event> piece, const orven::Photon_Filter& filter,
-              const Place& place) {
+              const Visit& visit) {
         while (!piece.empty() && !finished()) {
+            const Interval interval{triggers.at(current), firstFrame + current};
             const orven::Event_Time close = triggers.at(current + 1);
             const std::size_t nInside = count_first(
                 piece, [close](const orven::Photon_Event& event) { return event.time < close; });
             if (nInside > 0) {
-                place(piece.first(nInside), Interval{triggers.at(current), firstFrame + current});
+                visit(piece.first(nInside), interval);
             }
             piece = piece.subspan(nInside);
             // What the filter rejects would not be counted, so it may be passed over.
