@@ -1,10 +1,12 @@
 // Small recordings, settings and kinds of run of all sorts: the image that a run counts, against a
 // slow and obvious account of which events are counted where, cell by cell.
 
-#include "Binning_Events.h"
+#include "binning/Binning_Events.h"
 #include "fuzz_input.h"
 #include "logging.h"
+#include "reading/count_files.h"
 #include "recordings.h"
+#include "run_steps.h"
 
 #include <array>
 #include <cmath>
@@ -15,15 +17,22 @@
 namespace {
 
 constexpr std::size_t max_files = 4;
-constexpr std::size_t max_events = 70000;  // more than a task takes of a file at a time
+constexpr std::size_t max_events = 70000;   // more than a task takes of a file at a time
+constexpr std::size_t max_triggers = 5000;  // more than a task sees at a time
 constexpr long max_long = std::numeric_limits<long>::max();
 constexpr int max_int = std::numeric_limits<int>::max();
 constexpr double tick = 1.5625e-9;
 
-struct Input_File {
+struct Recorded_File {
     std::optional<std::vector<long>> triggers;
     std::vector<Photon_Event> events;
     bool damaged = false;
+};
+
+/// How the program is asked to count, if not one file after another.
+struct Way {
+    std::size_t nTasks;
+    std::size_t piece_length;
 };
 
 long plus(long a, long b) {
@@ -55,7 +64,7 @@ Parameters take_settings(Fuzz_Input& input) {
     settings.size_x = take_size(input);
     settings.size_y = take_size(input);
     if (settings.extTrigger_mode == Parameters::frameSync || input.below(2) == 1) {
-        settings.time_res_s = tick * input.one_of({1.0, 10.0, 100.0, 1e3, 0x1p62});
+        settings.time_res_s = tick * input.one_of({1.0, 7.4, 10.0, 12.5, 100.0, 1e3, 0x1p62});
         if (input.below(16) == 15) {
             settings.time_res_s = tick * input.one_of({0.5, 0.4, 0x1p63, 0.0, -1.0, HUGE_VAL});
         }
@@ -87,15 +96,30 @@ long take_time(Fuzz_Input& input, long last) {
                          max_long, static_cast<long>(input.take<std::int16_t>())});
 }
 
-Input_File take_file(Fuzz_Input& input, const Parameters& settings) {
-    Input_File file;
+/// The same again and again, each time later by `period`, makes files of many pieces and windows.
+template <class Record, class Time_Of>
+void repeat(std::vector<Record>& records, Fuzz_Input& input, std::size_t max_length, long period,
+            const Time_Of& time_of) {
+    const std::size_t length = records.size();
+    const std::size_t nTimes = input.one_of<std::size_t>({1, 1, 2, 130, 5000});
+    for (std::size_t i = length; i < std::min(length * nTimes, max_length); ++i) {
+        records.push_back(records[i - length]);
+        time_of(records.back()) = plus(time_of(records.back()), period);
+    }
+}
+
+Recorded_File take_file(Fuzz_Input& input, const Parameters& settings) {
+    Recorded_File file;
     file.damaged = input.below(32) == 31;
+    const long period = input.one_of({30L, 30L, 0L, 1L, 200L, 1L << 40, -1L});
     long last = 0;
     if (input.below(16) != 15) {
         file.triggers.emplace(input.below(12));
         for (long& time : *file.triggers) {
             time = last = take_time(input, last);
         }
+        repeat(*file.triggers, input, max_triggers, period,
+               [](long& time) -> long& { return time; });
     }
     last = 0;
     const bool crossed = settings.time_res_s.has_value();
@@ -105,14 +129,8 @@ Input_File take_file(Fuzz_Input& input, const Parameters& settings) {
         const int y = take_position(input, crossed ? settings.size_x : settings.size_y);
         file.events.push_back(event(x, y, last, take_photons(input), take_psd(input)));
     }
-    // The same again and again, each time later, makes files of many pieces.
-    const std::size_t length = file.events.size();
-    const std::size_t nTimes = input.one_of<std::size_t>({1, 1, 1, 1, 2, 130, 5000});
-    const long period = input.one_of({0L, 1L, 30L, 1L << 40, -1L});
-    for (std::size_t i = length; i < std::min(length * nTimes, max_events); ++i) {
-        file.events.push_back(file.events[i - length]);
-        file.events.back().time.value = plus(file.events.back().time.value, period);
-    }
+    repeat(file.events, input, max_events, period,
+           [](Photon_Event& each) -> long& { return each.time.value; });
     return file;
 }
 
@@ -160,7 +178,7 @@ void count(const Photon_Event& event, long time, std::size_t frame, const Parame
 /// Calls `offer(event, time, frame)` for each event of the file that the image is asked to count;
 /// false if the file fails.
 template <class Offer>
-bool offer_file(Input_File file, const Parameters& settings, std::size_t& nTriggers,
+bool offer_file(Recorded_File file, const Parameters& settings, std::size_t& nTriggers,
                 const Offer& offer) {
     const bool ignored = settings.extTrigger_mode == Parameters::ignore;
     if (file.damaged || (!ignored && !file.triggers)) {
@@ -182,9 +200,7 @@ bool offer_file(Input_File file, const Parameters& settings, std::size_t& nTrigg
 
 // --- the program ---
 
-template <class Binning>
-void expect_counts(Binning& binning, Counts expected, const Parameters& settings) {
-    const auto cells = binning.counters();
+void expect_counts(std::span<const Counter> cells, Counts expected, const Parameters& settings) {
     const auto nPages = static_cast<std::size_t>(settings.time_max_binNumber.value_or(1));
     expect(cells.size() == nPages * settings.size_y * settings.size_x, "the number of cells");
     for (std::size_t i = 0; i < cells.size(); ++i) {
@@ -200,14 +216,27 @@ void expect_counts(Binning& binning, Counts expected, const Parameters& settings
     expect(expected.empty(), "all events that should be counted");
 }
 
-template <class Binning, bool concurrent>
-void test(const Parameters& settings, const std::vector<Input_File>& files,
-          const std::vector<std::string>& paths) {
+Placement placement_of(const Parameters& settings) {
+    if (!settings.time_res_s) {
+        return Integrated_Placement(settings);
+    }
+    if (settings.extTrigger_mode == Parameters::frameSync) {
+        return Frame_Placement(settings);
+    }
+    return Time_Bin_Placement(settings);
+}
+
+template <class Binning>
+void test(const Parameters& settings, const std::vector<Recorded_File>& files,
+          const std::vector<std::string>& paths, const Way& way) {
     if (!is_image_possible(settings)) {
         expect(!message_of([&] { const Binning binning(settings); }).empty(), "no image");
         return;
     }
+    const bool concurrent =
+        settings.parallel && settings.extTrigger_mode != Parameters::frameSync;
     Binning one_by_one(settings);
+    const auto& image = one_by_one.get_image().get_content();
     Counts counts;
     std::size_t nTriggers = 0;
     bool failed = false;
@@ -217,29 +246,22 @@ void test(const Parameters& settings, const std::vector<Input_File>& files,
             count(event, time, frame, settings, counts);
         });
     }
-    expect_counts(one_by_one, counts, settings);
+    expect_counts(image, counts, settings);
 
-    Binning binning(settings);
-    const orven::Photon_Filter filter({settings.nPhotons_min, settings.nPhotons_max},
-                                      {settings.psd_min, settings.psd_max});
+    std::vector<Counter> cells(image.size());
+    const Counting_Job job{settings.extTrigger_mode, placement_of(settings), event_filter(settings),
+                           cells};
+    std::size_t nIntervals = 0;
     const std::string fault = message_of([&] {
-        binning.template add_data_filtered_files<orven::Photon_Filter, concurrent>(paths, filter);
+        nIntervals = concurrent
+                         ? count_files_concurrently(job, paths, way.nTasks, way.piece_length)
+                         : count_files_in_order(job, paths);
     });
     expect(fault.empty() != (failed && !concurrent), "an exception or none");
     if (fault.empty()) {
-        expect_counts(binning, counts, settings);
-        expect(binning.nTriggers == nTriggers, "the number of trigger intervals");
+        expect_counts(cells, counts, settings);
+        expect(nIntervals == nTriggers, "the number of trigger intervals");
     }
-}
-
-template <template <Parameters::ExtTrigger_Mode> class Binning, Parameters::ExtTrigger_Mode mode>
-void test_kind(const Parameters& settings, const auto&... input) {
-    if constexpr (mode != Parameters::frameSync) {
-        if (settings.parallel) {
-            return test<Binning<mode>, true>(settings, input...);
-        }
-    }
-    test<Binning<mode>, false>(settings, input...);
 }
 
 }  // namespace
@@ -249,7 +271,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     logLevel = -2;
     Fuzz_Input input(bytes, size);
     const Parameters settings = take_settings(input);
-    std::vector<Input_File> files;
+    const Way way{input.one_of<std::size_t>({1, 2, 3, 4}),
+                  input.one_of<std::size_t>({2048, 2048, 1000, 7, 1})};
+    std::vector<Recorded_File> files;
     std::vector<std::string> paths;
     for (std::size_t i = 0, nFiles = input.below(max_files + 1); i < nFiles; ++i) {
         files.push_back(take_file(input, settings));
@@ -260,16 +284,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     const bool integrated = !settings.time_res_s;
     if (settings.extTrigger_mode == Parameters::frameSync) {
-        test_kind<Binning_Events_TimeResolved, Parameters::frameSync>(settings, files, paths);
-    } else if (settings.extTrigger_mode == Parameters::reference) {
-        integrated
-            ? test_kind<Binning_Events_TimeIntegrated, Parameters::reference>(settings, files,
-                                                                              paths)
-            : test_kind<Binning_Events_TimeResolved, Parameters::reference>(settings, files, paths);
+        test<Binning_Events_TimeResolved<Parameters::frameSync>>(settings, files, paths, way);
+    } else if (integrated) {
+        test<Binning_Events_TimeIntegrated<Parameters::ignore>>(settings, files, paths, way);
     } else {
-        integrated
-            ? test_kind<Binning_Events_TimeIntegrated, Parameters::ignore>(settings, files, paths)
-            : test_kind<Binning_Events_TimeResolved, Parameters::ignore>(settings, files, paths);
+        test<Binning_Events_TimeResolved<Parameters::ignore>>(settings, files, paths, way);
     }
     return 0;
 }

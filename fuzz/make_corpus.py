@@ -11,7 +11,7 @@ sys.path.insert(0, str(PROJECT / "tests" / "blackbox"))
 
 from recording import Event, block, build, container, events, recording, triggers  # noqa: E402
 
-OPTIONS = re.findall(r'^    \{"(\w+)"', (PROJECT / "src" / "Parameters.cpp").read_text(),
+OPTIONS = re.findall(r'^    \{"(\w+)"', (PROJECT / "src" / "settings" / "Parameters.cpp").read_text(),
                      re.MULTILINE)
 SETTINGS = {"size_x": 9, "size_y": 8, "nPhotons_min": 1, "nPhotons_max": 2**64 - 1,
             "psd_min": -0.5, "psd_max": 3, "time_extTrigger": "reference", "time_res_s": 1e-6,

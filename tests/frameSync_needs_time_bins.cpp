@@ -1,4 +1,4 @@
-#include "Binning_Events.h"
+#include "binning/Binning_Events.h"
 
 #ifdef WITHOUT_TIME_BINS
 template class Binning_Events_TimeIntegrated<Parameters::frameSync>;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Event.h"
-#include "Parameters.h"
+#include "settings/Parameters.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -22,11 +22,12 @@ def vexolan(tmp_path):
 
 @pytest.fixture
 def faults(monkeypatch, tmp_path):
-    """Lets calls of the program's next runs fail; returns how many calls the last run made."""
+    """Sets what the program's next runs meet: see faults.c. `calls` receives how many calls the
+    last run made."""
     monkeypatch.setenv("LD_PRELOAD", os.environ["VEXOLAN_FAULTS"])
     monkeypatch.setenv("FAULT_CALLS", str(tmp_path / "calls"))
 
-    def inject(call, first, last, **settings):
+    def inject(call="none", first=1, last=10**9, **settings):
         for name, value in {"call": call, "first": first, "last": last, **settings}.items():
             monkeypatch.setenv(f"FAULT_{name.upper()}", str(value))
     return inject

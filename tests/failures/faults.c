@@ -1,13 +1,18 @@
-/* Preloaded into a run under test: chosen calls of the C library fail, or find a file changed.
+/* Preloaded into a run under test: chosen calls of the C library fail, or find files changed.
  *
- * FAULT_CALL   what is counted: open, read, write, seek, memory or thread; with "short", reads and
- *              writes move few bytes at a time
+ * FAULT_CALL   what is counted: open, read, write, seek, close, stat, folder, memory or thread; with
+ *              "short", reads and writes move few bytes at a time
+ * FAULT_PATH   with it, only calls are counted whose path contains this
  * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
- * FAULT_ERRNO  the reason given
- * FAULT_FILE, FAULT_SIZE   with them no call fails, but before it the file is given that size
+ * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
+ * FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before the first
+ *              of these calls, 1 before the second, and so on
  * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
+ * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
+ * FAULT_THREADS  the number of hardware threads
  */
 #define _GNU_SOURCE
+#include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
@@ -16,9 +21,13 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 static const char* counted; /* NULL until the program itself is about to start */
+static const char* counted_path;
+static const char* action;
+static long first, last, reason;
 static atomic_long nCalls;
 
 static long number(const char* name) {
@@ -27,6 +36,12 @@ static long number(const char* name) {
 }
 
 __attribute__((constructor)) static void start(void) {
+    counted_path = getenv("FAULT_PATH");
+    action = getenv("FAULT_DO");
+    first = number("FAULT_FIRST");
+    last = number("FAULT_LAST");
+    reason = number("FAULT_ERRNO");
+    unsetenv("LD_PRELOAD"); /* the shell's calls are its own */
     counted = getenv("FAULT_CALL");
 }
 
@@ -37,57 +52,85 @@ __attribute__((destructor)) static void report(void) {
     fclose(calls);
 }
 
-static int fails(const char* call) {
-    if (!counted || strcmp(call, counted) != 0) {
+static int act(long call_number) {
+    static pthread_mutex_t one_at_a_time = PTHREAD_MUTEX_INITIALIZER;
+    char command[1000];
+    snprintf(command, sizeof command, "%s %ld", action, call_number - first);
+    pthread_mutex_lock(&one_at_a_time);
+    if (system(command) != 0) {
+        abort();
+    }
+    pthread_mutex_unlock(&one_at_a_time);
+    return 0;
+}
+
+static int fails(const char* call, const char* path) {
+    if (!counted || strcmp(call, counted) != 0 ||
+        (counted_path && !(path && strstr(path, counted_path)))) {
         return 0;
     }
     const long call_number = atomic_fetch_add(&nCalls, 1) + 1;
-    if (call_number < number("FAULT_FIRST") || call_number > number("FAULT_LAST")) {
+    if (call_number < first || call_number > last) {
         return 0;
     }
-    if (getenv("FAULT_FILE")) {
-        return truncate(getenv("FAULT_FILE"), number("FAULT_SIZE"));
-    }
-    errno = (int)number("FAULT_ERRNO");
-    return 1;
+    errno = (int)reason;
+    return action ? act(call_number) : 1;
 }
 
 static size_t few(size_t bytes) {
     return bytes > 5 && counted && strcmp(counted, "short") == 0 ? 5 : bytes;
 }
 
+static const char* place_of(const char* path) {
+    const char* meminfo = getenv("FAULT_MEMINFO");
+    return meminfo && strcmp(path, "/proc/meminfo") == 0 ? meminfo : path;
+}
+
 /* Defines `name` as a call that may fail with `failure`, or goes on to the C library's own. */
-#define CALL(kind, failure, result, name, parameters, arguments) \
-    result name parameters {                                     \
-        static result(*next) parameters;                         \
-        if (!next) {                                             \
-            *(void**)&next = dlsym(RTLD_NEXT, #name);            \
-        }                                                        \
-        return fails(kind) ? failure : next arguments;           \
+#define CALL(kind, path, failure, result, name, parameters, arguments) \
+    result name parameters {                                           \
+        static result(*next) parameters;                               \
+        if (!next) {                                                   \
+            *(void**)&next = dlsym(RTLD_NEXT, #name);                  \
+        }                                                              \
+        return fails(kind, path) ? failure : next arguments;           \
     }
 
-CALL("open", -1, int, open, (const char* path, int flags, unsigned mode), (path, flags, mode))
-CALL("open", NULL, FILE*, fopen64, (const char* path, const char* mode), (path, mode))
-CALL("read", -1, ssize_t, read, (int fd, void* to, size_t bytes), (fd, to, few(bytes)))
-CALL("read", -1, ssize_t, pread, (int fd, void* to, size_t bytes, off_t offset),
+#define MOVED (errno ? -1 : 0)
+
+CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, flags, mode))
+CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
+     (place_of(path), mode))
+CALL("read", NULL, MOVED, ssize_t, read, (int fd, void* to, size_t bytes), (fd, to, few(bytes)))
+CALL("read", NULL, MOVED, ssize_t, pread, (int fd, void* to, size_t bytes, off_t offset),
      (fd, to, few(bytes), offset))
-CALL("write", -1, ssize_t, pwrite, (int fd, const void* from, size_t bytes, off_t offset),
-     (fd, from, few(bytes), offset))
-CALL("seek", -1, off_t, lseek64, (int fd, off_t offset, int whence), (fd, offset, whence))
-CALL("memory", MAP_FAILED, void*, mmap,
+CALL("write", NULL, MOVED, ssize_t, pwrite,
+     (int fd, const void* from, size_t bytes, off_t offset), (fd, from, few(bytes), offset))
+CALL("seek", NULL, -1, off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
+CALL("close", NULL, (next(fd), errno = (int)reason, -1), int, close, (int fd), (fd))
+CALL("stat", path, -1, int, stat, (const char* path, struct stat* status), (path, status))
+CALL("folder", NULL, NULL, DIR*, fdopendir, (int fd), (fd))
+CALL("folder", NULL, NULL, struct dirent*, readdir, (DIR * folder), (folder))
+CALL("memory", NULL, MAP_FAILED, void*, mmap,
      (void* at, size_t bytes, int protection, int flags, int fd, off_t offset),
      (at, bytes, protection, flags, fd, offset))
-CALL("thread", errno, int, pthread_create,
+CALL("thread", NULL, errno, int, pthread_create,
      (pthread_t * thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument),
      (thread, attributes, run, argument))
 
 /* dlsym may allocate, so these go to the C library by name. */
-#define ALLOCATE(name, parameters, arguments)                    \
-    void* __libc_##name parameters;                              \
-    void* name parameters {                                      \
-        return fails("memory") ? NULL : __libc_##name arguments; \
+#define ALLOCATE(name, parameters, arguments)                          \
+    void* __libc_##name parameters;                                    \
+    void* name parameters {                                            \
+        return fails("memory", NULL) ? NULL : __libc_##name arguments; \
     }
 
 ALLOCATE(malloc, (size_t bytes), (bytes))
 ALLOCATE(calloc, (size_t count, size_t bytes), (count, bytes))
 ALLOCATE(realloc, (void* memory, size_t bytes), (memory, bytes))
+
+/* std::thread::hardware_concurrency() */
+unsigned _ZNSt6thread20hardware_concurrencyEv(void) {
+    const char* threads = getenv("FAULT_THREADS");
+    return threads ? (unsigned)atol(threads) : (unsigned)sysconf(_SC_NPROCESSORS_ONLN);
+}

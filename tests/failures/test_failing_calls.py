@@ -7,22 +7,27 @@ import signal
 
 import pytest
 
-from program import info
+from program import aborted, assertion, ended, error, info, what
 from recording import PIXEL, TICK, Event
 
-REASONS = {"open": errno.EMFILE, "read": errno.EIO, "write": errno.ENOSPC, "seek": errno.EIO,
-           "memory": errno.ENOMEM, "thread": errno.EAGAIN}
 FOREVER = 10**9
-MESSAGE = re.compile(r"  what\(\):  \S|^assertion \S", re.MULTILINE)
+CALLS = [("open", errno.EMFILE), ("read", errno.EIO), ("write", errno.ENOSPC), ("write", 0),
+         ("seek", errno.EIO), ("close", errno.EIO), ("stat", errno.EIO), ("folder", errno.EIO),
+         ("memory", errno.ENOMEM), ("thread", errno.EAGAIN)]
+NOT_MADE_BY_ALL = "thread", "stat", "folder"
+MESSAGE = r"  what\(\):  \S|^assertion \S"
+# The standard library's last word when it has no memory for the entries of a folder.
+NO_MEMORY_FOR_FOLDER = "|^terminate called without an active exception$"
 
 TIMES = f"-t {1000 * TICK} -T 4"
+NAMES = "-i a.orvenevent,bad.orvenevent,b.orvenevent"
 RUNS = {
-    "2-D": "-x 600",
-    "2-D in order": "-f settings.json --parallel false --fileFormat tiff_w8",
-    "2-D reference": "-E reference -x 9",
-    "3-D": f"{TIMES} -x 300 --fileFormat tiff_w8",
-    "3-D reference in order": f"-E reference {TIMES} -x 9 --parallel false",
-    "frameSync": f"-E frameSync {TIMES} -f settings.json",
+    "2-D": f"{NAMES} -x 600",
+    "2-D in order": "-I . -f settings.json --parallel false --fileFormat tiff_w8",
+    "2-D reference": "--inputListFile list -E reference -x 9",
+    "3-D": f"-I . {TIMES} -x 300 --fileFormat tiff_w8",
+    "3-D reference in order": f"-I . -E reference {TIMES} -x 9 --parallel false",
+    "frameSync": f"--inputListFile list -E frameSync {TIMES} -f settings.json",
 }
 
 
@@ -42,8 +47,10 @@ class Run:
         self.goes_on = "false" not in arguments and "frameSync" not in arguments
         if self.goes_on:
             names.insert(1, vexolan.put("bad.orvenevent", self.recording[:-1]))
+        vexolan.put("list", "\n".join(names))
         vexolan.put("settings.json", '{"vexolan": {"size_x": 8, "psd_max": 2.5}, "more": [1, {}]}')
-        self.arguments = [*arguments.split(), "-i", ",".join(names), "-o", "out"]
+        self.arguments = [*arguments.split(), "-o", "out"]
+        self.message = MESSAGE + (NO_MEMORY_FOR_FOLDER if "-I" in arguments else "")
         self.whole = self()
         assert self.whole.status == 0 and len(self.whole.err.splitlines()) == self.goes_on
         self.image, self.pages = vexolan.bytes(), vexolan.pages()
@@ -58,11 +65,14 @@ class Run:
 
     def expect_message_or_image(self, outcome):
         if outcome.status != 0:
-            assert outcome.status == -signal.SIGABRT and MESSAGE.search(outcome.err), outcome
+            assert outcome.status == -signal.SIGABRT, outcome
+            assert re.search(self.message, outcome.err, re.MULTILINE), outcome
             return
         errors = re.findall("^ERROR.*$", outcome.err, re.MULTILINE)
         assert all(re.match("ERROR:   <time>: .", line) for line in errors), outcome
-        if self.goes_on and len(errors) > 1:  # a file more was left out, and it is said
+        if any(line.endswith(" file: list") for line in errors):
+            assert outcome.out == "" and not self.vexolan.exists()
+        elif self.goes_on and len(errors) > 1:  # a file more was left out, and it is said
             assert re.fullmatch(info(r"\d+"), outcome.out), outcome
             assert (self.vexolan.pages() <= self.pages).all()
         else:
@@ -72,23 +82,23 @@ class Run:
     def each_call(self, faults, call, last=None, **settings):
         """The outcomes with the first call changed, the second, and so on up to the last one."""
         for number in itertools.count(1):
-            faults(call, number, last or number, **settings)
+            faults(call, number, last or number, threads=3, **settings)
             outcome = self()
             yield outcome
             if outcome.status == 0 and int(self.vexolan.bytes("calls")) < number:
                 break
-        assert number > 1 or call == "thread"
+        assert number > 1 or call in NOT_MADE_BY_ALL
 
 
 @pytest.mark.parametrize("last", [None, FOREVER], ids=["once", "from_then_on"])
-@pytest.mark.parametrize("call", REASONS)
-def test_call_that_fails_never_spoils_an_image_unnoticed(run, faults, call, last):
-    for outcome in run.each_call(faults, call, last, errno=REASONS[call]):
+@pytest.mark.parametrize("call, reason", CALLS)
+def test_call_that_fails_never_spoils_an_image_unnoticed(run, faults, call, reason, last):
+    for outcome in run.each_call(faults, call, last, errno=reason):
         run.expect_message_or_image(outcome)
 
 
 def test_interrupted_and_short_transfers_go_on(run, faults):
-    faults("short", 1, FOREVER)
+    faults("short")
     run.expect_whole(run())
     for call in "read", "write":
         for outcome in run.each_call(faults, call, errno=errno.EINTR):
@@ -98,5 +108,50 @@ def test_interrupted_and_short_transfers_go_on(run, faults):
 @pytest.mark.parametrize("size", [0, 1000, 200000])
 @pytest.mark.parametrize("call", ["read", "seek"])
 def test_file_that_shrinks_or_grows_never_spoils_an_image_unnoticed(run, faults, call, size):
-    for outcome in run.each_call(faults, call, file="a.orvenevent", size=size):
+    for outcome in run.each_call(faults, call, do=f"truncate -s {size} a.orvenevent; :"):
         run.expect_message_or_image(outcome)
+
+
+def test_only_the_output_must_close_without_an_error(run, faults):
+    message = 'output file "out" could not be written (Input/output error)!'
+    failures = []
+    for outcome in run.each_call(faults, "close", errno=errno.EIO):
+        if outcome.status == 0:
+            run.expect_whole(outcome)
+        else:
+            failures.append(what(outcome))
+    assert failures == [message]
+
+
+@pytest.mark.parametrize("option, end", [
+    ("--inputListFile", ended(err=error("could not read file: text"))),
+    ("-f", aborted(error('settings file "text" could not be read') + assertion("IsObject()")))])
+@pytest.mark.parametrize("number", [1, 2])  # the second read only asks for what follows
+def test_text_that_cannot_be_read_to_its_end_is_an_error(vexolan, faults, option, end, number):
+    vexolan.put("text", '{"vexolan": {}}')
+    faults("read", number, number, errno=errno.EIO)
+    assert vexolan(option, "text", "-o", "out") == end
+    assert not vexolan.exists()
+
+
+@pytest.mark.parametrize("reason", [errno.EIO, errno.EACCES])
+def test_link_that_cannot_be_examined_is_left_to_opening_it(vexolan, faults, reason):
+    vexolan.record("target", [Event()])
+    (vexolan.folder / "data").mkdir()
+    (vexolan.folder / "data" / "link.orvenevent").symlink_to("../target.orvenevent")
+    arguments = ["-I", "data", "-x", 1, "-o", "out"]
+    faults("stat", path="link.orvenevent", errno=reason)
+    assert vexolan(*arguments) == ended(out=info(0))
+    assert vexolan.image() == {(0, 0, 0): 1}
+    assert vexolan.bytes("calls") == b"1"
+    (vexolan.folder / "target.orvenevent").unlink()
+    assert vexolan(*arguments) == ended(
+        out=info(0), err=error('file "data/link.orvenevent" could not be opened!'))
+
+
+@pytest.mark.parametrize("threads", [0, 1, 300])
+def test_any_number_of_hardware_threads_counts_all(vexolan, faults, threads):
+    name = vexolan.record("a", [Event(time=5)], [0, 10])
+    faults(threads=threads)
+    assert vexolan("-i", name, "-E", "reference", "-x", 1, "-o", "out") == ended(out=info(1))
+    assert vexolan.image() == {(0, 0, 0): 1}

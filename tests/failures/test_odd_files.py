@@ -1,13 +1,18 @@
-"""Paths that are no plain files, disks that are full, and images that are too large."""
+"""Files, disks and images of a kind or size that no run should meet, and some that runs must stand."""
 
 import os
 import re
+import resource
+import signal
+import struct
 import subprocess
+import sys
 
 import pytest
 
-from program import aborted, ended, error, info, thrown, warning, what
-from recording import Event
+import program
+from program import aborted, assertion, ended, error, info, thrown, warning, what
+from recording import Event, block, build, container, events
 
 UNOPENED = 'file "bad.orvenevent" could not be opened!'
 
@@ -28,7 +33,8 @@ def make_unreadable(path):
 @pytest.mark.parametrize("make, message", [
     (os.mkfifo, "Read Error!"),
     (lambda path: path.symlink_to("/dev/null"), "Read Error!"),
-    (lambda path: path.symlink_to("/dev/zero"), "Not a valid ORVEN file!"),
+    (lambda path: path.symlink_to("/dev/zero"),
+     "Block size is indicated as 0 but only -16 bytes are left in the file!"),
     (lambda path: path.symlink_to(path), UNOPENED),
     (make_unreadable, UNOPENED),
 ], ids=["pipe", "null", "zero", "loop", "unreadable"])
@@ -79,7 +85,66 @@ def test_image_beyond_classic_tiff_is_warned_of_and_fails(vexolan):
     assert vexolan("-x", 32768, "-o", "/dev/null", "--fileFormat", "tiff_w8").status == 0
 
 
-@pytest.mark.parametrize("pages", [2 * memory("MemTotal", "SwapTotal") // 2**20, 2**40])
-def test_image_larger_than_memory_is_refused_before_input_is_read(vexolan, pages):
-    refused = vexolan("-t", 1, "-T", pages, "-x", 512, "-i", "missing.orvenevent", "-o", "out")
-    assert refused == aborted(thrown("std::bad_alloc", "bad_alloc"))
+@pytest.mark.parametrize("meminfo, fits", [
+    ("MemAvailable: 1024 kB\n", True),
+    ("MemTotal: 9999999 kB\nMemFree: 9999999 kB\nMemAvailable: 1023 kB\n", False),
+    ("MemAvailable: 1000 kB\nHugePages_Total: 9\nSwapFree: 24 kB\n", True),
+    ("MemAvailable: 1000 kB\nSwapTotal: 99 kB\nSwapFree: 23 kB\n", False),
+    ("MemTotal: 1 kB\nSwapFree: 1 kB\n", True),  # the machine does not tell
+])
+def test_image_that_memory_cannot_hold_is_refused_before_input_is_read(
+        vexolan, faults, meminfo, fits):
+    faults(meminfo=vexolan.put("meminfo", meminfo))
+    end = vexolan("-x", 512, "--parallel", "false", "-i", "missing.orvenevent", "-o", "out")
+    assert end == aborted(thrown('file "missing.orvenevent" could not be opened!') if fits
+                          else thrown("std::bad_alloc", "bad_alloc"))
+
+
+def test_settings_nested_a_million_deep_are_refused(vexolan):
+    vexolan.put("s", "[" * 1_000_000)
+    failure = vexolan("-f", "s")
+    assert failure.status == -signal.SIGABRT and failure.err.endswith(assertion("IsObject()"))
+
+
+def test_files_that_are_done_or_failed_are_closed(vexolan):
+    names = [vexolan.record("good", [Event()]), vexolan.put("bad.orvenevent", "ORVEN"),
+             "pipe.orvenevent", "missing.orvenevent"]
+    os.mkfifo(vexolan.folder / "pipe.orvenevent")
+    most, limit = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (100, limit))
+    outcome = vexolan("-i", ",".join(names * 100), "-x", 1, "-o", "out")
+    resource.setrlimit(resource.RLIMIT_NOFILE, (most, limit))
+    assert sorted(outcome.err.splitlines(True)) == sorted(
+        100 * [error("Read Error!"), error("Read Error!"),
+               error('file "missing.orvenevent" could not be opened!')])
+    assert vexolan.image() == {(0, 0, 0): 100}
+
+
+def measure_memory(monkeypatch, folder):
+    """Lets runs write their peak memory in KiB into the file "peak"."""
+    script = folder / "measured"
+    script.write_text(f"""#!{sys.executable}
+import os, sys
+child = os.spawnv(os.P_NOWAIT, {program.VEXOLAN!r}, sys.argv)
+_, status, usage = os.wait4(child, 0)
+open("peak", "w").write(str(usage.ru_maxrss))
+sys.exit(status)
+""")
+    script.chmod(0o700)
+    monkeypatch.setattr(program, "VEXOLAN", str(script))
+
+
+@pytest.mark.parametrize("first", [0, 7], ids=["ascending", "unsorted"])
+def test_memory_does_not_grow_with_the_number_of_triggers(vexolan, monkeypatch, first):
+    n = 200_000_000  # all 0 but the first and the last: a file of a few KiB on disk
+    rows = events(*(Event(time=time) for time in (-5, 50, 99, 100)))
+    start = container(build(), rows, block(b"extTrigs", size=8 * n), size=32 + len(rows) + 16 + 8 * n)
+    with open(vexolan.folder / "a.orvenevent", "wb") as file:
+        file.write(start + struct.pack("<q", first))
+        file.seek(len(start) + 8 * (n - 1))
+        file.write(struct.pack("<q", 100))
+    measure_memory(monkeypatch, vexolan.folder)
+    outcome = vexolan("-i", "a.orvenevent", "-E", "reference", "-x", 1, "-o", "out")
+    assert outcome == ended(out=info(n - 1))
+    assert vexolan.image() == {(0, 0, 0): 3}
+    assert int(vexolan.bytes("peak")) < 64 * 1024

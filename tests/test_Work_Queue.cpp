@@ -1,0 +1,132 @@
+#include "reading/Work_Queue.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <utility>
+
+namespace {
+
+/// What a test does when the next file is opened, before its first bytes are read.
+std::function<void()> while_opening;
+
+}  // namespace
+
+/// Stands in for the C library's.
+extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t position) {
+    if (while_opening) {
+        std::exchange(while_opening, nullptr)();
+    }
+    return syscall(SYS_pread64, descriptor, bytes, count, position);
+}
+
+namespace {
+
+std::string record(const Folder& folder, const std::string& name, std::size_t nEvents) {
+    return folder.write(name, recording(std::vector<Photon_Event>(nEvents, event(1, 2))));
+}
+
+std::exception_ptr failure(const char* message) {
+    return std::make_exception_ptr(std::invalid_argument(message));
+}
+
+/// The file and the first event of the next range, {-1, 0} if there is none.
+std::pair<long, std::size_t> take_from(Work_Queue& queue) {
+    const auto range = queue.take();
+    return range ? std::pair(static_cast<long>(range->fileIndex), range->first)
+                 : std::pair(-1L, std::size_t{0});
+}
+
+const std::pair<long, std::size_t> nothing{-1, 0};
+
+TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
+    const Folder folder;
+    const std::string path = record(folder, "a", 2 * events_per_range + 1);
+    Work_Queue queue({path, path}, Parameters::ignore, On_Failure::log);
+    EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
+    testing::internal::CaptureStderr();
+    queue.fail(0, failure("first"));
+    queue.fail(0, failure("second"));
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find(": first\n"), std::string::npos) << log;
+    EXPECT_EQ(log.find("second"), std::string::npos) << log;
+    for (const std::size_t i : {0, 1, 2}) {
+        EXPECT_EQ(take_from(queue), std::pair(1L, i * events_per_range));
+    }
+    EXPECT_EQ(take_from(queue), nothing);
+}
+
+TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
+    const Folder folder;
+    const std::string path = record(folder, "a", 1);
+    const std::string damaged = folder.write("b", "ORVEN");
+    Work_Queue queue({path, path, damaged, path}, Parameters::ignore, On_Failure::end_run);
+    const auto message = [&] { return message_of([&] { queue.rethrow_failure(); }); };
+    EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
+    EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
+    EXPECT_EQ(message(), "");
+    EXPECT_EQ(take_from(queue), nothing);
+    EXPECT_EQ(message(), "Read Error!");
+    queue.fail(0, failure("of the first"));
+    queue.fail(1, failure("of the second"));
+    EXPECT_EQ(message(), "of the first");
+}
+
+/// Runs until `helper` has ended, or until nothing is left for its thread but to wait.
+void run_until_asleep(pid_t thread, const std::future<long>& helper) {
+    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+    char state = 'R';
+    while (state != 'S' && helper.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        std::ifstream stat(path);
+        stat.ignore(1000, ')') >> state;
+    }
+}
+
+/// The file of which a task gets a range that asks for one while another task opens the file.
+long helped_file(const std::vector<std::string>& paths) {
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::log);
+    std::future<long> helper;
+    while_opening = [&] {
+        std::promise<pid_t> thread;
+        helper = std::async(std::launch::async, [&] {
+            thread.set_value(gettid());
+            return take_from(queue).first;
+        });
+        run_until_asleep(thread.get_future().get(), helper);
+    };
+    (void)take_from(queue);
+    return helper.get();
+}
+
+TEST(Work_Queue, a_task_waits_for_a_file_that_it_can_help_with) {
+    const Folder folder;
+    const std::string file = record(folder, "a", events_per_range + 1);
+    EXPECT_EQ(helped_file({file}), 0);
+    EXPECT_EQ(helped_file({file, record(folder, "b", 1)}), 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(helped_file({folder.write("c", "ORVEN")}), -1);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Read Error!"), std::string::npos);
+}
+
+TEST(Event_File, that_shrinks_after_it_was_opened_fails_where_it_ends) {
+    const Folder folder;
+    const std::string path =
+        folder.write("a", recording(std::vector<Photon_Event>(100, event(1, 2)), {{1, 2, 3}}));
+    const orven::Event_File file(path);
+    std::filesystem::resize_file(path, 1000);
+    std::vector<Photon_Event> events(10);
+    std::vector<orven::Event_Time> triggers(3);
+    file.read_events(0, events);
+    file.read_extTriggers(0, triggers);
+    EXPECT_EQ(message_of([&] { file.read_events(90, events); }), "Read Error!");
+    std::filesystem::resize_file(path, 80);
+    EXPECT_EQ(message_of([&] { file.read_extTriggers(0, triggers); }), "Read Error!");
+}
+
+}  // namespace

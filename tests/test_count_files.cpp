@@ -1,0 +1,115 @@
+#include "reading/count_files.h"
+#include "binning/Binning_Events.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+namespace {
+
+/// What a run counts: the cells of its image, and its trigger intervals.
+using Counted = std::pair<std::vector<unsigned>, std::size_t>;
+
+/// What `count(job)` counts into an image of `record`.
+template <class Count>
+Counted counted(const Parameters& record, Placement placement, const Count& count) {
+    const auto nPages = static_cast<std::size_t>(record.time_max_binNumber.value_or(1));
+    Counting_Image<3> image({nPages, record.size_y, record.size_x});
+    const orven::Photon_Filter filter({1, 3}, {0.2, std::nullopt});
+    const std::size_t nIntervals =
+        count(Counting_Job{record.extTrigger_mode, placement, filter, image.get_content()});
+    return {{image.get_content().begin(), image.get_content().end()}, nIntervals};
+}
+
+/// Files of different sizes, the largest shared by several tasks.
+std::vector<std::string> make_files(const Folder& folder) {
+    std::mt19937 random(3);
+    std::vector<std::string> files;
+    for (const int nEvents : {200'000, 0, 1, 2047, 2048, 5000, 70'000}) {
+        std::vector<Photon_Event> events;
+        for (int i = 0; i < nEvents; ++i) {
+            const auto position = [&] { return static_cast<int>(random() % (1U << 24U)); };
+            events.push_back(event(position(), position(), i * 7L, random() % 5,
+                                   static_cast<double>(random() % 10) / 10));
+        }
+        std::vector<long> triggers;
+        for (long tick = 100; tick < nEvents * 6L; tick += 1000) {
+            triggers.push_back(tick);
+        }
+        files.push_back(folder.write(std::to_string(nEvents), recording(events, triggers)));
+    }
+    return files;
+}
+
+void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placement& placement) {
+    const Folder folder;
+    std::vector<std::string> files = make_files(folder);
+    const Counted in_order = counted(
+        record, placement, [&](const auto& job) { return count_files_in_order(job, files); });
+    EXPECT_GT(std::ranges::count_if(in_order.first, [](unsigned n) { return n > 0; }), 1000);
+    files.insert(files.begin() + 1, "/no/such.orvenevent");
+    files.insert(files.begin() + 3, folder.write("damaged", "ORVEN"));
+    for (const auto& [nTasks, piece_length] :
+         {std::pair<std::size_t, std::size_t>{1, 2048}, {2, 2048}, {3, 1000}, {16, 7}}) {
+        testing::internal::CaptureStderr();
+        const Counted concurrent = counted(record, placement, [&](const auto& job) {
+            return count_files_concurrently(job, files, nTasks, piece_length);
+        });
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(concurrent == in_order) << nTasks;
+        EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
+    }
+}
+
+/// Small images, which tasks count apart, and large ones, which they share.
+TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
+    for (const char* mode : {"ignore", "reference"}) {
+        const Parameters flat = parameters_from({"-E", mode, "-x", "64"});
+        expect_equal_at_any_number_of_tasks(flat, Integrated_Placement(flat));
+        const Parameters deep =
+            parameters_from({"-E", mode, "-x", "200", "-t", "1e-6", "-T", "50"});
+        expect_equal_at_any_number_of_tasks(deep, Time_Bin_Placement(deep));
+    }
+}
+
+TEST(count_files, each_of_many_tiny_files_is_counted_once) {
+    constexpr unsigned nFiles = 20'000;
+    const Folder folder;
+    const std::vector<std::string> files(
+        nFiles, folder.write("a", recording({event(0, 0, 5, 1, 1.0)}, {{0, 10}})));
+    const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
+    EXPECT_EQ(counted(record, Integrated_Placement(record),
+                      [&](const auto& job) { return count_files_concurrently(job, files, 8); }),
+              Counted({nFiles}, nFiles));
+}
+
+TEST(Binning_Events, any_number_of_threads_may_add_single_events) {
+    constexpr unsigned nEvents = 1'000'000;
+    Binning_Events_TimeIntegrated<Parameters::ignore> binning(parameters_from({"-x", "1"}));
+    const auto add_all = [&] {
+        for (unsigned i = 0; i < nEvents; ++i) {
+            binning.add_singleEvent(event(0, 0), {}, 0);
+        }
+    };
+    std::thread other(add_all);
+    add_all();
+    other.join();
+    EXPECT_EQ(binning.get_image()[0], 2 * nEvents);
+}
+
+TEST(Cell_Counter, counts_wrap_modulo_2_to_32) {
+    Counting_Image<2> image({1, 2});
+    image[1] = 0xFFFFFFFF;
+    const std::vector<std::size_t> cells{1, 1, 0};
+    Cell_Counter shared(image.get_content(), Image_Use::shared);
+    shared.count(cells);
+    shared.merge();
+    Cell_Counter(image.get_content(), Image_Use::alone).count(cells);
+    EXPECT_EQ(image[0], 2U);
+    EXPECT_EQ(image[1], 3U);
+}
+
+}  // namespace
