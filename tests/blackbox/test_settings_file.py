@@ -97,6 +97,7 @@ def test_bin_count_beyond_64_bits_is_refused(vexolan, limit):
     ('{"vexolan": {}} // done', "16", "must not be followed by other values"),
     ('["vexolan"]', "", ""),
     ('"vexolan"', "", ""),
+    pytest.param("[" * 1_000_000, "1000000", "", id="deep"),  # the stack holds less
 ])
 def test_unusable_file_is_named_before_the_assertion(vexolan, text, offset, reason):
     if text is not None:
