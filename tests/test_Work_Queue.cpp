@@ -48,7 +48,8 @@ const std::pair<long, std::size_t> nothing{-1, 0};
 TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     const Folder folder;
     const std::string path = record(folder, "a", 2 * events_per_range + 1);
-    Work_Queue queue({path, path}, Parameters::ignore, On_Failure::log);
+    const std::vector paths{path, path};
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::log);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     testing::internal::CaptureStderr();
     queue.fail(0, failure("first"));
@@ -66,7 +67,8 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     const Folder folder;
     const std::string path = record(folder, "a", 1);
     const std::string damaged = folder.write("b", "ORVEN");
-    Work_Queue queue({path, path, damaged, path}, Parameters::ignore, On_Failure::end_run);
+    const std::vector paths{path, path, damaged, path};
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::end_run);
     const auto message = [&] { return message_of([&] { queue.rethrow_failure(); }); };
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));

@@ -1,5 +1,5 @@
-#include "reading/count_files.h"
 #include "binning/Binning_Events.h"
+#include "reading/count_files.h"
 #include "recordings.h"
 
 #include <gtest/gtest.h>

@@ -19,10 +19,10 @@ inline constexpr std::size_t events_per_piece = 2048;
 /// What a run counts, and where: the same for all of its tasks.
 struct Counting_Job {
     Parameters::ExtTrigger_Mode mode;
-    std::size_t firstFrame;  ///< number of the first trigger interval
     Placement placement;
     orven::Photon_Filter filter;
-    std::span<Counter> cells;  ///< of the image, in storage order
+    std::span<Counter> cells;    ///< of the image, in storage order
+    std::size_t firstFrame = 0;  ///< number of the first trigger interval
 };
 
 /// Takes ranges of events from a queue: reads them piece by piece, filters, places and counts them.

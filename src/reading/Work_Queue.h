@@ -44,7 +44,7 @@ public:
     /// The paths must outlive this object. `firstFrame` is the number of the first trigger
     /// interval.
     Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-               On_Failure onFailure_, std::size_t firstFrame);
+               On_Failure onFailure_, std::size_t firstFrame = 0);
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
