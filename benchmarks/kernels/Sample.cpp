@@ -26,6 +26,10 @@ const std::vector<Photon_Event>& sample_events() {
     return events;
 }
 
+std::span<const Photon_Event> sample_piece(std::size_t index) {
+    return std::span(sample_events()).subspan(index * events_per_piece, events_per_piece);
+}
+
 const orven::Photon_Filter& sample_filter() {
     static const orven::Photon_Filter filter({2, 17}, {0.1, 0.9});
     return filter;
@@ -34,6 +38,7 @@ const orven::Photon_Filter& sample_filter() {
 Parameters parameters_from(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "kernels");
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         argv.push_back(argument.data());
     }

@@ -21,6 +21,7 @@ inline constexpr std::size_t nSample_pieces = 512;
 inline constexpr std::size_t nSample_events = nSample_pieces * events_per_piece;
 inline constexpr long sample_ticks = 100'000'000;
 const std::vector<Photon_Event>& sample_events();
+std::span<const Photon_Event> sample_piece(std::size_t index);
 const orven::Photon_Filter& sample_filter();
 
 /// What the filter should do, in plain words.

@@ -8,7 +8,6 @@
 #include "output/Image_Writer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -21,14 +20,13 @@ void read_pieces(benchmark::State& state) {
     std::vector<Photon_Event> piece(events_per_piece);
     const auto read = [&](const auto& use) {
         const orven::Event_File file(sample.path);
-        for (std::size_t i = 0; i < file.index().events.nRecords; i += events_per_piece) {
-            file.read_events(i, piece);
+        for (std::size_t i = 0; i < nSample_pieces; ++i) {
+            file.read_events(i * events_per_piece, piece);
             use(i);
         }
     };
-    read([&](std::size_t first) {
-        if (std::memcmp(piece.data(), &sample_events()[first],
-                        events_per_piece * sizeof(Photon_Event)) != 0) {
+    read([&](std::size_t i) {
+        if (!std::ranges::equal(std::as_bytes(std::span(piece)), std::as_bytes(sample_piece(i)))) {
             state.SkipWithError("wrong events");
         }
     });

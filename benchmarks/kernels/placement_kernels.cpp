@@ -14,24 +14,19 @@ namespace {
 /// So many pieces stay in a core's cache, as pieces do that were just read.
 constexpr std::size_t nCached = 16;
 
-std::span<const Photon_Event> sample_piece(std::size_t index) {
-    return std::span(sample_events()).subspan(index * events_per_piece, events_per_piece);
-}
-
 /// A kind of image: where events belong, and the cell of an event by plain division.
 struct Image {
     Placement placement;
     std::size_t nCells;
-    std::size_t (*plain_cell)(const Photon_Event&);
+    long (*plain_cell)(const Photon_Event&);
 };
 
 /// 1 MiB, which a core's cache holds.
 const Image& small_image() {
-    static const Image image{
-        Integrated_Placement(parameters_from({"-x", "512"})), 512 * 512,
-        [](const Photon_Event& event) {
-            return static_cast<std::size_t>(event.y.value / 32768 * 512 + event.x.value / 32768);
-        }};
+    static const Image image{Integrated_Placement(parameters_from({"-x", "512"})),
+                             std::size_t{512} * 512, [](const Photon_Event& event) {
+                                 return event.y.value / 32'768 * 512L + event.x.value / 32'768;
+                             }};
     return image;
 }
 
@@ -40,8 +35,8 @@ const Image& large_image() {
     static const Image image{
         Time_Bin_Placement(parameters_from({"-x", "256", "-t", "7.8125e-5", "-T", "2000"})),
         std::size_t{2000} * 256 * 256, [](const Photon_Event& event) {
-            return static_cast<std::size_t>(event.time.value / 50'000 * 65'536 +
-                                            event.x.value / 65'536 * 256 + event.y.value / 65'536);
+            return event.time.value / 50'000 * 65'536 + event.x.value / 65'536 * 256L +
+                   event.y.value / 65'536;
         }};
     return image;
 }
@@ -52,8 +47,7 @@ const Image& frame_image() {
     static const Image image{
         Frame_Placement(parameters_from({"-x", "128", "-E", "frameSync", "-t", "1", "-T", "1000"})),
         std::size_t{1000} * 128 * 128, [](const Photon_Event& event) {
-            return static_cast<std::size_t>(7 * 16'384 + event.x.value / 131'072 * 128 +
-                                            event.y.value / 131'072);
+            return 7 * 16'384 + event.x.value / 131'072 * 128L + event.y.value / 131'072;
         }};
     return image;
 }
@@ -62,7 +56,7 @@ std::vector<std::size_t> plain_cells(const Image& image, std::size_t piece) {
     std::vector<std::size_t> cells;
     for (const Photon_Event& event : sample_piece(piece)) {
         if (is_kept(event)) {
-            cells.push_back(image.plain_cell(event));
+            cells.push_back(static_cast<std::size_t>(image.plain_cell(event)));
         }
     }
     return cells;

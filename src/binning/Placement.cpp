@@ -9,8 +9,8 @@ namespace {
 /// conditions: those share a byte of a register, for which each event waits for the one before.
 template <class Kind>
 std::size_t find_cells_of(Kind placement, std::span<const orven::Photon_Event> events,
-                          orven::Photon_Filter filter, Interval interval,
-                          std::span<std::size_t> cells) noexcept {
+                          orven::Photon_Filter filter,  // NOLINT(performance-*): see above
+                          Interval interval, std::span<std::size_t> cells) noexcept {
     std::size_t nFound = 0;
     for (const orven::Photon_Event& event : events) {
         const auto [inside, cell] =
@@ -25,7 +25,7 @@ std::size_t find_cells_of(Kind placement, std::span<const orven::Photon_Event> e
 
 std::size_t find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                        const orven::Photon_Filter& filter, const Interval& interval,
-                       std::span<std::size_t> cells) noexcept {
+                       std::span<std::size_t> cells) {
     assert(cells.size() >= events.size());
     return std::visit(
         [&](const auto& kind) { return find_cells_of(kind, events, filter, interval, cells); },

@@ -34,7 +34,7 @@ public:
                               std::size_t /*frameIndex*/) const noexcept {
         const std::uint32_t column = grid.columns.bin_of(event.x.value);
         const std::uint32_t row = grid.rows.bin_of(event.y.value);
-        return {orven::all_hold(grid.rows.contains(row), grid.columns.contains(column)),
+        return {orven::all_hold(grid.rows.contains(row), grid.columns.contains(column)) ? 1U : 0U,
                 row * grid.columns.size() + column};
     }
 
@@ -58,9 +58,9 @@ public:
                               bool in_time) const noexcept {
         const std::uint32_t column = grid.columns.bin_of(event.y.value);
         const std::uint32_t row = grid.rows.bin_of(event.x.value);
-        return {orven::all_hold(in_time, pages.contains(page), grid.rows.contains(row),
-                                grid.columns.contains(column)),
-                (page * grid.rows.size() + row) * grid.columns.size() + column};
+        const bool inside = orven::all_hold(in_time, pages.contains(page), grid.rows.contains(row),
+                                            grid.columns.contains(column));
+        return {inside ? 1U : 0U, (page * grid.rows.size() + row) * grid.columns.size() + column};
     }
 
     [[nodiscard]] const Time_Axis& time_bins() const noexcept { return pages; }
@@ -112,4 +112,4 @@ using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_P
 [[nodiscard]] std::size_t find_cells(const Placement& placement,
                                      std::span<const orven::Photon_Event> events,
                                      const orven::Photon_Filter& filter, const Interval& interval,
-                                     std::span<std::size_t> cells) noexcept;
+                                     std::span<std::size_t> cells);
