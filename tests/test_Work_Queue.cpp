@@ -57,7 +57,7 @@ TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find(": first\n"), std::string::npos) << log;
     EXPECT_EQ(log.find("second"), std::string::npos) << log;
-    for (const std::size_t i : {0, 1, 2}) {
+    for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(take_from(queue), std::pair(1L, i * events_per_range));
     }
     EXPECT_EQ(take_from(queue), nothing);

@@ -52,14 +52,17 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placeme
     EXPECT_GT(std::ranges::count_if(in_order.first, [](unsigned n) { return n > 0; }), 1000);
     files.insert(files.begin() + 1, "/no/such.orvenevent");
     files.insert(files.begin() + 3, folder.write("damaged", "ORVEN"));
-    for (const auto& [nTasks, piece_length] :
-         {std::pair<std::size_t, std::size_t>{1, 2048}, {2, 2048}, {3, 1000}, {16, 7}}) {
+    struct Way {
+        std::size_t nTasks;
+        std::size_t piece_length;
+    };
+    for (const Way way : {Way{1, 2048}, Way{2, 2048}, Way{3, 1000}, Way{16, 7}}) {
         testing::internal::CaptureStderr();
         const Counted concurrent = counted(record, placement, [&](const auto& job) {
-            return count_files_concurrently(job, files, nTasks, piece_length);
+            return count_files_concurrently(job, files, way.nTasks, way.piece_length);
         });
         const std::string log = testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(concurrent == in_order) << nTasks;
+        EXPECT_TRUE(concurrent == in_order) << way.nTasks;
         EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
     }
 }
