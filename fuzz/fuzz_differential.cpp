@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t max_files = 4;
 constexpr std::size_t max_events = 70000;   // more than a task takes of a file at a time
 constexpr std::size_t max_triggers = 5000;  // more than a task sees at a time
+constexpr long leap = 20 * max_triggers;       // over more triggers than that
 constexpr long max_long = std::numeric_limits<long>::max();
 constexpr int max_int = std::numeric_limits<int>::max();
 constexpr double tick = 1.5625e-9;
@@ -68,7 +69,7 @@ Parameters take_settings(Fuzz_Input& input) {
         if (input.below(16) == 15) {
             settings.time_res_s = tick * input.one_of({0.5, 0.4, 0x1p63, 0.0, -1.0, HUGE_VAL});
         }
-        settings.time_max_binNumber = input.one_of({20, 5, 3, 2, 1, 0});
+        settings.time_max_binNumber = input.one_of({200, 20, 5, 3, 1, 0});
     }
     settings.nPhotons_min = input.below(4) != 3 ? 0 : take_photons(input);
     settings.nPhotons_max = input.below(4) != 3 ? UINT64_MAX : take_photons(input);
@@ -89,11 +90,14 @@ int take_position(Fuzz_Input& input, std::uint64_t size) {
     return input.one_of({near, near, near, near, near, input.take<int>(), -max_int - 1, max_int});
 }
 
-/// Mostly a little later than `last`.
-long take_time(Fuzz_Input& input, long last) {
+/// Mostly a little later than `last`, now and then by `leap`; in a wild file anything.
+long take_time(Fuzz_Input& input, long last, long leap, bool wild) {
     const long later = plus(last, static_cast<long>(input.below(32)));
-    return input.one_of({later, later, later, later, later, later, last, 0L, -max_long - 1,
-                         max_long, static_cast<long>(input.take<std::int16_t>())});
+    if (wild) {
+        return input.one_of({later, later, last, 0L, -max_long - 1, max_long,
+                             static_cast<long>(input.take<std::int16_t>())});
+    }
+    return input.one_of({later, later, later, later, later, last, last - 7, last + leap});
 }
 
 /// The same again and again, each time later by `period`, makes files of many pieces and windows.
@@ -111,12 +115,13 @@ void repeat(std::vector<Record>& records, Fuzz_Input& input, std::size_t max_len
 Recorded_File take_file(Fuzz_Input& input, const Parameters& settings) {
     Recorded_File file;
     file.damaged = input.below(32) == 31;
-    const long period = input.one_of({30L, 30L, 0L, 1L, 200L, 1L << 40, -1L});
+    const bool wild = input.below(4) == 3;
+    const long period = input.one_of({200L, 200L, 400L, 0L, 1L, 1L << 40, -1L});
     long last = 0;
     if (input.below(16) != 15) {
         file.triggers.emplace(input.below(12));
         for (long& time : *file.triggers) {
-            time = last = take_time(input, last);
+            time = last = take_time(input, last, 0, wild);
         }
         repeat(*file.triggers, input, max_triggers, period,
                [](long& time) -> long& { return time; });
@@ -124,7 +129,7 @@ Recorded_File take_file(Fuzz_Input& input, const Parameters& settings) {
     last = 0;
     const bool crossed = settings.time_res_s.has_value();
     for (std::size_t n = input.below(40); n > 0; --n) {
-        last = take_time(input, last);
+        last = take_time(input, last, leap, wild);
         const int x = take_position(input, crossed ? settings.size_y : settings.size_x);
         const int y = take_position(input, crossed ? settings.size_x : settings.size_y);
         file.events.push_back(event(x, y, last, take_photons(input), take_psd(input)));

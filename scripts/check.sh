@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Checks what the tests do not: that clang compiles without warnings, the format, and clang-tidy.
+# Checks what the tests do not: that everything compiles by clang without warnings, benchmarks
+# included, the format, and clang-tidy.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build test check
+"$project/scripts/install_packages.sh" build test check benchmark
 cd "$project"
-cmake --preset clang
+cmake --preset clang -DVEXOLAN_BENCHMARKS=ON
 cmake --build --preset clang
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
-git ls-files 'src/*.cpp' 'tools/*.cpp' |
-    xargs -P "$(nproc)" -n 1 clang-tidy -p build-clang --quiet
+# Findings are errors; the count of warnings that were switched off says nothing.
+git ls-files '*.cpp' |
+    xargs -P "$(nproc)" -n 1 clang-tidy -p build-clang --quiet 2> >(grep -v 'warnings\? generated' >&2)

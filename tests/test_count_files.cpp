@@ -24,7 +24,8 @@ Counted counted(const Parameters& record, Placement placement, const Count& coun
     return {{image.get_content().begin(), image.get_content().end()}, nIntervals};
 }
 
-/// Files of different sizes, the largest shared by several tasks.
+/// Files of different sizes, the largest shared by several tasks. Half of the events meet in one
+/// cell.
 std::vector<std::string> make_files(const Folder& folder) {
     std::mt19937 random(3);
     std::vector<std::string> files;
@@ -32,8 +33,10 @@ std::vector<std::string> make_files(const Folder& folder) {
         std::vector<Photon_Event> events;
         for (int i = 0; i < nEvents; ++i) {
             const auto position = [&] { return static_cast<int>(random() % (1U << 24U)); };
-            events.push_back(event(position(), position(), i * 7L, random() % 5,
-                                   static_cast<double>(random() % 10) / 10));
+            events.push_back(random() % 2 == 0
+                                 ? event(0, 0, 0, 1, 1.0)
+                                 : event(position(), position(), i * 7L, random() % 5,
+                                         static_cast<double>(random() % 10) / 10));
         }
         std::vector<long> triggers;
         for (long tick = 100; tick < nEvents * 6L; tick += 1000) {

@@ -27,7 +27,7 @@ def faults(monkeypatch, tmp_path):
     monkeypatch.setenv("LD_PRELOAD", os.environ["VEXOLAN_FAULTS"])
     monkeypatch.setenv("FAULT_CALLS", str(tmp_path / "calls"))
 
-    def inject(call="none", first=1, last=10**9, **settings):
+    def inject(call="none", first=1, last=10**18, **settings):
         for name, value in {"call": call, "first": first, "last": last, **settings}.items():
             monkeypatch.setenv(f"FAULT_{name.upper()}", str(value))
     return inject
