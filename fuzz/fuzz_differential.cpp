@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t max_files = 4;
 constexpr std::size_t max_events = 70000;   // more than a task takes of a file at a time
 constexpr std::size_t max_triggers = 5000;  // more than a task sees at a time
-constexpr long leap = 20 * max_triggers;       // over more triggers than that
+constexpr long leap = 20 * max_triggers;    // over more triggers than that
 constexpr long max_long = std::numeric_limits<long>::max();
 constexpr int max_int = std::numeric_limits<int>::max();
 constexpr double tick = 1.5625e-9;
@@ -90,14 +90,14 @@ int take_position(Fuzz_Input& input, std::uint64_t size) {
     return input.one_of({near, near, near, near, near, input.take<int>(), -max_int - 1, max_int});
 }
 
-/// Mostly a little later than `last`, now and then by `leap`; in a wild file anything.
-long take_time(Fuzz_Input& input, long last, long leap, bool wild) {
+/// Mostly a little later than `last`, now and then by `farther`; in a wild file anything.
+long take_time(Fuzz_Input& input, long last, long farther, bool wild) {
     const long later = plus(last, static_cast<long>(input.below(32)));
     if (wild) {
         return input.one_of({later, later, last, 0L, -max_long - 1, max_long,
                              static_cast<long>(input.take<std::int16_t>())});
     }
-    return input.one_of({later, later, later, later, later, last, last - 7, last + leap});
+    return input.one_of({later, later, later, later, later, last, last - 7, last + farther});
 }
 
 /// The same again and again, each time later by `period`, makes files of many pieces and windows.
@@ -238,8 +238,7 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
         expect(!message_of([&] { const Binning binning(settings); }).empty(), "no image");
         return;
     }
-    const bool concurrent =
-        settings.parallel && settings.extTrigger_mode != Parameters::frameSync;
+    const bool concurrent = settings.parallel && settings.extTrigger_mode != Parameters::frameSync;
     Binning one_by_one(settings);
     const auto& image = one_by_one.get_image().get_content();
     Counts counts;
@@ -258,9 +257,8 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
                            cells};
     std::size_t nIntervals = 0;
     const std::string fault = message_of([&] {
-        nIntervals = concurrent
-                         ? count_files_concurrently(job, paths, way.nTasks, way.piece_length)
-                         : count_files_in_order(job, paths);
+        nIntervals = concurrent ? count_files_concurrently(job, paths, way.nTasks, way.piece_length)
+                                : count_files_in_order(job, paths);
     });
     expect(fault.empty() != (failed && !concurrent), "an exception or none");
     if (fault.empty()) {
