@@ -33,10 +33,9 @@ std::vector<std::string> make_files(const Folder& folder) {
         std::vector<Photon_Event> events;
         for (int i = 0; i < nEvents; ++i) {
             const auto position = [&] { return static_cast<int>(random() % (1U << 24U)); };
-            events.push_back(random() % 2 == 0
-                                 ? event(0, 0, 0, 1, 1.0)
-                                 : event(position(), position(), i * 7L, random() % 5,
-                                         static_cast<double>(random() % 10) / 10));
+            events.push_back(random() % 2 == 0 ? event(0, 0, 0, 1, 1.0)
+                                               : event(position(), position(), i * 7L, random() % 5,
+                                                       static_cast<double>(random() % 10) / 10));
         }
         std::vector<long> triggers;
         for (long tick = 100; tick < nEvents * 6L; tick += 1000) {
