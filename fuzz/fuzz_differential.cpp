@@ -105,7 +105,7 @@ template <class Record, class Time_Of>
 void repeat(std::vector<Record>& records, Fuzz_Input& input, std::size_t max_length, long period,
             const Time_Of& time_of) {
     const std::size_t length = records.size();
-    const std::size_t nTimes = input.one_of<std::size_t>({1, 1, 2, 130, 5000});
+    const auto nTimes = input.one_of<std::size_t>({1, 1, 2, 130, 5000});
     for (std::size_t i = length; i < std::min(length * nTimes, max_length); ++i) {
         records.push_back(records[i - length]);
         time_of(records.back()) = plus(time_of(records.back()), period);

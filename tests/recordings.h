@@ -101,5 +101,5 @@ inline Parameters parameters_from(std::vector<std::string> arguments) {
     }
     argv.push_back(nullptr);
     optind = 0;  // makes getopt start anew
-    return Parameters(static_cast<int>(argv.size()) - 1, argv.data());
+    return {static_cast<int>(argv.size()) - 1, argv.data()};
 }

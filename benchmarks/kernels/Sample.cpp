@@ -2,13 +2,12 @@
 
 #include "write_event_file.h"
 
-#include <getopt.h>
-
 #include <algorithm>
 #include <random>
 
 const std::vector<Photon_Event>& sample_events() {
     static const std::vector<Photon_Event> events = [] {
+        constexpr long end_ticks = 100'000'000;
         constexpr int detector = 256 * orven::Event_Length::units_per_pixel;
         std::mt19937_64 random(1);
         const auto below = [&random](std::uint64_t limit) { return random() % limit; };
@@ -17,7 +16,7 @@ const std::vector<Photon_Event>& sample_events() {
         for (std::size_t i = 0; i < nSample_events; ++i) {
             made.emplace_back(orven::Event_Length(static_cast<int>(below(detector))),
                               orven::Event_Length(static_cast<int>(below(detector))),
-                              orven::Event_Time(static_cast<long>(below(sample_ticks))), below(20),
+                              orven::Event_Time(static_cast<long>(below(end_ticks))), below(20),
                               static_cast<double>(below(1000)) * 1e-3);
         }
         std::ranges::sort(made, {}, &Photon_Event::time);
@@ -35,18 +34,6 @@ const orven::Photon_Filter& sample_filter() {
     return filter;
 }
 
-Parameters parameters_from(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "kernels");
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
-    optind = 0;  // makes getopt start anew
-    return {static_cast<int>(arguments.size()), argv.data()};
-}
-
 namespace {
 
 /// Hands out the records one after another.
@@ -60,7 +47,6 @@ Record_Source<Record> source_of(std::span<const Record> records) {
 
 }  // namespace
 
-Sample_File::Sample_File(std::span<const orven::Event_Time> triggers)
-    : Temporary_File("kernels.orvenevent") {
-    write_event_file(path, source_of(triggers), source_of(std::span(sample_events())));
+Sample_File::Sample_File(std::span<const orven::Event_Time> triggers) {
+    write_event_file(path(), source_of(triggers), source_of(std::span(sample_events())));
 }

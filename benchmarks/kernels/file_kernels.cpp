@@ -8,8 +8,7 @@
 #include "output/Image_Writer.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <memory>
 
 namespace {
@@ -19,7 +18,7 @@ void read_pieces(benchmark::State& state) {
     const Sample_File sample;
     std::vector<Photon_Event> piece(events_per_piece);
     const auto read = [&](const auto& use) {
-        const orven::Event_File file(sample.path);
+        const orven::Event_File file(sample.path());
         for (std::size_t i = 0; i < nSample_pieces; ++i) {
             file.read_events(i * events_per_piece, piece);
             use(i);
@@ -41,7 +40,7 @@ BENCHMARK(read_pieces);
 void read_alone(benchmark::State& state) {
     const Sample_File sample;
     Work work;
-    work.files = {sample.path};
+    work.files = {sample.path()};
     for (auto _ : state) {
         read_all(work);
     }
@@ -79,29 +78,23 @@ void raw(const std::string& path, const Counting_Image<3>& image) {
     write_raw(path, plain_counts(image));
 }
 
-bool same_files(const std::string& a, const std::string& b) {
-    std::ifstream first(a, std::ios::binary);
-    std::ifstream second(b, std::ios::binary);
-    return std::equal(std::istreambuf_iterator<char>(first), {},
-                      std::istreambuf_iterator<char>(second), {});
-}
-
 template <auto write>
 void write_image(benchmark::State& state) {
     const auto& image = image_of(static_cast<std::size_t>(state.range(0)),
                                  static_cast<std::size_t>(state.range(1)));
-    const Temporary_File file("kernels.tif");
+    const Folder folder;
+    const std::string path = folder.path / "image.tif";
     if constexpr (write == tiff) {
-        const Temporary_File expected("kernels-expected.tif");
-        row_by_row(expected.path, image);
-        write(file.path, image);
-        if (!same_files(file.path, expected.path)) {
+        const std::string expected = folder.path / "expected.tif";
+        row_by_row(expected, image);
+        write(path, image);
+        if (read_file(path) != read_file(expected)) {
             state.SkipWithError("wrong file");
         }
     }
     for (auto _ : state) {
-        std::filesystem::remove(file.path);
-        write(file.path, image);
+        std::filesystem::remove(path);
+        write(path, image);
     }
     report(state, image.get_content().size(), image.get_content().size() * sizeof(std::uint32_t));
 }

@@ -145,7 +145,7 @@ void trigger_walk(benchmark::State& state) {
         triggers.emplace_back(triggers.back().value + interval_ticks);
     }
     const Sample_File sample(triggers);
-    const orven::Event_File file(sample.path);
+    const orven::Event_File file(sample.path());
     const orven::Photon_Filter accept_all({0, UINT64_MAX}, {});
     std::vector<std::size_t> nEvents(triggers.size() - 1);
     const auto walk_all = [&] {
