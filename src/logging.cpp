@@ -18,6 +18,8 @@ constexpr const char* prefix(LogLevel level) {
             return "WARNING: ";
         case info:
             return "info:    ";
+        case detail:
+            return "detail:  ";
     }
     return "";
 }
@@ -40,9 +42,10 @@ void logging(const std::string& message) {
     std::ostringstream line;
     line.exceptions(std::ios::badbit);  // without memory, fail rather than write half a line
     line << prefix(level) << std::put_time(&local, "%Y-%m-%d %X UTC%z") << ": " << message << '\n';
-    (level == info ? std::cout : std::cerr) << line.str() << std::flush;
+    (level >= info ? std::cout : std::cerr) << line.str() << std::flush;
 }
 
 template void logging<error>(const std::string&);
 template void logging<warning>(const std::string&);
 template void logging<info>(const std::string&);
+template void logging<detail>(const std::string&);

@@ -1,9 +1,11 @@
 #include "binning/Binning_Events.h"
 #include "output/Image_Writer.h"
+#include "output/Pending_File.h"
 #include "run_steps.h"
 #include "settings/Parameters.h"
 
 #include <cassert>
+#include <chrono>
 #include <stdexcept>
 #include <type_traits>
 
@@ -17,12 +19,14 @@ void run(const Parameters& parameters) {
     assert(extTrigger_mode == parameters.extTrigger_mode);
     using Binning = std::conditional_t<timeResolved, Binning_Events_TimeResolved<extTrigger_mode>,
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
+    const auto started = std::chrono::steady_clock::now();
+    check_outputs(parameters);
     Binning binning(parameters);
     const Image_Pages image = pages_of(binning.get_image());
-    warn_if_too_large(parameters, image);
+    warn_of_outputs(parameters, image);
     count_input_files(parameters, binning);
     log_trigger_count(parameters, binning.get_nTriggers());
-    write_image(parameters, image);
+    write_outputs(parameters, image, binning.get_account(), started);
 }
 
 void run_timeResolved(const Parameters& parameters) {
@@ -60,6 +64,7 @@ void run_timeIntegrated(const Parameters& parameters) {
 
 /// Exceptions leave main on purpose: the runtime's report of their message is the error message.
 int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
+    prepare_signals();
     const Parameters parameters(argc, argv);
     if (!parameters.exit_requested) {
         if (parameters.time_res_s) {

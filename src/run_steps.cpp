@@ -1,23 +1,100 @@
 #include "run_steps.h"
 
+#include "binning/Image_Geometry.h"
 #include "logging.h"
+#include "output/Output_Check.h"
+#include "output/Spectra_File.h"
+#include "output/Text_File.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <vector>
+
+namespace {
+
+/// The report and the spectra are small beside the image.
+constexpr std::uint64_t some_bytes = 4096;
+
+/// An output file, and about how many bytes it will have.
+struct Output {
+    std::string path;
+    std::uint64_t bytes;
+};
+
+std::vector<Output> outputs_of(const Parameters& parameters, std::uint64_t imageBytes) {
+    std::vector<Output> outputs{{*parameters.outputFile, imageBytes}};
+    for (const auto& path : {parameters.spectraFile, parameters.reportFile}) {
+        if (path) {
+            outputs.push_back({*path, some_bytes});
+        }
+    }
+    return outputs;
+}
+
+void warn(const Parameters& parameters, const std::string& message) {
+    if (parameters.strict) {
+        throw std::runtime_error(message);
+    }
+    logging<warning>(message);
+}
+
+void make_folder_for(const std::string& path) {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    if (!folder.empty()) {
+        std::filesystem::create_directories(folder);
+    }
+}
+
+Image_Axes axes_of(const Parameters& parameters) {
+    std::optional<orven::Event_Time> bin_length;
+    if (parameters.time_res_s) {
+        bin_length = time_bin_length(*parameters.time_res_s);
+    }
+    return {pixel_width(parameters.size_x), pixel_width(parameters.size_y), bin_length};
+}
+
+}  // namespace
+
+void check_outputs(const Parameters& parameters) {
+    if (parameters.spectraFile &&
+        (!parameters.time_res_s || parameters.extTrigger_mode == Parameters::frameSync)) {
+        throw std::invalid_argument("spectra need pages that are time bins!");
+    }
+    if (parameters.reportFile) {
+        check_settings_can_be_reported(parameters);
+    }
+    std::vector<std::string> others;
+    for (const Output& output : outputs_of(parameters, 0)) {
+        refuse_harmful_output(output.path, parameters.inputFiles, others);
+        refuse_harmful_output(output.path, parameters.settingsFiles, others);
+        others.push_back(output.path);
+    }
+}
+
+void warn_of_outputs(const Parameters& parameters, const Image_Pages& image) {
+    const bool big = parameters.fileFormat == "tiff_w8";
+    const std::uint64_t bytes = tiff_bytes(image, big);
+    if (parameters.fileFormat == "tiff_w4" && bytes > std::numeric_limits<std::uint32_t>::max()) {
+        warn(parameters, "The output will need " + std::to_string(bytes) +
+                             R"( bytes, but "tiff_w4" files end at 4 GiB. Use "tiff_w8"!)");
+    }
+    for (const Output& output : outputs_of(parameters, bytes)) {
+        if (const auto problem = output_problem(output.path, output.bytes)) {
+            warn(parameters, *problem);
+        }
+    }
+    if (image.nPages == 0) {
+        warn(parameters, "The image will have no pages!");
+    }
+}
 
 orven::Photon_Filter event_filter(const Parameters& parameters) {
     return orven::Photon_Filter({parameters.nPhotons_min, parameters.nPhotons_max},
                                 {parameters.psd_min, parameters.psd_max});
-}
-
-void warn_if_too_large(const Parameters& parameters, const Image_Pages& image) {
-    const std::uint64_t bytes = classic_tiff_bytes(image.nPages, image.rows, image.columns);
-    if (parameters.fileFormat == "tiff_w4" && bytes > std::numeric_limits<std::uint32_t>::max()) {
-        logging<warning>("The output will need " + std::to_string(bytes) +
-                         R"( bytes, but "tiff_w4" files end at 4 GiB. Use "tiff_w8"!)");
-    }
 }
 
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers) {
@@ -25,12 +102,23 @@ void log_trigger_count(const Parameters& parameters, std::size_t nTriggers) {
                   parameters.outputFile.value_or("Not Available"));
 }
 
-void write_image(const Parameters& parameters, const Image_Pages& image) {
+void write_outputs(const Parameters& parameters, const Image_Pages& image,
+                   const Run_Account& account, std::chrono::steady_clock::time_point started) {
     const char* const openMode = tiff_open_mode(parameters.fileFormat);
-    const std::filesystem::path folder =
-        std::filesystem::path(*parameters.outputFile).parent_path();
-    if (!folder.empty()) {
-        std::filesystem::create_directories(folder);
+    make_folder_for(*parameters.outputFile);
+    const std::uint64_t bytes = write_tiff(*parameters.outputFile, openMode, image);
+    const Image_Axes axes = axes_of(parameters);
+    if (parameters.spectraFile) {
+        make_folder_for(*parameters.spectraFile);
+        write_spectra(*parameters.spectraFile, image, *axes.bin_length);
     }
-    write_tiff(*parameters.outputFile, openMode, image);
+    if (parameters.wants_account()) {
+        const auto duration = std::chrono::steady_clock::now() - started;
+        const Run_Report report{parameters, account, image, axes, bytes, duration};
+        if (parameters.reportFile) {
+            make_folder_for(*parameters.reportFile);
+            write_text_file(*parameters.reportFile, report_text(report));
+        }
+        log_report(report);
+    }
 }

@@ -3,9 +3,11 @@
 #include "Filters_Events.h"
 #include "binning/Binning_Events_Base.h"
 #include "output/Image_Writer.h"
+#include "output/Run_Report.h"
 #include "reading/add_files.h"
 #include "settings/Parameters.h"
 
+#include <chrono>
 #include <cstddef>
 
 /// The filter that these settings ask for.
@@ -13,9 +15,15 @@
 
 // The steps of a run, in their order.
 
-/// Logs a warning if the output format cannot hold the image, so that nobody waits for a run in
-/// vain.
-void warn_if_too_large(const Parameters& parameters, const Image_Pages& image);
+/// Refuses, before anything is read or written, outputs that would destroy what this run reads or
+/// any recording, and outputs that these settings cannot give.
+/// Throws: std::invalid_argument.
+void check_outputs(const Parameters& parameters);
+
+/// Logs a warning for each reason that is known beforehand why the run cannot end well, so that
+/// nobody waits for it in vain.
+/// Throws: with strict settings, std::runtime_error with the first of them instead.
+void warn_of_outputs(const Parameters& parameters, const Image_Pages& image);
 
 /// Counts all input files, by parallel tasks where that is wanted and possible: frames are numbered
 /// in the order of the files.
@@ -36,7 +44,9 @@ void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& 
 /// Logs the number of trigger intervals.
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers);
 
-/// Writes the image to the output path, whose folders are made if they are missing.
+/// Writes the image, and beside it what else the settings ask for, and logs what became of the run.
+/// Folders are made if they are missing.
 /// Throws: std::invalid_argument for an unknown format, std::filesystem::filesystem_error, and as
-/// `write_tiff`.
-void write_image(const Parameters& parameters, const Image_Pages& image);
+/// `write_tiff`, `write_spectra` and `write_text_file`.
+void write_outputs(const Parameters& parameters, const Image_Pages& image,
+                   const Run_Account& account, std::chrono::steady_clock::time_point started);

@@ -22,6 +22,9 @@ public:
     /// What its blocks were found to be.
     [[nodiscard]] const Event_File_Index& index() const noexcept { return content; }
 
+    /// Its number of bytes when it was opened.
+    [[nodiscard]] std::int64_t size() const noexcept { return file.size(); }
+
     /// Reads the events from index `first` on, as many as `events` holds; all must exist.
     /// Throws: std::invalid_argument "Read Error!".
     void read_events(std::size_t first, std::span<Photon_Event> events) const {

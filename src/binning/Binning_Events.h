@@ -29,7 +29,9 @@ public:
 
     /// Throws: std::invalid_argument for sizes that give no image, std::bad_alloc.
     explicit Binning_Events_TimeIntegrated(const Parameters& parameters)
-        : placement(parameters), image({parameters.size_y, parameters.size_x}) {
+        : Binning_Events_Base<mode>(parameters),
+          placement(parameters),
+          image({parameters.size_y, parameters.size_x}) {
         assert(!parameters.time_res_s.has_value());
         assert(!parameters.time_max_binNumber.has_value());
     }
@@ -60,7 +62,8 @@ public:
     /// Throws: std::bad_optional_access without a number of time bins, std::invalid_argument for
     /// sizes or a time resolution that give no image, std::length_error, std::bad_alloc.
     explicit Binning_Events_TimeResolved(const Parameters& parameters)
-        : placement(parameters),
+        : Binning_Events_Base<mode>(parameters),
+          placement(parameters),
           image({static_cast<std::size_t>(parameters.time_max_binNumber.value()), parameters.size_y,
                  parameters.size_x}) {
         assert(parameters.time_res_s.has_value());

@@ -3,6 +3,7 @@
 #include "Event.h"
 #include "binning/Placement.h"
 #include "counting/Counting_Image.h"
+#include "counting/Run_Account.h"
 #include "settings/Parameters.h"
 
 #include <atomic>
@@ -28,11 +29,11 @@ public:
 
     /// Counts the events of all files that pass the filter. Defined in reading/add_files.h.
     /// With `concurrent`, one task per hardware thread takes files in list order, and a file that
-    /// fails is logged at level `error` and left; otherwise the calling thread takes one file
-    /// after another.
-    /// Throws: std::bad_alloc; concurrent: std::system_error if a thread cannot be started; not
-    /// concurrent: what reading a file throws, and std::invalid_argument for a file without
-    /// trigger data where the mode needs it.
+    /// fails is logged at level `error` and left, unless the settings are strict; otherwise the
+    /// calling thread takes one file after another, and the first one that fails ends the run.
+    /// Throws: std::bad_alloc; std::system_error if a thread cannot be started; what reading a file
+    /// throws where that ends the run, and std::invalid_argument for a file without trigger data
+    /// where the mode needs it.
     /// Threads: nothing else may count into this object meanwhile.
     template <class Filter, bool concurrent>
     void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter);
@@ -40,8 +41,12 @@ public:
     /// The number of trigger intervals processed so far, over all files.
     [[nodiscard]] std::size_t get_nTriggers() const noexcept { return nTriggers; }
 
+    /// What became of the files and events added last.
+    [[nodiscard]] const Run_Account& get_account() const noexcept { return account; }
+
 protected:
-    Binning_Events_Base() = default;
+    explicit Binning_Events_Base(const Parameters& parameters)
+        : strict(parameters.strict), keepAccount(parameters.wants_account()) {}
     ~Binning_Events_Base() = default;
 
 private:
@@ -51,4 +56,7 @@ private:
     [[nodiscard]] virtual std::span<Counter> get_cells() noexcept = 0;
 
     std::atomic<std::size_t> nTriggers{0};
+    bool strict;
+    bool keepAccount;
+    Run_Account account;
 };

@@ -15,14 +15,19 @@ void require(bool condition, const char* message) {
 constexpr const char* no_pixels = "Image size must be between 1 and 33554432 pixels!";
 
 Pixel_Axis pixel_axis(std::uint64_t size) {
-    constexpr double detector_pixels = 256.0;
-    constexpr double units_per_pixel = orven::Event_Length::units_per_pixel;
-    const double width = std::round(detector_pixels / static_cast<double>(size) * units_per_pixel);
-    require(width >= 1, no_pixels);
-    return {static_cast<std::int32_t>(width), static_cast<std::uint32_t>(size)};
+    const orven::Event_Length width = pixel_width(size);
+    require(width.value >= 1, no_pixels);
+    return {width.value, static_cast<std::uint32_t>(size)};
 }
 
 }  // namespace
+
+orven::Event_Length pixel_width(std::uint64_t size) noexcept {
+    constexpr double detector_pixels = 256.0;
+    constexpr double units_per_pixel = orven::Event_Length::units_per_pixel;
+    return orven::Event_Length(static_cast<int>(
+        std::round(detector_pixels / static_cast<double>(size) * units_per_pixel)));
+}
 
 Pixel_Grid pixel_grid(std::uint64_t nPages, std::uint64_t size_x, std::uint64_t size_y) {
     require(size_x != 0 && size_y != 0, no_pixels);

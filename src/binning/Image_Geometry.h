@@ -18,6 +18,10 @@ struct Pixel_Grid {
 [[nodiscard]] Pixel_Grid pixel_grid(std::uint64_t nPages, std::uint64_t size_x,
                                     std::uint64_t size_y);
 
+/// The width of one of `size` pixels that share the 256 detector pixels, as above; 0 if it rounds
+/// to that. Range: `size` is not 0.
+[[nodiscard]] orven::Event_Length pixel_width(std::uint64_t size) noexcept;
+
 /// The length of a time bin in ticks, rounded to the nearest, halves away from zero.
 /// Throws: std::invalid_argument if that is not a tick count of at least 1, NaN and infinity
 /// included.

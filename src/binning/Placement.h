@@ -106,10 +106,19 @@ private:
 
 using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
 
-/// Finds the cells of the events of one interval that pass the filter and lie in the image, writes
-/// them to the start of `cells` and returns their number.
+/// How many of some events pass the filter, and how many of these lie in the image.
+struct Found {
+    std::size_t nAccepted;
+    std::size_t nCells;
+};
+
+/// Finds the cells of the events of one interval that pass the filter and lie in the image, and
+/// writes them to the start of `cells`.
 /// `cells` must have room for one cell per event.
-[[nodiscard]] std::size_t find_cells(const Placement& placement,
-                                     std::span<const orven::Photon_Event> events,
-                                     const orven::Photon_Filter& filter, const Interval& interval,
-                                     std::span<std::size_t> cells);
+Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
+                 const orven::Photon_Filter& filter, const Interval& interval,
+                 std::span<std::size_t> cells);
+
+/// How many of the events pass the filter.
+[[nodiscard]] std::size_t count_accepted(std::span<const orven::Photon_Event> events,
+                                         const orven::Photon_Filter& filter) noexcept;

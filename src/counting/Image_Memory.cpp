@@ -1,39 +1,30 @@
 #include "counting/Image_Memory.h"
 
+#include "counting/Available_Memory.h"
+
 #include <sys/mman.h>
 
-#include <fstream>
-#include <string>
+#include <cstdio>
 
-namespace {
-
-/// The memory that the machine can still give, swap included; no limit if it does not tell.
-std::size_t available_bytes() {
-    std::ifstream meminfo("/proc/meminfo");
-    std::size_t kibibytes = 0;
-    bool known = false;
-    std::string name;
-    for (std::size_t value = 0; meminfo >> name >> value;) {
-        if (name == "MemAvailable:" || name == "SwapFree:") {
-            kibibytes += value;
-            known = known || name == "MemAvailable:";
-        }
-        meminfo.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-    }
-    return known ? kibibytes * 1024 : std::numeric_limits<std::size_t>::max();
+Not_Enough_Memory::Not_Enough_Memory(std::uint64_t needed, std::uint64_t available) noexcept {
+    std::snprintf(text.data(), text.size(),
+                  "std::bad_alloc: the image needs %llu bytes, of which %llu can be had",
+                  static_cast<unsigned long long>(needed),
+                  static_cast<unsigned long long>(available));
 }
 
-}  // namespace
-
 void* allocate_zeroed_pages(std::size_t bytes) {
-    if (bytes > available_bytes()) {
-        throw std::bad_alloc();
+    const std::uint64_t available = available_memory();
+    if (bytes > available) {
+        throw Not_Enough_Memory(bytes, available);
     }
     void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) {
-        throw std::bad_alloc();
+        throw Not_Enough_Memory(bytes, 0);
     }
-    madvise(pages, bytes, MADV_HUGEPAGE);  // advice only: small pages count as well
+    // Advice only: small pages count as well, and a core file with the image is merely large.
+    madvise(pages, bytes, MADV_HUGEPAGE);
+    madvise(pages, bytes, MADV_DONTDUMP);
     return pages;
 }
 

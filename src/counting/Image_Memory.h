@@ -1,12 +1,26 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <new>
 
-/// Memory of zero bytes, in huge pages where the system offers them.
-/// Throws: std::bad_alloc if the system refuses it, or if the machine has not that much memory
-/// available: an image that cannot be backed must fail here, not when its last page is counted in.
+/// Memory that the system refuses, or that it cannot back.
+class Not_Enough_Memory : public std::bad_alloc {
+public:
+    Not_Enough_Memory(std::uint64_t needed, std::uint64_t available) noexcept;
+
+    /// Begins as the text of std::bad_alloc and says how much was needed and is available.
+    [[nodiscard]] const char* what() const noexcept override { return text.data(); }
+
+private:
+    std::array<char, 128> text{};
+};
+
+/// Memory of zero bytes, in huge pages where the system offers them, and left out of core files.
+/// Throws: Not_Enough_Memory if the system refuses it, or if it is more than `available_memory`: an
+/// image that cannot be backed must fail here, not when its last page is counted in.
 [[nodiscard]] void* allocate_zeroed_pages(std::size_t bytes);
 
 /// Gives memory from `allocate_zeroed_pages` back.

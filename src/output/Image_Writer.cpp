@@ -35,8 +35,9 @@ toff_t seek_file(thandle_t handle, toff_t offset, int whence) {
     return file.tell();
 }
 
-int close_file(thandle_t handle) {
-    return as_file(handle).close() ? 0 : -1;
+/// The file is closed by its owner, who alone knows whether it is complete.
+int leave_open(thandle_t /*handle*/) {
+    return 0;
 }
 
 toff_t file_size(thandle_t handle) {
@@ -52,7 +53,7 @@ public:
             fail("could not be opened");
         }
         tiff.reset(TIFFClientOpen(path.c_str(), openMode, &file, read_file, write_file, seek_file,
-                                  close_file, file_size, nullptr, nullptr));
+                                  leave_open, file_size, nullptr, nullptr));
         check(tiff != nullptr);
     }
 
@@ -85,11 +86,13 @@ public:
 
     void finish_page() { check(TIFFWriteDirectory(tiff.get()) == 1); }
 
-    void close() {
+    /// Returns the number of bytes written.
+    std::uint64_t close() {
         // TIFFClose reports nothing: what is still to write is written before it.
         check(TIFFFlush(tiff.get()) == 1);
         tiff.reset();
-        check(file.error() == 0);
+        check(file.close());
+        return file.size();
     }
 
 private:
@@ -104,7 +107,6 @@ private:
         }
     }
 
-    /// Closes the file, so that the pages before the failure can be read, and throws.
     [[noreturn]] void fail(const std::string& what) {
         const std::string reason =
             file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
@@ -140,21 +142,21 @@ const char* tiff_open_mode(const std::string& fileFormat) {
     throw std::invalid_argument("Invalid file format: " + fileFormat);
 }
 
-std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
-                                 std::uint64_t size_x) noexcept {
-    constexpr std::uint64_t header = 8;
-    constexpr std::uint64_t directory = 2 + 12 * 12 + 4;  // ten tags and the two strip tables
-    const std::uint64_t row = size_x * sizeof(std::uint32_t);
-    // The strip tables hold 4-byte offsets, and byte counts as short as they can be; a table of
-    // up to 4 bytes stands in the directory itself.
-    const auto table = [size_y](std::uint64_t entry) {
-        return size_y * entry > 4 ? size_y * entry : 0;
+std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept {
+    constexpr std::uint64_t nTags = 12;  // ten tags and the two strip tables
+    const std::uint64_t header = big ? 16 : 8;
+    const std::uint64_t directory = big ? 8 + 20 * nTags + 8 : 2 + 12 * nTags + 4;
+    const std::uint64_t in_directory = big ? 8 : 4;  // a table so small stands there itself
+    const std::uint64_t row = image.columns * sizeof(std::uint32_t);
+    const auto table = [&](std::uint64_t entry) {
+        return image.rows * entry > in_directory ? image.rows * entry : 0;
     };
-    const std::uint64_t tables = table(4) + table(row <= 0xFFFF ? 2 : 4);
-    return header + nPages * (size_y * row + directory + tables);
+    // Byte counts are as short as they can be.
+    const std::uint64_t tables = table(big ? 8 : 4) + table(row <= 0xFFFF ? 2 : 4);
+    return header + image.nPages * (image.rows * row + directory + tables);
 }
 
-void write_tiff(const std::string& path, const char* openMode, const Image_Pages& image) {
+std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image) {
     const std::size_t page_size = image.rows * image.columns;
     Tiff_File tiff(path, openMode);
     for (std::size_t t = 0; t < image.nPages; ++t) {
@@ -162,5 +164,5 @@ void write_tiff(const std::string& path, const char* openMode, const Image_Pages
         tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns);
         tiff.finish_page();
     }
-    tiff.close();
+    return tiff.close();
 }

@@ -24,12 +24,12 @@ struct Image_Pages {
 /// Throws: std::invalid_argument for any other name.
 [[nodiscard]] const char* tiff_open_mode(const std::string& fileFormat);
 
-/// The size in bytes of a classic TIFF file of such an image, as `write_tiff` writes it.
-[[nodiscard]] std::uint64_t classic_tiff_bytes(std::uint64_t nPages, std::uint64_t size_y,
-                                               std::uint64_t size_x) noexcept;
+/// The size in bytes of the file that `write_tiff` writes of such an image: a classic TIFF file, or
+/// with `big` a BigTIFF one.
+[[nodiscard]] std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept;
 
 /// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row. Row 0 is the
-/// top row.
+/// top row. Returns the number of bytes written.
 /// Throws: std::runtime_error naming the path if the file cannot be created, or if any write
 /// fails: what is on disk is then not a complete image.
-void write_tiff(const std::string& path, const char* openMode, const Image_Pages& image);
+std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image);

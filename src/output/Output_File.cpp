@@ -1,6 +1,5 @@
 #include "output/Output_File.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,21 +10,12 @@ namespace {
 
 /// Large enough for few writes, small enough to stay in a core's cache.
 constexpr std::size_t buffer_bytes = std::size_t{256} << 10;
-constexpr mode_t permissions = 0666;
 
 }  // namespace
 
 Output_File::Output_File(const std::string& path)
     : buffer(std::make_unique_for_overwrite<std::byte[]>(buffer_bytes)),
-      descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, permissions)) {
-    if (descriptor < 0) {
-        fail(errno);
-    }
-}
-
-Output_File::~Output_File() {
-    close();
-}
+      firstError(file.open(path)) {}
 
 bool Output_File::write(const void* bytes, std::size_t count) noexcept {
     const auto* const source = static_cast<const std::byte*>(bytes);
@@ -61,7 +51,7 @@ bool Output_File::read(void* bytes, std::size_t count) noexcept {
         return false;
     }
     while (count > 0) {
-        const ssize_t got = pread(descriptor, target, count, static_cast<off_t>(position));
+        const ssize_t got = pread(file.descriptor(), target, count, static_cast<off_t>(position));
         if (got <= 0) {
             if (got < 0 && errno == EINTR) {
                 continue;
@@ -75,13 +65,9 @@ bool Output_File::read(void* bytes, std::size_t count) noexcept {
     return true;
 }
 
-bool Output_File::close() noexcept {
-    if (descriptor >= 0) {
-        flush();
-        if (::close(descriptor) != 0) {
-            fail(errno);
-        }
-        descriptor = -1;
+bool Output_File::close() {
+    if (firstError == 0 && flush()) {
+        firstError = file.commit();
     }
     return firstError == 0;
 }
@@ -102,7 +88,7 @@ bool Output_File::flush() noexcept {
 bool Output_File::write_at(std::uint64_t start, const std::byte* bytes,
                            std::size_t count) noexcept {
     while (count > 0) {
-        const ssize_t written = pwrite(descriptor, bytes, count, static_cast<off_t>(start));
+        const ssize_t written = pwrite(file.descriptor(), bytes, count, static_cast<off_t>(start));
         if (written <= 0) {
             if (written < 0 && errno == EINTR) {
                 continue;

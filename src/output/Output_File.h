@@ -1,21 +1,21 @@
 #pragma once
 
+#include "output/Pending_File.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 /// A new file, written through a large buffer that holds its end: many small pieces, and small
-/// corrections of what was written before, become few large writes.
+/// corrections of what was written before, become few large writes. It takes the place of an
+/// existing file when it is closed, or not at all.
 /// Failures: functions report them by their results; the reason of the first one is kept.
 class Output_File {
 public:
-    /// Creates the file, or empties an existing one. Check `error` before use.
+    /// Starts the file. Check `error` before use.
     /// Throws: std::bad_alloc.
     explicit Output_File(const std::string& path);
-    Output_File(const Output_File&) = delete;
-    Output_File& operator=(const Output_File&) = delete;
-    ~Output_File();
 
     /// Moves the position at which the next read or write takes place.
     void seek(std::uint64_t position_) noexcept { position = position_; }
@@ -26,8 +26,9 @@ public:
     bool write(const void* bytes, std::size_t count) noexcept;
     bool read(void* bytes, std::size_t count) noexcept;
 
-    /// Writes what is still buffered and closes the file; false if that or anything before failed.
-    bool close() noexcept;
+    /// Writes what is still buffered, closes the file and puts it in its place; false if that or
+    /// anything before failed, and nothing is in its place then.
+    bool close();
 
     /// The errno value of the first failure; 0 if there was none.
     [[nodiscard]] int error() const noexcept { return firstError; }
@@ -39,7 +40,7 @@ private:
     bool fail(int errorNumber) noexcept;
 
     std::unique_ptr<std::byte[]> buffer;
-    int descriptor;
+    Pending_File file;
     int firstError = 0;
     std::uint64_t position = 0;
     std::uint64_t bufferStart = 0;  ///< the file offset of the buffer: all before it is written

@@ -44,11 +44,14 @@ void Counting_Task::add_events(const Event_Range& range) {
 
 void Counting_Task::add_intervals(const Event_Range& range) {
     Trigger_Walk walk(*range.file, range.triggersAscend, range.firstFrame);
-    for (std::size_t i = range.first; i < range.end && !walk.finished(); i += piece_length) {
-        walk.walk(read_piece(range, i), job.filter,
-                  [this](std::span<const orven::Photon_Event> events, const Interval& interval) {
-                      find(events, interval);
-                  });
+    const auto place = [this](std::span<const orven::Photon_Event> events,
+                              const Interval& interval) { find(events, interval); };
+    for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk.finished());
+         i += piece_length) {
+        const auto rest = walk.walk(read_piece(range, i), job.filter, place);
+        if (job.keepAccount) {
+            account.accepted += count_accepted(rest, job.filter);
+        }
         count_found();
     }
     nIntervals += walk.nIntervals();
@@ -58,16 +61,20 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
                                                                std::size_t first) {
     const std::span events(piece.get(), std::min(piece_length, range.end - first));
     range.file->read_events(first, events);
+    account.recorded += events.size();
     return events;
 }
 
 void Counting_Task::find(std::span<const orven::Photon_Event> events,
                          const Interval& interval) noexcept {
     const std::span room(found.get() + nFound, piece_length - nFound);
-    nFound += find_cells(job.placement, events, job.filter, interval, room);
+    const Found now = find_cells(job.placement, events, job.filter, interval, room);
+    nFound += now.nCells;
+    account.accepted += now.nAccepted;
 }
 
 void Counting_Task::count_found() noexcept {
     counter.count(std::span(found.get(), nFound));
+    account.counted += nFound;
     nFound = 0;
 }

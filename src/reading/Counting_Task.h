@@ -6,6 +6,7 @@
 #include "binning/Placement.h"
 #include "counting/Cell_Counter.h"
 #include "counting/Counting_Image.h"
+#include "counting/Run_Account.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
 
@@ -23,6 +24,7 @@ struct Counting_Job {
     orven::Photon_Filter filter;
     std::span<Counter> cells;    ///< of the image, in storage order
     std::size_t firstFrame = 0;  ///< number of the first trigger interval
+    bool keepAccount = false;    ///< whether to look at events that cannot be counted any more
 };
 
 /// Takes ranges of events from a queue: reads them piece by piece, filters, places and counts them.
@@ -46,6 +48,9 @@ public:
     /// The number of trigger intervals of the files that this task has walked to their ends.
     [[nodiscard]] std::size_t get_nIntervals() const noexcept { return nIntervals; }
 
+    /// What became of the events of this task; complete only if the job wants an account.
+    [[nodiscard]] const Event_Account& get_account() const noexcept { return account; }
+
 private:
     void add(const Event_Range& range);
     void add_events(const Event_Range& range);
@@ -61,4 +66,5 @@ private:
     std::unique_ptr<std::size_t[]> found;  ///< cells of the piece's events
     std::size_t nFound = 0;
     std::size_t nIntervals = 0;
+    Event_Account account;
 };

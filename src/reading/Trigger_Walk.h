@@ -29,11 +29,13 @@ public:
     [[nodiscard]] bool finished() const noexcept { return current >= nIntervals(); }
 
     /// Calls `visit(events, interval)` for each run of events that lie in one interval. Events
-    /// that the filter rejects may be among them, but never move the walk.
+    /// that the filter rejects may be among them, but never move the walk. Returns the events that
+    /// come after the last interval.
     /// Throws: std::invalid_argument "Read Error!".
     template <class Visit>
-    void walk(std::span<const orven::Photon_Event> piece, const orven::Photon_Filter& filter,
-              const Visit& visit) {
+    std::span<const orven::Photon_Event> walk(std::span<const orven::Photon_Event> piece,
+                                              const orven::Photon_Filter& filter,
+                                              const Visit& visit) {
         while (!piece.empty() && !finished()) {
             const Interval interval{triggers.at(current), firstFrame + current};
             const orven::Event_Time close = triggers.at(current + 1);
@@ -50,6 +52,7 @@ public:
                 current = triggers.first_after(piece.front().time, current + 1) - 1;
             }
         }
+        return piece;
     }
 
 private:

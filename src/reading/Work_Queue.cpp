@@ -18,6 +18,15 @@ void log_failure(const std::exception_ptr& failure) {
     }
 }
 
+File_Account account_of(const orven::Event_File& file) {
+    const auto& [events, extTriggers] = file.index();
+    File_Account account{file.size(), events.nRecords, {}, {}};
+    if (extTriggers) {
+        account.nTriggers = extTriggers->nRecords;
+    }
+    return account;
+}
+
 }  // namespace
 
 Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
@@ -27,7 +36,7 @@ Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigg
       onFailure(onFailure_),
       nWanted(paths.size()),
       nextFrame(firstFrame),
-      failures(paths.size()) {}
+      files(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
     std::unique_lock lock(mutex);
@@ -61,22 +70,22 @@ void Work_Queue::stop() {
 }
 
 void Work_Queue::rethrow_failure() const {
-    for (const std::exception_ptr& failure : failures) {
-        if (failure != nullptr) {
-            std::rethrow_exception(failure);
+    for (const File_Account& file : files) {
+        if (file.failure != nullptr) {
+            std::rethrow_exception(file.failure);
         }
     }
 }
 
 bool Work_Queue::is_wanted(std::size_t fileIndex) const {
-    return fileIndex < nWanted && failures[fileIndex] == nullptr;
+    return fileIndex < nWanted && files[fileIndex].failure == nullptr;
 }
 
 bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& failure) {
-    if (failures[fileIndex] != nullptr) {
+    if (files[fileIndex].failure != nullptr) {
         return false;
     }
-    failures[fileIndex] = failure;
+    files[fileIndex].failure = failure;
     if (onFailure == On_Failure::end_run) {
         nWanted = std::min(nWanted, fileIndex);
     }
@@ -97,6 +106,7 @@ void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
         fail(fileIndex, file.failure);
         lock.lock();
     } else if (is_wanted(fileIndex)) {
+        files[fileIndex] = account_of(*file.whole.file);
         file.whole.firstFrame = nextFrame;
         nextFrame += file.whole.file->index().nIntervals();
         opened.push_back(std::move(file.whole));

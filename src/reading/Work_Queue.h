@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Event_File.h"
+#include "counting/Run_Account.h"
 #include "settings/Parameters.h"
 
 #include <condition_variable>
@@ -12,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// How many events of a shared file a task takes at a time: long enough for the system to read
@@ -61,6 +63,9 @@ public:
     /// Throws: the failure of the first file in the list that has one.
     void rethrow_failure() const;
 
+    /// What was found of the files; call when no task runs any more.
+    [[nodiscard]] std::vector<File_Account> take_files() noexcept { return std::move(files); }
+
 private:
     /// An open file as one range, or why there is none.
     struct Opened {
@@ -89,5 +94,5 @@ private:
     std::size_t nOpening = 0;        ///< files that tasks are opening
     std::deque<Event_Range> opened;  ///< what is left to take of the open files
     std::size_t nextFrame;           ///< the first number that no open file has
-    std::vector<std::exception_ptr> failures;
+    std::vector<File_Account> files;
 };

@@ -14,7 +14,9 @@ void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::s
                                                         const Filter& filter) {
     static_assert(!concurrent || mode != Parameters::frameSync,
                   "frames are numbered in the order of the files");
-    const Counting_Job job{mode, get_placement(), filter, get_cells(), nTriggers};
-    nTriggers += concurrent ? count_files_concurrently(job, files, default_task_count())
-                            : count_files_in_order(job, files);
+    const Counting_Job job{mode,        get_placement(), filter,
+                           get_cells(), nTriggers,       keepAccount};
+    const On_Failure onFailure = concurrent && !strict ? On_Failure::log : On_Failure::end_run;
+    account = count_files(job, files, concurrent ? default_task_count() : 1, onFailure);
+    nTriggers += account.nIntervals;
 }

@@ -48,28 +48,29 @@ std::size_t default_task_count() noexcept {
     return std::clamp<rlim_t>(std::thread::hardware_concurrency(), 1, std::max<rlim_t>(most, 1));
 }
 
-std::size_t count_files_concurrently(const Counting_Job& job, const std::vector<std::string>& files,
-                                     std::size_t nTasks, std::size_t piece_length) {
+Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
+                        std::size_t nTasks, On_Failure onFailure, std::size_t piece_length) {
     const Image_Use use = nTasks == 1 ? Image_Use::alone : Image_Use::shared;
     std::vector<Counting_Task> tasks;
     tasks.reserve(nTasks);
     for (std::size_t i = 0; i < nTasks; ++i) {
         tasks.emplace_back(job, use, piece_length);
     }
-    Work_Queue queue(files, job.mode, On_Failure::log, job.firstFrame);
-    run_concurrently(tasks, queue);
-    std::size_t nIntervals = 0;
+    Work_Queue queue(files, job.mode, onFailure, job.firstFrame);
+    if (nTasks == 1) {
+        tasks.front().run(queue);
+    } else {
+        run_concurrently(tasks, queue);
+    }
+    if (onFailure == On_Failure::end_run) {
+        queue.rethrow_failure();
+    }
+    Run_Account account;
     for (Counting_Task& task : tasks) {
         task.merge();
-        nIntervals += task.get_nIntervals();
+        account.nIntervals += task.get_nIntervals();
+        account.events += task.get_account();
     }
-    return nIntervals;
-}
-
-std::size_t count_files_in_order(const Counting_Job& job, const std::vector<std::string>& files) {
-    Work_Queue queue(files, job.mode, On_Failure::end_run, job.firstFrame);
-    Counting_Task task(job, Image_Use::alone);
-    task.run(queue);
-    queue.rethrow_failure();
-    return task.get_nIntervals();
+    account.files = queue.take_files();
+    return account;
 }

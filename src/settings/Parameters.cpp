@@ -26,6 +26,9 @@ const option Parameters::long_options[] = {
     {"fileFormat", required_argument, nullptr, 0},
     {"parallel", required_argument, nullptr, 0},
     {"verbose", required_argument, nullptr, 0},
+    {"report", required_argument, nullptr, 0},
+    {"spectra", required_argument, nullptr, 0},
+    {"strict", required_argument, nullptr, 0},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -46,7 +49,7 @@ constexpr const char* not_a_number = " is not a valid number!";
 
 }  // namespace
 
-Parameters::Parameters(int argc, char* const argv[]) {
+Parameters::Parameters(int argc, char* const argv[]) : arguments(argv, argv + argc) {
     while (true) {
         int index = -1;
         const int result =
@@ -128,20 +131,29 @@ void Parameters::apply_long_option(std::string_view name) {
     } else if (name == "inputListFile") {
         add_inputListFile(optarg);
     } else if (name == "parallel") {
-        set_parallel(optarg);
+        set_switch(parallel, "parallel");
     } else if (name == "verbose") {
         logLevel = std::stoi(optarg);
+    } else if (name == "report") {
+        reportFile = optarg;
+    } else if (name == "spectra") {
+        spectraFile = optarg;
+    } else if (name == "strict") {
+        set_switch(strict, "strict");
     }
 }
 
-void Parameters::set_parallel(std::string_view argument) {
-    if (argument == "true") {
-        parallel = true;
-    } else if (argument == "false") {
-        parallel = false;
+bool Parameters::wants_account() const noexcept {
+    return reportFile.has_value() || logLevel >= static_cast<int>(detail);
+}
+
+void Parameters::set_switch(bool& field, const std::string& name) {
+    const std::string argument = optarg;
+    if (argument == "true" || argument == "false") {
+        field = argument == "true";
     } else {
-        logging<error>(R"(argument for "parallel" must be "true" or "false" (is ")" +
-                       std::string(argument) + "\")");
+        logging<error>("argument for \"" + name + R"(" must be "true" or "false" (is ")" +
+                       argument + "\")");
         exit_requested = true;
     }
 }

@@ -29,14 +29,23 @@ public:
     std::optional<double> psd_max;
     std::string fileFormat = "tiff_w4";
     bool parallel = true;
+    bool strict = false;                     ///< the first failed file and any warning end the run
+    std::optional<std::string> reportFile;   ///< where to write the account of the run
+    std::optional<std::string> spectraFile;  ///< where to write the counts of each page
+    std::vector<std::string> settingsFiles;  ///< settings and list files that have been read
+    std::vector<std::string> arguments;      ///< the command line as given
 
     static const option long_options[];
     static constexpr std::string_view extension_eventFiles = ".orvenevent";
+    static constexpr std::string_view version = "1.0.0";
 
     /// Parses the command line; options take effect in its order.
     /// Throws: std::invalid_argument or std::out_of_range for an argument that cannot be
     /// converted or is in excess; what the settings file and the input folder throw.
     Parameters(int argc, char* const argv[]);
+
+    /// Whether the run must tell what became of each file and event.
+    [[nodiscard]] bool wants_account() const noexcept;
 
     /// Writes the usage text to standard error, with this record's values as defaults.
     void print_help(const char* programName) const;
@@ -61,7 +70,7 @@ public:
 private:
     void apply_option(int shortName, const char* longName, const char* programName);
     void apply_long_option(std::string_view name);
-    void set_parallel(std::string_view argument);
+    void set_switch(bool& field, const std::string& name);
 
     void add_inputFiles(const std::string& list);
     void add_inputFolder(const std::string& folder);

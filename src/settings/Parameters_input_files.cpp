@@ -58,6 +58,7 @@ void Parameters::add_inputListFile(const std::string& path) {
         soft_error("could not find file: " + path);
         return;
     }
+    settingsFiles.push_back(path);
     std::ifstream file(path);
     if (!file || type == std::filesystem::file_type::directory) {
         soft_error("could not open file: " + path);

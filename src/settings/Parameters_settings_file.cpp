@@ -105,6 +105,7 @@ T Parameters::json_getValue_helper(const JSON_Value& object, const std::string& 
 }
 
 void Parameters::read_parameterSettings_file(const std::string& path) {
+    settingsFiles.push_back(path);
     const Document document = parse_settings(path);
     if (!document.HasMember(section_name)) {
         throw key_error(section_name, "missing!");

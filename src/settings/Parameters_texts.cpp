@@ -81,5 +81,5 @@ void Parameters::print_license() const {
 }
 
 void Parameters::print_version() const {
-    std::fputs("1.0.0\n", stderr);
+    std::fprintf(stderr, "%s\n", version.data());
 }

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+/// Throws: std::invalid_argument that names `output` if it is one of the files that this run reads,
+/// under any name, if it is one of its other outputs, or if it exists and begins as a recording
+/// does: writing would destroy what cannot be made again.
+void refuse_harmful_output(const std::string& output, std::span<const std::string> read_files,
+                           std::span<const std::string> other_outputs);
+
+/// Why a file of so many bytes cannot be written to this path, as far as that can be seen before;
+/// empty if nothing is known against it. Folders that are missing will be made.
+[[nodiscard]] std::optional<std::string> output_problem(const std::string& path,
+                                                        std::uint64_t bytes);

@@ -1,0 +1,191 @@
+#include "output/Pending_File.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+constexpr mode_t new_file_mode = 0666;
+constexpr mode_t all_mode_bits = 07777;
+constexpr const char* own_descriptors = "/proc/self/fd/";
+
+/// The name of the file to remove when a signal ends the process.
+std::atomic<const char*> unfinished = nullptr;
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+void remove_unfinished(int signal_number) {
+    if (const char* const name = unfinished.load()) {
+        unlink(name);
+    }
+    // The handler is reset on entry: the signal takes its usual effect when this returns.
+    std::raise(signal_number);
+}
+
+std::string folder_of(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
+/// A name in the folder that says what it is, and that nobody can have prepared a link at.
+std::string unfinished_name(const std::string& folder) {
+    std::random_device random;
+    std::array<char, 17> digits{};
+    std::snprintf(digits.data(), digits.size(), "%08x%08x", random(), random());
+    return folder + "/vexolan-unfinished-" + digits.data();
+}
+
+/// The path at the end of all symbolic links, which need not exist.
+std::string follow_links(const std::string& path) {
+    constexpr int most_links = 40;  // as many as the system follows
+    std::filesystem::path target = path;
+    std::error_code error;
+    for (int i = 0; i < most_links && std::filesystem::is_symlink(target, error); ++i) {
+        target = target.parent_path() / std::filesystem::read_symlink(target, error);
+    }
+    return target.string();
+}
+
+/// Whether a rename may take the file's place: not where something is mounted on it, nor over other
+/// people's files in a folder that protects them.
+bool may_be_replaced(const std::string& path, const struct stat& file) {
+    struct statx extended {};
+    if (statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE, &extended) == 0 &&
+        (extended.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
+        return false;
+    }
+    struct stat folder {};
+    if (stat(folder_of(path).c_str(), &folder) != 0 || (folder.st_mode & S_ISVTX) == 0) {
+        return true;
+    }
+    const uid_t user = geteuid();
+    return user == 0 || user == file.st_uid || user == folder.st_uid;
+}
+
+}  // namespace
+
+int Pending_File::open(const std::string& path) {
+    struct stat existing {};
+    const bool exists = stat(path.c_str(), &existing) == 0;
+    if (!exists && errno != ENOENT) {
+        return errno;
+    }
+    if (path.empty() || (exists && !S_ISREG(existing.st_mode))) {
+        return open_in_place(path);
+    }
+    target = follow_links(path);
+    if (exists) {
+        const int probe = ::open(target.c_str(), O_RDWR | O_CLOEXEC);
+        if (probe < 0) {
+            return errno;
+        }
+        close(probe);
+        if (!may_be_replaced(target, existing)) {
+            return open_in_place(path);
+        }
+    }
+    const int failure = open_beside();
+    if (failure == EACCES || failure == EPERM || failure == EROFS) {
+        return open_in_place(path);
+    }
+    if (failure == 0 && exists) {
+        // The owner can only be kept where the system allows it; the mode can always.
+        if (fchown(opened, existing.st_uid, existing.st_gid) != 0) {
+            static_cast<void>(fchown(opened, static_cast<uid_t>(-1), existing.st_gid));
+        }
+        return fchmod(opened, existing.st_mode & all_mode_bits) == 0 ? 0 : errno;
+    }
+    return failure;
+}
+
+int Pending_File::commit() {
+    const int failure = inPlace || !name.empty() ? 0 : link_name();
+    if (failure != 0) {
+        return failure;
+    }
+    const int closing = close(opened) == 0 || errno == EINTR ? 0 : errno;
+    opened = -1;
+    if (inPlace || closing != 0) {
+        return closing;
+    }
+    if (rename(name.c_str(), target.c_str()) != 0) {
+        return errno;
+    }
+    set_name("");
+    return 0;
+}
+
+void Pending_File::discard() noexcept {
+    if (opened >= 0) {
+        close(opened);
+        opened = -1;
+    }
+    if (!name.empty()) {
+        unlink(name.c_str());
+        unfinished = nullptr;
+        name.clear();
+    }
+}
+
+int Pending_File::open_in_place(const std::string& path) noexcept {
+    inPlace = true;
+    opened = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode);
+    return opened >= 0 ? 0 : errno;
+}
+
+int Pending_File::open_beside() {
+    const std::string folder = folder_of(target);
+    constexpr int flags = O_RDWR | O_CLOEXEC;
+    if (access(own_descriptors, X_OK) == 0) {  // a file without a name gets one through these
+        opened = ::open(folder.c_str(), flags | O_TMPFILE, new_file_mode);
+    }
+    if (opened < 0) {
+        set_name(unfinished_name(folder));
+        opened = ::open(name.c_str(), flags | O_CREAT | O_EXCL | O_NOFOLLOW, new_file_mode);
+    }
+    if (opened < 0) {
+        const int failure = errno;
+        set_name("");
+        return failure;
+    }
+    return 0;
+}
+
+void Pending_File::set_name(std::string next) {
+    unfinished = nullptr;
+    name = std::move(next);
+    unfinished = name.empty() ? nullptr : name.c_str();
+}
+
+int Pending_File::link_name() {
+    const std::string nameless = own_descriptors + std::to_string(opened);
+    set_name(unfinished_name(folder_of(target)));
+    return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0
+               ? 0
+               : errno;
+}
+
+void prepare_signals() {
+    struct sigaction action {};
+    struct sigaction old {};
+    action.sa_handler = remove_unfinished;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int ending : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT}) {
+        if (sigaction(ending, nullptr, &old) == 0 && old.sa_handler == SIG_DFL) {
+            sigaction(ending, &action, nullptr);
+        }
+    }
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, nullptr);
+    sigaction(SIGXFSZ, &action, nullptr);
+}

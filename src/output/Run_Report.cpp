@@ -1,0 +1,314 @@
+#include "output/Run_Report.h"
+
+#include "logging.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <exception>
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+/// The text as JSON can hold it: if it is not UTF-8, all beyond ASCII becomes a question mark.
+std::string utf8(std::string text) {
+    using Checking_Writer =
+        rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
+                          rapidjson::CrtAllocator, rapidjson::kWriteValidateEncodingFlag>;
+    constexpr std::size_t longest_sequence = 4;  // the library reads to the end of a broken one
+    const std::string padded = text + std::string(longest_sequence, '\0');
+    rapidjson::StringBuffer ignored;
+    const auto length = static_cast<rapidjson::SizeType>(text.size());
+    if (!Checking_Writer(ignored).String(padded.data(), length)) {
+        std::ranges::replace_if(
+            text, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
+    }
+    return text;
+}
+
+/// The fewest digits from which the reader of settings files makes just this value; empty if there
+/// are none.
+std::string digits_of(double value) {
+    constexpr int most_digits = 40;
+    for (int precision = 1; precision <= most_digits; ++precision) {
+        std::ostringstream digits;
+        digits << std::setprecision(precision) << value;
+        rapidjson::Document read;
+        read.Parse(digits.str().c_str());
+        if (!read.HasParseError() && read.IsNumber() && read.GetDouble() == value) {
+            return digits.str();
+        }
+    }
+    return "";
+}
+
+/// Writes one JSON text. A member is a key and a value.
+class Json_Writer {
+public:
+    Json_Writer() { writer.SetIndent(' ', 2); }
+
+    void value(const std::string& text) { writer.String(utf8(text).c_str()); }
+    void value(std::uint64_t number) { writer.Uint64(number); }
+    void value(std::int64_t number) { writer.Int64(number); }
+    void value(double number) { writer.Double(number); }
+
+    template <class Value>
+    void member(const char* key, const Value& content) {
+        writer.Key(key);
+        value(content);
+    }
+    /// A setting, if it is present: the reader of settings files gets the same value back.
+    void setting(const char* key, const std::optional<double>& number) {
+        if (number) {
+            const std::string digits = digits_of(*number);
+            writer.Key(key);
+            writer.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
+        }
+    }
+    void null_member(const char* key) {
+        writer.Key(key);
+        writer.Null();
+    }
+
+    /// Writes an object whose members `fill()` writes; with a key, as a member itself.
+    template <class Fill>
+    void object(const Fill& fill) {
+        writer.StartObject();
+        fill();
+        writer.EndObject();
+    }
+    template <class Fill>
+    void object(const char* key, const Fill& fill) {
+        writer.Key(key);
+        object(fill);
+    }
+
+    /// Writes a list whose values `fill()` writes.
+    template <class Fill>
+    void list(const char* key, const Fill& fill) {
+        writer.Key(key);
+        writer.StartArray();
+        fill();
+        writer.EndArray();
+    }
+
+    [[nodiscard]] std::string text() const { return std::string(buffer.GetString()) + '\n'; }
+
+private:
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{buffer};
+};
+
+std::string mode_name(Parameters::ExtTrigger_Mode mode) {
+    switch (mode) {
+        case Parameters::reference:
+            return "reference";
+        case Parameters::frameSync:
+            return "frameSync";
+        default:
+            return "ignore";
+    }
+}
+
+std::string message_of(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+}
+
+std::string rfc_3339(std::chrono::system_clock::time_point time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    std::ostringstream text;
+    text << std::put_time(&utc, "%Y-%m-%dT%H:%M:%SZ");
+    return text.str();
+}
+
+double in_pixels(orven::Event_Length width) {
+    return static_cast<double>(width.value) / orven::Event_Length::units_per_pixel;
+}
+
+double in_seconds(orven::Event_Time time) {
+    return static_cast<double>(time.value) * orven::Event_Time::seconds_per_tick;
+}
+
+void write_settings(Json_Writer& json, const Parameters& parameters) {
+    json.member("size_x", parameters.size_x);
+    json.member("size_y", parameters.size_y);
+    json.member("nPhotons_min", parameters.nPhotons_min);
+    json.member("nPhotons_max", parameters.nPhotons_max);
+    json.setting("psd_min", parameters.psd_min);
+    json.setting("psd_max", parameters.psd_max);
+    json.member("time_extTrigger", mode_name(parameters.extTrigger_mode));
+    json.setting("time_res_s", parameters.time_res_s);
+    if (parameters.time_max_binNumber) {
+        json.member("time_limit", *parameters.time_max_binNumber);
+    }
+}
+
+void write_input(Json_Writer& json, const std::string& path, const File_Account& file) {
+    json.member("path", path);
+    if (file.failure != nullptr) {
+        json.member("error", message_of(file.failure));
+        return;
+    }
+    json.member("bytes", file.bytes);
+    json.member("events", file.nEvents);
+    if (file.nTriggers) {
+        json.member("triggers", *file.nTriggers);
+    } else {
+        json.null_member("triggers");
+    }
+}
+
+/// What an axis of the image counts, in which steps.
+struct Axis_Names {
+    const char* columns;
+    const char* rows;
+};
+
+Axis_Names axis_names(const Run_Report& report) {
+    return report.axes.bin_length ? Axis_Names{"y", "x"} : Axis_Names{"x", "y"};
+}
+
+std::string start_of_times(const Run_Report& report) {
+    return report.parameters.extTrigger_mode == Parameters::ignore ? "time 0" : "trigger";
+}
+
+void write_axes(Json_Writer& json, const Run_Report& report) {
+    const auto axis = [&](const char* key, const std::string& coordinate,
+                          orven::Event_Length width) {
+        json.object(key, [&] {
+            json.member("coordinate", coordinate);
+            json.member("pixel_width", in_pixels(width));
+        });
+    };
+    const auto [columns, rows] = axis_names(report);
+    axis("columns", columns, report.axes.column_width);
+    axis("rows", rows, report.axes.row_width);
+    if (!report.axes.bin_length) {
+        json.null_member("pages");
+        return;
+    }
+    const bool frames = report.parameters.extTrigger_mode == Parameters::frameSync;
+    json.object("pages", [&] {
+        json.member("coordinate", std::string(frames ? "frame" : "time"));
+        json.member("bin_ticks", std::int64_t{report.axes.bin_length->value});
+        json.member("bin_seconds", in_seconds(*report.axes.bin_length));
+        json.member("start", start_of_times(report));
+    });
+}
+
+void write_run(Json_Writer& json, const Run_Report& report) {
+    const auto& [parameters, account, image, axes, imageBytes, duration] = report;
+    json.member("program", std::string("vexolan"));
+    json.member("version", std::string(Parameters::version));
+    json.list("arguments", [&] {
+        for (const std::string& argument : parameters.arguments) {
+            json.value(argument);
+        }
+    });
+    const auto started = std::chrono::system_clock::now() - duration;
+    json.member(
+        "started",
+        rfc_3339(std::chrono::time_point_cast<std::chrono::system_clock::duration>(started)));
+    json.member("seconds", duration.count());
+    json.list("inputs", [&] {
+        for (std::size_t i = 0; i < account.files.size(); ++i) {
+            json.object([&] { write_input(json, parameters.inputFiles[i], account.files[i]); });
+        }
+    });
+    json.object("events", [&] {
+        json.member("recorded", account.events.recorded);
+        json.member("rejected", account.events.rejected());
+        json.member("outside", account.events.outside());
+        json.member("counted", account.events.counted);
+    });
+    json.member("intervals", account.nIntervals);
+    json.object("image", [&] {
+        json.member("path", *parameters.outputFile);
+        json.member("format", parameters.fileFormat);
+        json.member("bytes", imageBytes);
+        json.member("pages", image.nPages);
+        json.member("rows", image.rows);
+        json.member("columns", image.columns);
+    });
+    json.object("axes", [&] { write_axes(json, report); });
+}
+
+std::string short_text(double number) {
+    constexpr int digits = 10;
+    std::ostringstream text;
+    text << std::setprecision(digits) << number;
+    return text.str();
+}
+
+std::string quoted(const std::string& path) {
+    return '"' + path + '"';
+}
+
+void log_input(const std::string& path, const File_Account& file) {
+    const std::string name = "input " + quoted(path) + ": ";
+    if (file.failure != nullptr) {
+        logging<detail>(name + "left out: " + message_of(file.failure));
+        return;
+    }
+    const std::string triggers =
+        file.nTriggers ? std::to_string(*file.nTriggers) + " triggers" : "no trigger input";
+    logging<detail>(name + std::to_string(file.nEvents) + " events, " + triggers);
+}
+
+}  // namespace
+
+void check_settings_can_be_reported(const Parameters& parameters) {
+    for (const std::optional<double>& value :
+         {parameters.psd_min, parameters.psd_max, parameters.time_res_s}) {
+        if (value && digits_of(*value).empty()) {
+            throw std::invalid_argument("a report cannot hold the setting " +
+                                        std::to_string(*value) + "!");
+        }
+    }
+}
+
+std::string report_text(const Run_Report& report) {
+    Json_Writer json;
+    json.object([&] {
+        json.object("vexolan", [&] { write_settings(json, report.parameters); });
+        json.object("run", [&] { write_run(json, report); });
+    });
+    return json.text();
+}
+
+void log_report(const Run_Report& report) {
+    const auto& [parameters, account, image, axes, imageBytes, duration] = report;
+    for (std::size_t i = 0; i < account.files.size(); ++i) {
+        log_input(parameters.inputFiles[i], account.files[i]);
+    }
+    const Event_Account& events = account.events;
+    logging<detail>("events: " + std::to_string(events.recorded) + " recorded, " +
+                    std::to_string(events.rejected()) + " rejected by the filter, " +
+                    std::to_string(events.outside()) + " outside the image, " +
+                    std::to_string(events.counted) + " counted");
+    logging<detail>("image " + quoted(*parameters.outputFile) + ": " +
+                    std::to_string(image.nPages) + " pages of " + std::to_string(image.rows) +
+                    " rows and " + std::to_string(image.columns) + " columns, " +
+                    std::to_string(imageBytes) + " bytes");
+    const auto [columns, rows] = axis_names(report);
+    logging<detail>("pixels: columns from " + std::string(columns) + ", " +
+                    short_text(in_pixels(axes.column_width)) + " detector pixels wide; rows from " +
+                    rows + ", " + short_text(in_pixels(axes.row_width)) + " detector pixels high");
+    if (axes.bin_length) {
+        logging<detail>("time bins: " + std::to_string(axes.bin_length->value) +
+                        " ticks = " + short_text(in_seconds(*axes.bin_length)) + " s, from " +
+                        start_of_times(report));
+    }
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Event.h"
+#include "counting/Run_Account.h"
+#include "output/Image_Writer.h"
+#include "settings/Parameters.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/// The bins of an image as really used, after all rounding.
+struct Image_Axes {
+    orven::Event_Length column_width;
+    orven::Event_Length row_width;
+    std::optional<orven::Event_Time> bin_length;  ///< empty for an image over all time
+};
+
+/// All that can be told of a run that has written its image.
+struct Run_Report {
+    const Parameters& parameters;
+    const Run_Account& account;
+    const Image_Pages& image;
+    Image_Axes axes;
+    std::uint64_t imageBytes;  ///< of the file
+    std::chrono::duration<double> duration;  ///< up to now
+};
+
+/// Throws: std::invalid_argument if a settings file cannot hold one of the settings: a report makes
+/// the same image again.
+void check_settings_can_be_reported(const Parameters& parameters);
+
+/// The report as a JSON text, of which the section "vexolan" is a settings file.
+/// Throws: std::bad_alloc.
+[[nodiscard]] std::string report_text(const Run_Report& report);
+
+/// Logs the same for people, at level `detail`.
+void log_report(const Run_Report& report);
