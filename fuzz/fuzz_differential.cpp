@@ -257,8 +257,10 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
                            cells};
     std::size_t nIntervals = 0;
     const std::string fault = message_of([&] {
-        nIntervals = concurrent ? count_files_concurrently(job, paths, way.nTasks, way.piece_length)
-                                : count_files_in_order(job, paths);
+        nIntervals =
+            count_files(job, paths, concurrent ? way.nTasks : 1,
+                        concurrent ? On_Failure::log : On_Failure::end_run, way.piece_length)
+                .nIntervals;
     });
     expect(fault.empty() != (failed && !concurrent), "an exception or none");
     if (fault.empty()) {

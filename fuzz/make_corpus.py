@@ -3,16 +3,12 @@
 import json
 import pathlib
 import random
-import re
 import sys
 
-PROJECT = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(PROJECT / "tests" / "blackbox"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "blackbox"))
 
 from recording import Event, block, build, container, events, recording, triggers  # noqa: E402
 
-OPTIONS = re.findall(r'^    \{"(\w+)"', (PROJECT / "src" / "settings" / "Parameters.cpp").read_text(),
-                     re.MULTILINE)
 SETTINGS = {"size_x": 9, "size_y": 8, "nPhotons_min": 1, "nPhotons_max": 2**64 - 1,
             "psd_min": -0.5, "psd_max": 3, "time_extTrigger": "reference", "time_res_s": 1e-6,
             "time_limit": 12.9}
@@ -45,17 +41,6 @@ def settings_file():
     return [text.encode() for text in texts]
 
 
-def command_line():
-    values = ["s.json", "t.json", "a.orvenevent, b.orvenevent", "a.txt,,", "list", ".", "missing",
-              "0x10", "010", "-1", "12px", "", "1e-6", "nan", "inf", "99999999999999999999",
-              "reference", "frameSync", "true", "no", "tiff_w8"]
-    lines = [f"--{option}\n{value}" for option in OPTIONS for value in values]
-    lines += [f"-{option}{value}" for option in "fiIoxymMpPEtT" for value in values]
-    lines += ["", "-h\n-x\n7\n-hy9\nrest", "-x\n9\n--\n-y\n3", "--par\ntrue", "--size=3", "-q\n-o",
-              "-x300\n-fs.json\n-y\n2\n--verbose=0\n-i\n\n-f\nt.json"]
-    return [line.encode() for line in lines]
-
-
 def differential():
     chance = random.Random(1)
     return [chance.randbytes(chance.choice([300, 1000, 3000])) for _ in range(800)]
@@ -64,7 +49,6 @@ def differential():
 WORDS = {event_reader: ["ORVEN\\x00\\x00\\x00", "build\\x00\\x00\\x00", "extTrigs",
                         "events\\x00\\x00"],
          settings_file: ['\\"vexolan\\":', *(f'\\"{key}\\":' for key in SETTINGS)],
-         command_line: [f"--{option}\\x0a" for option in OPTIONS],
          differential: ["\\x00"]}
 
 folder = pathlib.Path(sys.argv[1])

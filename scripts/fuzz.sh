@@ -8,7 +8,7 @@ seconds=${1:?usage: fuzz.sh SECONDS [fuzzer...]}
 shift
 fuzzers=("$@")
 if ((${#fuzzers[@]} == 0)); then
-    fuzzers=(event_reader settings_file command_line differential)
+    fuzzers=(event_reader settings_file differential)
 fi
 each=$((seconds / ${#fuzzers[@]}))
 

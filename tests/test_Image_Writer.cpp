@@ -59,20 +59,31 @@ TEST(Image_Writer, files_are_what_libtiff_writes_row_by_row) {
     }
 }
 
-TEST(Image_Writer, size_of_a_classic_file_is_known_beforehand) {
+TEST(Image_Writer, size_of_a_file_is_known_beforehand_and_told_afterwards) {
     const Folder folder;
     const std::string path = folder.path / "image";
-    for (const auto& [nPages, rows, columns] :
-         {Sizes{1, 1, 1}, {3, 2, 1}, {2, 3, 2}, {2, 3, 16383}, {2, 2, 16384}}) {
-        write_tiff(path, "w4", pages_of(Counting_Image<3>({nPages, rows, columns})));
-        EXPECT_EQ(classic_tiff_bytes(nPages, rows, columns), std::filesystem::file_size(path));
+    for (const Sizes& sizes : {Sizes{0, 1, 1},
+                               {1, 1, 1},
+                               {3, 2, 1},
+                               {2, 3, 2},
+                               {2, 4, 3},
+                               {2, 5, 3},
+                               {2, 3, 16383},
+                               {2, 2, 16384}}) {
+        const Counting_Image<3> image(sizes);
+        for (const bool big : {false, true}) {
+            const std::uint64_t told = write_tiff(path, big ? "w8" : "w4", pages_of(image));
+            EXPECT_EQ(told, std::filesystem::file_size(path));
+            EXPECT_EQ(told, tiff_bytes(pages_of(image), big)) << testing::PrintToString(sizes);
+        }
     }
 }
 
 TEST(Image_Writer, warns_of_an_image_that_classic_tiff_cannot_hold) {
     const auto warning_for = [](const char* format, std::size_t rows, std::size_t columns) {
         testing::internal::CaptureStderr();
-        warn_if_too_large(parameters_from({"--fileFormat", format}), {{}, 1000, rows, columns});
+        warn_of_outputs(parameters_from({"-o", "/dev/null", "--fileFormat", format}),
+                        {{}, 1000, rows, columns});
         return testing::internal::GetCapturedStderr();
     };
     // A long column needs more strips, and so more bytes, than a long row.
@@ -81,8 +92,8 @@ TEST(Image_Writer, warns_of_an_image_that_classic_tiff_cannot_hold) {
     EXPECT_EQ(warning_for("bad", 536'000, 2), "");
     const std::string warning = warning_for("tiff_w4", 536'000, 2);
     EXPECT_TRUE(warning.starts_with("WARNING: ")) << warning;
-    EXPECT_NE(warning.find(std::to_string(classic_tiff_bytes(1000, 536'000, 2))),
-              std::string::npos);
+    const std::uint64_t bytes = tiff_bytes({{}, 1000, 536'000, 2}, false);
+    EXPECT_NE(warning.find(std::to_string(bytes)), std::string::npos);
 }
 
 }  // namespace

@@ -5,23 +5,30 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <thread>
+#include <tuple>
 
 namespace {
 
-/// What a run counts: the cells of its image, and its trigger intervals.
-using Counted = std::pair<std::vector<unsigned>, std::size_t>;
+/// What a run counts: the cells of its image, its trigger intervals, and what became of its events
+/// recorded, accepted and counted.
+using Counted = std::tuple<std::vector<unsigned>, std::size_t, std::array<std::uint64_t, 3>>;
 
-/// What `count(job)` counts into an image of `record`.
-template <class Count>
-Counted counted(const Parameters& record, Placement placement, const Count& count) {
+Counted counted(const Parameters& record, const Placement& placement,
+                const std::vector<std::string>& files, std::size_t nTasks,
+                std::size_t piece_length = events_per_piece) {
     const auto nPages = static_cast<std::size_t>(record.time_max_binNumber.value_or(1));
     Counting_Image<3> image({nPages, record.size_y, record.size_x});
     const orven::Photon_Filter filter({1, 3}, {0.2, std::nullopt});
-    const std::size_t nIntervals =
-        count(Counting_Job{record.extTrigger_mode, placement, filter, image.get_content()});
-    return {{image.get_content().begin(), image.get_content().end()}, nIntervals};
+    const Counting_Job job{record.extTrigger_mode, placement, filter, image.get_content(), 0, true};
+    const auto [nIntervals, events, accounts] =
+        count_files(job, files, nTasks, On_Failure::log, piece_length);
+    EXPECT_EQ(accounts.size(), files.size());
+    return {{image.get_content().begin(), image.get_content().end()},
+            nIntervals,
+            {events.recorded, events.accepted, events.counted}};
 }
 
 /// Files of different sizes, the largest shared by several tasks. Half of the events meet in one
@@ -49,9 +56,11 @@ std::vector<std::string> make_files(const Folder& folder) {
 void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placement& placement) {
     const Folder folder;
     std::vector<std::string> files = make_files(folder);
-    const Counted in_order = counted(
-        record, placement, [&](const auto& job) { return count_files_in_order(job, files); });
-    EXPECT_GT(std::ranges::count_if(in_order.first, [](unsigned n) { return n > 0; }), 1000);
+    const Counted in_order = counted(record, placement, files, 1);
+    const auto& [cells, nIntervals, events] = in_order;
+    EXPECT_GT(std::ranges::count_if(cells, [](unsigned n) { return n > 0; }), 1000);
+    EXPECT_EQ(events[0], 279'096U);
+    EXPECT_EQ(events[2], std::accumulate(cells.begin(), cells.end(), std::uint64_t{0}));
     files.insert(files.begin() + 1, "/no/such.orvenevent");
     files.insert(files.begin() + 3, folder.write("damaged", "ORVEN"));
     struct Way {
@@ -60,9 +69,7 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placeme
     };
     for (const Way way : {Way{1, 2048}, Way{2, 2048}, Way{3, 1000}, Way{16, 7}}) {
         testing::internal::CaptureStderr();
-        const Counted concurrent = counted(record, placement, [&](const auto& job) {
-            return count_files_concurrently(job, files, way.nTasks, way.piece_length);
-        });
+        const Counted concurrent = counted(record, placement, files, way.nTasks, way.piece_length);
         const std::string log = testing::internal::GetCapturedStderr();
         EXPECT_TRUE(concurrent == in_order) << way.nTasks;
         EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
@@ -86,9 +93,8 @@ TEST(count_files, each_of_many_tiny_files_is_counted_once) {
     const std::vector<std::string> files(
         nFiles, folder.write("a", recording({event(0, 0, 5, 1, 1.0)}, {{0, 10}})));
     const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
-    EXPECT_EQ(counted(record, Integrated_Placement(record),
-                      [&](const auto& job) { return count_files_concurrently(job, files, 8); }),
-              Counted({nFiles}, nFiles));
+    EXPECT_EQ(counted(record, Integrated_Placement(record), files, 8),
+              Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles}));
 }
 
 TEST(Binning_Events, any_number_of_threads_may_add_single_events) {

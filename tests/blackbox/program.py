@@ -17,7 +17,7 @@ BUILD = pathlib.Path(__file__).resolve().parents[2] / "build"
 VEXOLAN = os.environ.get("VEXOLAN", str(BUILD / "vexolan"))
 
 STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC[+-]\d{4}"
-LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    ){STAMP}: ", re.MULTILINE)
+LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    |detail:  ){STAMP}: ", re.MULTILINE)
 ASSERTION = re.compile(r"^vexolan: .+: Assertion `(.+)' failed\.$", re.MULTILINE)
 
 
@@ -49,9 +49,18 @@ def info(intervals, path="out"):
     return f"info:    <time>: External Triggers: {intervals} for {path}\n"
 
 
+def detail(message):
+    return f"detail:  <time>: {message}\n"
+
+
 def thrown(message, kind="invalid_argument"):
     return (f"terminate called after throwing an instance of 'std::{kind}'\n"
             f"  what():  {message}\n")
+
+
+def no_memory(needed, available):
+    return ("terminate called after throwing an instance of 'Not_Enough_Memory'\n  what():  "
+            f"std::bad_alloc: the image needs {needed} bytes, of which {available} can be had\n")
 
 
 def assertion(condition):
@@ -77,7 +86,6 @@ class Program:
         done = subprocess.run(
             ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
             env=environment, capture_output=True, timeout=60, check=False,
-            restore_signals=False,  # Python ignores SIGXFSZ: so does the program then
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
 

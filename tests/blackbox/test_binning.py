@@ -1,10 +1,11 @@
 """Which cell counts an event."""
 
 import json
+import re
 
 import pytest
 
-from program import aborted, assertion, ended, info, thrown, what
+from program import aborted, assertion, ended, info, no_memory, thrown, what
 from recording import PIXEL, TICK, Event
 
 LOW, HIGH = -2**31, 2**31 - 1
@@ -117,7 +118,6 @@ def test_filter_bounds_are_inclusive(vexolan, bounds, kept):
     ("-t 1 -x 3 -T 2049638230412172402", thrown("Requested size exceeds limits!")),
     *((arguments, thrown("cannot create std::vector larger than max_size()", "length_error"))
       for arguments in ("-t 1 -x 3 -T 2049638230412172401", "-t 1 -x 1 -T 2305843009213693952")),
-    ("-t 1 -x 1 -T 2305843009213693951", thrown("std::bad_alloc", "bad_alloc")),
     *((arguments, None) for arguments in (
         "-x 0", "-y 0", "-x 1 -y 33554433", "-t 1 -T 0 -x 33554433", "-t 1 -T 1 -y 0")),
     *((f"-t {time} -T 1", None) for time in (
@@ -128,3 +128,10 @@ def test_impossible_image_is_refused_before_any_input(vexolan, arguments, end):
     failure = vexolan(*arguments)
     assert failure == aborted(end or thrown(what(failure)))
     assert end or what(failure).endswith("!") and "missing.orvenevent" not in what(failure)
+
+
+def test_image_larger_than_all_memory_is_refused_before_any_input(vexolan):
+    failure = vexolan("-t", 1, "-x", 1, "-T", 2**61 - 1, "-i", "missing.orvenevent", "-o", "out",
+                      "--parallel", "false")
+    available = re.search(r"(\d+) can be had", failure.err)[1]
+    assert failure == aborted(no_memory(2**63 - 4, available))

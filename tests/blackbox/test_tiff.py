@@ -6,7 +6,7 @@ import struct
 import pytest
 import tifffile
 
-from program import aborted, ended, info, thrown, what
+from program import aborted, ended, info, thrown, warning, what
 from recording import PIXEL, TICK, Event
 
 STRIP_OFFSETS, STRIP_BYTE_COUNTS = 273, 279
@@ -46,7 +46,8 @@ def test_every_page_has_the_same_tags_and_a_strip_per_row(vexolan, width, height
 
 
 def test_no_time_bins_give_a_file_without_pages(vexolan):
-    assert vexolan("-t", 1, "-T", "0x10", "-x", 2, "-o", "out") == ended(out=info(0))
+    assert vexolan("-t", 1, "-T", "0x10", "-x", 2, "-o", "out") == ended(
+        out=info(0), err=warning("The image will have no pages!"))
     assert struct.unpack("<2sHI", vexolan.bytes()[:8]) == (b"II", 42, 0)
 
 
@@ -74,8 +75,10 @@ def test_output_path_is_used_as_given(vexolan, path):
 def test_folder_that_cannot_be_made_ends_the_process(vexolan):
     vexolan.put("file", "text")
     failure = vexolan("-o", "file/sub/out")
-    assert failure == aborted(thrown(what(failure), "filesystem::__cxx11::filesystem_error"),
-                              out=info(0, "file/sub/out"))
+    assert failure == aborted(
+        warning('output file "file/sub/out" lies below something that is no folder!')
+        + thrown(what(failure), "filesystem::__cxx11::filesystem_error"),
+        out=info(0, "file/sub/out"))
     assert re.fullmatch(r"filesystem error: .+ \[file/sub\]", what(failure))
 
 

@@ -1,15 +1,13 @@
 /* Preloaded into a run under test: chosen calls of the C library fail, or find files changed.
  *
- * FAULT_CALL   what is counted: open, read, write, seek, close, stat, folder, memory or thread; with
- *              "short", reads and writes move few bytes at a time
- * FAULT_PATH   with it, only calls are counted whose path contains this
- * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
- * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
- * FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before the first
- *              of these calls, 1 before the second, and so on
- * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
- * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
- * FAULT_THREADS  the number of hardware threads
+ * FAULT_CALL   what is counted: open, read, write, seek, close, stat, folder, memory or thread;
+ * with "short", reads and writes move few bytes at a time FAULT_PATH   with it, only calls are
+ * counted whose path contains this FAULT_FIRST, FAULT_LAST  numbers of the first and the last call
+ * that fail, from 1 FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move
+ * nothing FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before
+ * the first of these calls, 1 before the second, and so on FAULT_CALLS  a file that receives the
+ * number of calls, if the process ends by itself FAULT_MEMINFO  a file that is opened in place of
+ * /proc/meminfo FAULT_THREADS  the number of hardware threads
  */
 #define _GNU_SOURCE
 #include <dirent.h>
@@ -77,6 +75,16 @@ static int fails(const char* call, const char* path) {
     return action ? act(call_number) : 1;
 }
 
+/* What is open as this, as long as this thread asks for nothing else. */
+static const char* path_of(int fd) {
+    static _Thread_local char path[1000];
+    char link[40];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t length = counted_path ? readlink(link, path, sizeof path - 1) : 0;
+    path[length < 0 ? 0 : length] = 0;
+    return path;
+}
+
 static size_t few(size_t bytes) {
     return bytes > 5 && counted && strcmp(counted, "short") == 0 ? 5 : bytes;
 }
@@ -101,12 +109,14 @@ static const char* place_of(const char* path) {
 CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, flags, mode))
 CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
      (place_of(path), mode))
-CALL("read", NULL, MOVED, ssize_t, read, (int fd, void* to, size_t bytes), (fd, to, few(bytes)))
-CALL("read", NULL, MOVED, ssize_t, pread, (int fd, void* to, size_t bytes, off_t offset),
+CALL("read", path_of(fd), MOVED, ssize_t, read, (int fd, void* to, size_t bytes),
+     (fd, to, few(bytes)))
+CALL("read", path_of(fd), MOVED, ssize_t, pread, (int fd, void* to, size_t bytes, off_t offset),
      (fd, to, few(bytes), offset))
-CALL("write", NULL, MOVED, ssize_t, pwrite,
-     (int fd, const void* from, size_t bytes, off_t offset), (fd, from, few(bytes), offset))
-CALL("seek", NULL, -1, off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
+CALL("write", NULL, MOVED, ssize_t, pwrite, (int fd, const void* from, size_t bytes, off_t offset),
+     (fd, from, few(bytes), offset))
+CALL("seek", path_of(fd), -1, off_t, lseek, (int fd, off_t offset, int whence),
+     (fd, offset, whence))
 CALL("close", NULL, (next(fd), errno = (int)reason, -1), int, close, (int fd), (fd))
 CALL("stat", path, -1, int, stat, (const char* path, struct stat* status), (path, status))
 CALL("folder", NULL, NULL, DIR*, fdopendir, (int fd), (fd))

@@ -57,10 +57,9 @@ CHANGES = {
 @pytest.mark.parametrize("call", ["open", "seek", "read"])
 def test_image_is_of_one_state_of_the_recording_or_its_error_is_told(vexolan, run, call, change):
     vexolan.put("change", CHANGES[change])
-    only = {"path": "a.orvenevent"} if call == "open" else {}
     images = []
     for number in range(1, 30):  # beyond, tasks read pieces only
-        outcome = run(call, number, number + 2, do="sh change", **only)
+        outcome = run(call, number, number + 2, do="sh change", path="a.orvenevent")
         assert (outcome.status, outcome.out) == (0, info(0))
         if outcome.err:
             assert re.fullmatch(error(".+"), outcome.err)

@@ -95,9 +95,12 @@ def test_image_beyond_classic_tiff_is_warned_of_and_fails(vexolan):
 def test_image_that_memory_cannot_hold_is_refused_before_input_is_read(
         vexolan, faults, meminfo, fits):
     faults(meminfo=vexolan.put("meminfo", meminfo))
-    end = vexolan("-x", 512, "--parallel", "false", "-i", "missing.orvenevent", "-o", "out")
-    assert end == aborted(thrown('file "missing.orvenevent" could not be opened!') if fits
-                          else thrown("std::bad_alloc", "bad_alloc"))
+    failure = vexolan("-x", 512, "--parallel", "false", "-i", "missing.orvenevent", "-o", "out")
+    end = thrown('file "missing.orvenevent" could not be opened!')
+    if not fits:
+        available = 1024 * sum(map(int, re.findall(r"(?:MemA|SwapF)\D+(\d+)", meminfo)))
+        end = no_memory(1048576, available)
+    assert failure == aborted(end)
 
 
 def test_settings_nested_a_million_deep_are_refused(vexolan):
