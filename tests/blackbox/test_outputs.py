@@ -1,0 +1,331 @@
+"""What a run writes beside the image, what it never overwrites, and what it warns of."""
+
+import datetime
+import json
+import os
+import stat
+
+import numpy
+import pytest
+
+from program import aborted, detail, ended, error, info, thrown, warning
+from recording import PIXEL, TICK, Event
+
+MISSING = thrown('file "missing.orvenevent" could not be opened!')
+OUTPUTS = {"-o": [], "--report": ["-o", "out"], "--spectra": ["-o", "out", "-t", 1, "-T", 1]}
+READ = {  # how a file is read, and which
+    "file": (["-i", "a.orvenevent"], "a.orvenevent"),
+    "folder": (["-I", "."], "a.orvenevent"),
+    "list": (["--inputListFile", "list"], "a.orvenevent"),
+    "list itself": (["--inputListFile", "list"], "list"),
+    "settings": (["-f", "settings.json"], "settings.json"),
+    "no input": ([], "a.orvenevent"),
+}
+NAMES = {
+    "same": lambda path: path.name,
+    "absolute": str,
+    "detour": lambda path: f"folder/../folder/..//{path.name}",
+    "symbolic link": lambda path: "symbolic",
+    "link to link": lambda path: "folder/link",
+    "hard link": lambda path: "hard",
+}
+
+
+def state(folder):
+    """All that lies in a folder: kinds, modes, links and contents."""
+    return {path: (path.lstat().st_mode, path.is_symlink() and os.readlink(path),
+                   path.is_file() and path.read_bytes())
+            for path in folder.rglob("*")}
+
+
+@pytest.mark.parametrize("name", NAMES)
+@pytest.mark.parametrize("read", READ)
+@pytest.mark.parametrize("option", OUTPUTS)
+def test_output_that_is_read_or_a_recording_is_refused(vexolan, option, read, name):
+    vexolan.record("a", [Event()])
+    vexolan.put("list", "a.orvenevent")
+    vexolan.put("settings.json", '{"vexolan": {}}')
+    arguments, victim = READ[read]
+    path = vexolan.folder / victim
+    (vexolan.folder / "symbolic").symlink_to(victim)
+    (vexolan.folder / "folder").mkdir()
+    (vexolan.folder / "folder/link").symlink_to("../symbolic")
+    os.link(path, vexolan.folder / "hard")
+    before = state(vexolan.folder)
+    output = NAMES[name](path)
+    reason = "is a recording!" if read == "no input" else "is one of the files that this run reads!"
+    assert vexolan(*arguments, *OUTPUTS[option], "-i", "missing.orvenevent", "--parallel", "false",
+                   option, output) == aborted(thrown(f'output file "{output}" {reason}'))
+    assert state(vexolan.folder) == before
+
+
+@pytest.mark.parametrize("outputs", [
+    ["-o", "x", "--report", "./x"],
+    ["-o", "new/x", "--spectra", "new/y/../x"],
+    ["-o", "out", "--spectra", "x", "--report", "to_x"],  # a link to what does not exist yet
+    ["-o", "hard", "--report", "settings"],
+    ["-o", "folder/x", "--report", "to_folder/x"],
+])
+def test_outputs_that_name_each_other_are_refused(vexolan, outputs):
+    vexolan.put("settings", "old")
+    os.link(vexolan.folder / "settings", vexolan.folder / "hard")
+    (vexolan.folder / "to_x").symlink_to("x")
+    (vexolan.folder / "folder").mkdir()
+    (vexolan.folder / "to_folder").symlink_to("folder")
+    before = state(vexolan.folder)
+    assert vexolan(*outputs, "-t", 1, "-T", 1, "-i", "missing.orvenevent", "--parallel", "false"
+                   ) == aborted(thrown(f'output file "{outputs[-1]}" is asked for twice!'))
+    assert state(vexolan.folder) == before
+
+
+@pytest.mark.parametrize("old", [None, b"old" * 99], ids=["new", "replaced"])
+def test_links_and_modes_are_kept(vexolan, old):
+    folder = vexolan.folder / "folder"
+    folder.mkdir()
+    target = folder / "target"
+    if old:
+        target.write_bytes(old)
+        target.chmod(0o6604)
+    (vexolan.folder / "second").symlink_to("folder/target")
+    (vexolan.folder / "first").symlink_to(vexolan.folder / "second")
+    umask = os.umask(0o027)
+    try:
+        assert vexolan("-x", 3, "-o", "first") == ended(out=info(0, "first"))
+    finally:
+        os.umask(umask)
+    assert os.readlink(vexolan.folder / "second") == "folder/target"
+    assert vexolan.pages("folder/target").shape == (1, 3, 3)
+    assert stat.S_IMODE(target.stat().st_mode) == (0o6604 if old else 0o640)
+    assert os.listdir(folder) == ["target"]
+    assert sorted(os.listdir(vexolan.folder)) == ["first", "folder", "second"]
+
+
+@pytest.mark.skipif(os.geteuid() == 0, reason="root writes everywhere")
+def test_what_may_be_written_is_not_what_lies_in_a_folder_that_may(vexolan):
+    folder = vexolan.folder / "folder"
+    vexolan.put("folder/old", b"old" * 9999)
+    vexolan.put("protected", "old")
+    (vexolan.folder / "protected").chmod(0o400)
+    folder.chmod(0o500)
+    arguments = ["-x", 3, "-o", "folder/old", "--strict", "true"]
+    assert vexolan(*arguments) == ended(out=info(0, "folder/old"))
+    assert vexolan.pages("folder/old").shape == (1, 3, 3)
+    for path, text in (("protected", "may not be written!"),
+                       ("folder/new", "may not be made in its folder!")):
+        message = f'output file "{path}" {text}'
+        failure = vexolan("-x", 3, "-o", path)
+        assert failure.status != 0 and failure.err.startswith(warning(message))
+        assert vexolan("-o", path, "--strict", "true") == aborted(thrown(message, "runtime_error"))
+    folder.chmod(0o700)
+    assert vexolan.bytes("protected") == b"old"
+
+
+@pytest.mark.parametrize("output", ["/dev/null", "/dev/stdout", "/dev/full"])
+def test_devices_and_pipes_are_written_where_they_are(vexolan, output):
+    before = os.stat(output).st_mode
+    outcome = vexolan("-t", TICK, "-T", 3, "-x", 1, "-o", "out", "--spectra", output)
+    assert os.stat(output).st_mode == before
+    if output == "/dev/full":
+        assert outcome == aborted(thrown('output file "/dev/full" could not be written '
+                                         '(No space left on device)!', "runtime_error"),
+                                  out=info(0))
+    else:
+        assert outcome.status == 0 or "Illegal seek" in outcome.err
+
+
+MODES = {
+    "2-D": [],
+    "2-D reference": ["-E", "reference"],
+    "3-D": ["-t", 7.3 * TICK, "-T", 4],
+    "3-D reference": ["-t", 7.3 * TICK, "-T", 4, "-E", "reference"],
+    "frameSync": ["-t", 7.3 * TICK, "-T", 4, "-E", "frameSync"],
+}
+NO_TRIGGERS = ("External trigger data requested from data set recorded without external trigger "
+               "enabled!")
+
+
+@pytest.mark.parametrize("parallel", ["true", "false"])
+@pytest.mark.parametrize("mode", MODES)
+def test_report_accounts_for_every_file_and_event(vexolan, mode, parallel):
+    rows = [Event(n % 270 * PIXEL, n * 7 % 270 * PIXEL, n % 50, n % 4, n % 5 / 4)
+            for n in range(3000)]
+    with_triggers, logged = "-E" in MODES[mode], parallel == "true" and mode != "frameSync"
+    good = {"b": ([*rows, Event(x=-PIXEL)], [5, 25, 40, 60]), "none": ([], []), "a": (rows, [0, 9])}
+    inputs = []
+    for name, (events, triggers) in good.items():
+        path = vexolan.record(name, events, triggers)
+        inputs.append({"path": path, "bytes": len(vexolan.bytes(path)), "events": len(events),
+                       "triggers": len(triggers)})
+    if logged:
+        short = vexolan.put("short.orvenevent", vexolan.bytes("a.orvenevent")[:-1])
+        inputs[1:1] = [{"path": "lost.orvenevent",
+                        "error": 'file "lost.orvenevent" could not be opened!'},
+                       {"path": vexolan.put("empty.orvenevent", ""), "error": "Read Error!"},
+                       {"path": short, "error": None}]
+    if logged or not with_triggers:
+        path = vexolan.record("plain", rows[:7])
+        good |= {} if with_triggers else {"plain": (rows[:7], None)}
+        inputs.append({"path": path} | ({"error": NO_TRIGGERS} if with_triggers else {
+            "bytes": len(vexolan.bytes(path)), "events": 7, "triggers": None}))
+    files = ["-i", ",".join(file["path"] for file in inputs), "--parallel", parallel]
+    arguments = [*files, "-x", 7, "-y", 5, "-m", 1, "-p", 0.25, "-P", 0.8, *MODES[mode],
+                 "-o", "out", "--report", "new/report", "--fileFormat", "tiff_w8"]
+    before = datetime.datetime.utcnow().replace(microsecond=0)
+    outcome = vexolan(*arguments)
+    assert outcome.status == 0
+    text = json.loads(vexolan.bytes("new/report"))
+    run = text["run"]
+    assert before <= datetime.datetime.strptime(run["started"], "%Y-%m-%dT%H:%M:%SZ") \
+        <= datetime.datetime.utcnow()
+    assert 0 <= run["seconds"] < 60
+    assert run["arguments"] == ["vexolan", *map(str, arguments)]
+
+    errors = [file["error"] for file in run["inputs"] if "error" in file]
+    assert sorted(outcome.err.splitlines(True)) == sorted(map(error, errors))
+    for given, found in zip(inputs, run["inputs"]):
+        assert found == given | ({"error": found["error"]} if "error" in given else {})
+        assert given.get("error") in (None, found.get("error"))
+    assert len(run["inputs"]) == len(inputs)
+
+    pages = vexolan.pages()
+    all_events = [event for events, _ in good.values() for event in events]
+    rejected = sum(not (event.photons >= 1 and 0.25 <= event.psd <= 0.8) for event in all_events)
+    events = run["events"]
+    assert events["recorded"] == len(all_events) and events["rejected"] == rejected
+    assert events["outside"] == len(all_events) - rejected - pages.sum() > 0
+    assert events["counted"] == pages.sum() > 0
+    assert outcome.out == info(run["intervals"])
+    assert run["intervals"] == (4 if with_triggers else 0)
+    assert run["image"] == {"path": "out", "format": "tiff_w8", "bytes": len(vexolan.bytes()),
+                            "pages": pages.shape[0], "rows": pages.shape[1],
+                            "columns": pages.shape[2]}
+    crossed = "-t" in MODES[mode]
+    assert [run["axes"][axis]["coordinate"] for axis in ("columns", "rows")] == (
+        ["y", "x"] if crossed else ["x", "y"])
+    assert (run["axes"]["pages"] or {}).get("bin_ticks") == (7 if crossed else None)
+
+    image = vexolan.bytes()
+    replayed = vexolan(*files, "-f", "new/report", "-o", "out", "--fileFormat", "tiff_w8")
+    assert (replayed.status, vexolan.bytes()) == (0, image)
+
+
+@pytest.mark.parametrize("psd", [0.1 + 0.2, 1 / 3, 123456.78901234567, 4.35, 2.5e-308, 1.7e308,
+                                 9007199254740993.0, 5.0, 1e22, 1e23])
+def test_replay_filters_by_the_same_number(vexolan, psd):
+    rows = [Event(x=column * PIXEL, psd=value) for column, value in enumerate(
+        [numpy.nextafter(psd, 0), psd, numpy.nextafter(psd, numpy.inf)])]
+    arguments = ["-i", vexolan.record("a", rows), "-o", "out", "-x", 256]
+    assert vexolan(*arguments, "-p", repr(psd), "-P", repr(psd), "--report", "r") == ended(info(0))
+    assert vexolan(*arguments, "-f", "r") == ended(info(0))
+    assert vexolan.image() == {(0, 0, 1): 1}
+
+
+@pytest.mark.parametrize("option", ["-p", "-P"])
+@pytest.mark.parametrize("value", ["inf", "-inf", "nan"])
+def test_setting_that_no_settings_file_can_hold_is_not_reported(vexolan, option, value):
+    arguments = ["-x", 2, option, value, "-o", "out"]
+    failure = vexolan(*arguments, "--report", "r", "-i", "missing.orvenevent", "--parallel", "false")
+    assert failure == aborted(thrown(f"a report cannot hold the setting {value}!"))
+    assert not os.listdir(vexolan.folder)
+    assert vexolan(*arguments) == ended(out=info(0))
+
+
+@pytest.mark.parametrize("name, shown", [
+    (b"\xff", "?"), (b"a\xc3", "a?"), (b"\xed\xa0\x80b", "???b"), (b"\xc3\xa9\xf0\x9f\x93\xb7", None),
+    (b"\"\\\n\x01'", None), (b"\xf0\x9f\x93", "???")])
+def test_report_is_valid_json_whatever_the_names(vexolan, name, shown):
+    path = os.fsdecode(name + b".orvenevent")
+    assert vexolan("--verbose", -2, "-i", path, "-o", os.fsdecode(name), "--report", "r",
+                   "-x", 1) == ended()
+    run = json.loads(vexolan.bytes("r").decode("utf-8"))["run"]
+    shown = shown or os.fsdecode(name)
+    assert run["inputs"] == [{"path": f"{shown}.orvenevent",
+                              "error": f'file "{shown}.orvenevent" could not be opened!'}]
+    assert run["image"]["path"] == shown and f"{shown}.orvenevent" in run["arguments"]
+
+
+@pytest.mark.parametrize("arguments, starts", [
+    ([], ["0.0000000000000", "0.0000000093750", "0.0000000187500", "0.0000000281250"]),
+    (["-E", "reference"],
+     ["0.0000000000000", "0.0000000093750", "0.0000000187500", "0.0000000281250"]),
+    (["-t", 0.75 + 6 * TICK],
+     ["0.0000000000000", "0.7500000093750", "1.5000000187500", "2.2500000281250"]),
+    (["-t", 2**60 * TICK], ["0.0000000000000", "1801439850.9481984000000",
+                            "3602879701.8963968000000", "5404319552.8445952000000"]),
+])
+def test_spectra_are_exact(vexolan, arguments, starts):
+    bin_ticks = 6 if arguments[:1] != ["-t"] else round(arguments[1] / TICK)
+    rows = [Event(time=10 + page * bin_ticks + offset) for page, n in enumerate([3, 0, 2, 1])
+            for offset in range(n)]
+    rows += [Event(time=10 + 5, x=-2**31)]
+    if "reference" not in arguments:
+        rows = [row._replace(time=row.time - 10) for row in rows]
+    name = vexolan.record("a", rows, [10, 2**62])
+    assert vexolan("-i", name, "-x", 2, "-t", 6 * TICK, "-T", 4, *arguments, "-o", "out",
+                   "--spectra", "new/s").status == 0
+    counts = vexolan.pages().sum(axis=(1, 2))
+    assert list(counts) == [3, 0, 2, 1]
+    assert vexolan.bytes("new/s").decode() == "".join(
+        f"{start}\t{count}\n" for start, count in zip(starts, counts))
+
+
+@pytest.mark.parametrize("arguments", [[], ["-T", 2], ["-t", 1, "-T", 2, "-E", "frameSync"]])
+def test_spectra_need_time_bins(vexolan, arguments):
+    assert vexolan(*arguments, "-o", "out", "--spectra", "s", "-i", "missing.orvenevent",
+                   "--parallel", "false") == aborted(thrown(
+                       "spectra need pages that are time bins!"))
+    assert not os.listdir(vexolan.folder)
+
+
+@pytest.mark.parametrize("arguments, message", [
+    (["-o", "folder"], 'output file "folder" is a folder!'),
+    (["-o", "file/sub/out"], 'output file "file/sub/out" lies below something that is no folder!'),
+    (["-o", "out", "--report", "folder/"], 'output file "folder/" is a folder!'),
+    (["-o", "out", "-t", 1, "-T", 0], "The image will have no pages!"),
+    (["-o", "out", "-t", 1, "-T", 2, "--spectra", "file/s"],
+     'output file "file/s" lies below something that is no folder!'),
+])
+def test_warning_comes_before_input_is_read_and_ends_a_strict_run(vexolan, arguments, message):
+    (vexolan.folder / "folder").mkdir()
+    vexolan.put("file", "text")
+    arguments = [*arguments, "-i", "missing.orvenevent", "--parallel", "false"]
+    assert vexolan(*arguments) == aborted(warning(message) + MISSING)
+    assert vexolan(*arguments, "--strict", "true") == aborted(thrown(message, "runtime_error"))
+    assert vexolan(*arguments, "--strict", "true", "--strict", "false").status != 0
+    assert not vexolan.exists()
+
+
+def test_first_file_in_the_list_that_fails_ends_a_strict_run(vexolan):
+    names = [vexolan.record("a", [Event()] * 100_000), vexolan.put("b.orvenevent", "ORVEN"),
+             "c.orvenevent"]
+    for order, message in ((names, "Read Error!"),
+                           (names[::-1], 'file "c.orvenevent" could not be opened!')):
+        for _ in range(10):
+            assert vexolan("--strict", "true", "-i", ",".join(order), "-o", "out", "-x", 1,
+                           "--report", "r") == aborted(thrown(message))
+    assert not vexolan.exists("out") and not vexolan.exists("r")
+    assert vexolan("--strict", "true", "-i", ",".join(names[:1] * 3), "-o", "out", "-x", 1
+                   ) == ended(out=info(0))
+    assert vexolan.image() == {(0, 0, 0): 300_000}
+
+
+def test_details_are_told_on_request_only(vexolan):
+    names = [vexolan.record("a", [Event(), Event(photons=0), Event(x=-2**31)], [0, 4]),
+             vexolan.record("b", [])]
+    arguments = ["-i", ",".join(names), "-x", 64, "-m", 1, "-o", "out", "--verbose"]
+    no_triggers = 'input "b.orvenevent": 0 events, no trigger input'
+    pixels = ("pixels: columns from {}, 4 detector pixels wide; "
+              "rows from {}, 4 detector pixels high")
+    assert vexolan(*arguments, 4) == ended(out=info(0))
+    assert vexolan(*arguments, 5) == ended(out=info(0) + "".join(map(detail, [
+        'input "a.orvenevent": 3 events, 2 triggers', no_triggers,
+        "events: 3 recorded, 1 rejected by the filter, 1 outside the image, 1 counted",
+        f'image "out": 1 pages of 64 rows and 64 columns, {len(vexolan.bytes())} bytes',
+        pixels.format("x", "y")])))
+    left_out = vexolan(*arguments, 5, "-E", "reference", "-t", 6 * TICK, "-T", 2)
+    assert left_out == ended(err=error(NO_TRIGGERS), out=info(1) + "".join(map(detail, [
+        'input "a.orvenevent": 3 events, 2 triggers',
+        f'input "b.orvenevent": left out: {NO_TRIGGERS}',
+        "events: 3 recorded, 1 rejected by the filter, 1 outside the image, 1 counted",
+        f'image "out": 2 pages of 64 rows and 64 columns, {len(vexolan.bytes())} bytes',
+        pixels.format("y", "x"), "time bins: 6 ticks = 9.375e-09 s, from trigger"])))
