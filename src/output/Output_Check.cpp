@@ -38,8 +38,15 @@ bool begins_as_recording(const std::string& path) {
 
 /// The path with all links followed; what does not exist is taken as it is written.
 fs::path resolved(const std::string& path) {
+    constexpr int most_links = 40;  // as many as the system follows
     std::error_code error;
-    return fs::weakly_canonical(fs::absolute(path, error), error);
+    fs::path target = fs::weakly_canonical(fs::absolute(path, error), error);
+    // A link to what does not exist yet counts as missing itself.
+    for (int i = 0; i < most_links && fs::is_symlink(target, error); ++i) {
+        const fs::path next = target.parent_path() / fs::read_symlink(target, error);
+        target = fs::weakly_canonical(next, error);
+    }
+    return target;
 }
 
 /// The first folder on the way up that exists: missing ones will be made in it.
@@ -64,12 +71,12 @@ std::string in_output(const std::string& path) {
 
 void refuse_harmful_output(const std::string& output, std::span<const std::string> read_files,
                            std::span<const std::string> other_outputs) {
+    const auto existing = examine(output);
     for (const std::string& other : other_outputs) {
-        if (resolved(output) == resolved(other)) {
+        if (resolved(output) == resolved(other) || (existing && is_same_file(*existing, other))) {
             throw std::invalid_argument(in_output(output) + "is asked for twice!");
         }
     }
-    const auto existing = examine(output);
     if (!existing || !S_ISREG(existing->st_mode)) {
         return;
     }
