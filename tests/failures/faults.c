@@ -1,19 +1,25 @@
 /* Preloaded into a run under test: chosen calls of the C library fail, or find files changed.
  *
- * FAULT_CALL   what is counted: open, read, write, seek, close, stat, folder, memory or thread;
- * with "short", reads and writes move few bytes at a time FAULT_PATH   with it, only calls are
- * counted whose path contains this FAULT_FIRST, FAULT_LAST  numbers of the first and the last call
- * that fail, from 1 FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move
- * nothing FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before
- * the first of these calls, 1 before the second, and so on FAULT_CALLS  a file that receives the
- * number of calls, if the process ends by itself FAULT_MEMINFO  a file that is opened in place of
- * /proc/meminfo FAULT_THREADS  the number of hardware threads
+ * FAULT_CALL   what is counted: open, read, write, seek, close, place, stat, folder, memory or
+ *              thread; with "short", reads and writes move few bytes at a time
+ * FAULT_PATH   with it, only calls are counted whose path contains this
+ * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
+ * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
+ * FAULT_SIGNAL  with it no call fails, but the process gets this signal before
+ * FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before the first
+ *              of these calls, 1 before the second, and so on
+ * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
+ * FAULT_NAMED  if set, there are no files without a name, as on old kernels and some disks
+ * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
+ * FAULT_THREADS  the number of hardware threads
  */
 #define _GNU_SOURCE
+#include <asm/fcntl.h> /* the C library's declares open otherwise */
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -25,7 +31,7 @@
 static const char* counted; /* NULL until the program itself is about to start */
 static const char* counted_path;
 static const char* action;
-static long first, last, reason;
+static long first, last, reason, sent;
 static atomic_long nCalls;
 
 static long number(const char* name) {
@@ -39,6 +45,7 @@ __attribute__((constructor)) static void start(void) {
     first = number("FAULT_FIRST");
     last = number("FAULT_LAST");
     reason = number("FAULT_ERRNO");
+    sent = number("FAULT_SIGNAL");
     unsetenv("LD_PRELOAD"); /* the shell's calls are its own */
     counted = getenv("FAULT_CALL");
 }
@@ -71,6 +78,10 @@ static int fails(const char* call, const char* path) {
     if (call_number < first || call_number > last) {
         return 0;
     }
+    if (sent != 0) {
+        kill(getpid(), (int)sent);
+        return 0;
+    }
     errno = (int)reason;
     return action ? act(call_number) : 1;
 }
@@ -90,8 +101,15 @@ static size_t few(size_t bytes) {
 }
 
 static const char* place_of(const char* path) {
+    if (strcmp(path, "/proc/self/mountinfo") == 0) {
+        return "/dev/null"; /* the machine's limits are not part of the test */
+    }
     const char* meminfo = getenv("FAULT_MEMINFO");
     return meminfo && strcmp(path, "/proc/meminfo") == 0 ? meminfo : path;
+}
+
+static int allowed(int flags) {
+    return getenv("FAULT_NAMED") ? flags & ~__O_TMPFILE : flags;
 }
 
 /* Defines `name` as a call that may fail with `failure`, or goes on to the C library's own. */
@@ -106,7 +124,7 @@ static const char* place_of(const char* path) {
 
 #define MOVED (errno ? -1 : 0)
 
-CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, flags, mode))
+CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, allowed(flags), mode))
 CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
      (place_of(path), mode))
 CALL("read", path_of(fd), MOVED, ssize_t, read, (int fd, void* to, size_t bytes),
@@ -118,6 +136,12 @@ CALL("write", NULL, MOVED, ssize_t, pwrite, (int fd, const void* from, size_t by
 CALL("seek", path_of(fd), -1, off_t, lseek, (int fd, off_t offset, int whence),
      (fd, offset, whence))
 CALL("close", NULL, (next(fd), errno = (int)reason, -1), int, close, (int fd), (fd))
+CALL("place", NULL, -1, int, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
+CALL("place", NULL, -1, int, fchmod, (int fd, mode_t mode), (fd, mode))
+CALL("place", NULL, -1, int, linkat,
+     (int from_folder, const char* from, int folder, const char* path, int flags),
+     (from_folder, from, folder, path, flags))
+CALL("place", NULL, -1, int, rename, (const char* from, const char* to), (from, to))
 CALL("stat", path, -1, int, stat, (const char* path, struct stat* status), (path, status))
 CALL("folder", NULL, NULL, DIR*, fdopendir, (int fd), (fd))
 CALL("folder", NULL, NULL, struct dirent*, readdir, (DIR * folder), (folder))

@@ -1,0 +1,140 @@
+"""Whatever happens while an image is written, its path holds the old file or the whole new one."""
+
+import errno
+import itertools
+import os
+import resource
+import shutil
+import signal
+import subprocess
+
+import pytest
+
+import program
+from program import ended, info, what
+from recording import PIXEL, Event
+
+SIDE = 300  # more than one write for its image
+
+
+class Run:
+    """Writes an image, and then a report, over old files or none."""
+
+    def __init__(self, vexolan, old):
+        self.vexolan, self.old = vexolan, old
+        self.put_back()
+        self.arguments = ["-i", vexolan.record("../a", [Event(x=PIXEL)]), "-x", SIDE, "-o", "out",
+                          "--report", "report"]
+        assert vexolan(*self.arguments) == ended(out=info(0))
+        self.new = vexolan.bytes()
+
+    def put_back(self):
+        shutil.rmtree(self.vexolan.folder)
+        self.vexolan.folder.mkdir()
+        if self.old:
+            self.vexolan.put("out", self.old)
+
+    def __call__(self):
+        self.put_back()
+        return self.vexolan(*self.arguments)
+
+    def at_each(self, faults, call, **settings):
+        """The outcomes with something done at the first such call, the second, and so on."""
+        calls = self.vexolan.folder.parent / "calls"
+        for number in itertools.count(1):
+            calls.unlink(missing_ok=True)
+            faults(call, number, number, **settings)
+            outcome = self()
+            yield outcome
+            if calls.exists() and int(calls.read_text()) < number:
+                assert outcome.status == 0 and number > 2
+                return
+
+    def expect_old_or_new(self):
+        assert (self.vexolan.bytes() if self.vexolan.exists() else None) in (self.old, self.new)
+
+    def rests(self):
+        return set(os.listdir(self.vexolan.folder)) - {"out", "report"}
+
+
+@pytest.fixture(params=[None, b"old" * 99_999], ids=["new", "replaced"])
+def run(request, tmp_path):
+    (tmp_path / "outputs").mkdir()
+    return Run(program.Program(tmp_path / "outputs"), request.param)
+
+
+@pytest.fixture(params=[{}, {"named": 1}], ids=["nameless", "named"])
+def files(request):
+    return request.param
+
+
+@pytest.mark.parametrize("call", ["write", "place"])
+@pytest.mark.parametrize("ending", ["KILL", "TERM", "INT", "HUP"])
+def test_signal_at_any_moment_leaves_the_old_or_the_new_image(run, faults, files, ending, call):
+    number = signal.Signals[f"SIG{ending}"]
+    for outcome in run.at_each(faults, call, signal=int(number), **files):
+        assert outcome.status in (-number, 0)
+        run.expect_old_or_new()
+        rests = run.rests()
+        if ending == "KILL":
+            assert len(rests) <= 1 and all(rest.startswith("vexolan-unfinished-") for rest in rests)
+        else:
+            assert not rests
+
+
+@pytest.mark.parametrize("call", ["write", "place", "close"])
+def test_call_that_fails_leaves_the_old_image(run, faults, files, call):
+    for outcome in run.at_each(faults, call, errno=errno.ENOSPC, **files):
+        run.expect_old_or_new()
+        assert not run.rests()
+        if outcome.status == 0:
+            assert run.vexolan.bytes() == run.new and run.vexolan.exists("report")
+        else:
+            assert "(No space left on device)!" in what(outcome)
+            if '"out"' in what(outcome):
+                assert run.vexolan.exists() == bool(run.old)
+                assert not run.old or run.vexolan.bytes() == run.old
+
+
+def test_of_two_runs_to_one_path_the_last_to_end_wins_whole(run, faults, files):
+    assert run.vexolan("-x", 400, "-o", "out").status == 0
+    other = run.vexolan.bytes()
+    found = []
+    for call in "write", "place":
+        for outcome in run.at_each(faults, call, do=f"{program.VEXOLAN} -x 400 -o out; :", **files):
+            assert outcome.status == 0 and not run.rests()
+            found.append(run.vexolan.bytes())
+    assert set(found) == {run.new, other} and found[0] == run.new
+
+
+def test_ignored_signals_stay_ignored(run, faults):
+    faults("write", 1, 1, signal=int(signal.SIGHUP))
+    run.put_back()
+    done = subprocess.run(["sh", "-c", 'trap "" HUP; exec "$@"', "sh", program.VEXOLAN,
+                           *map(str, run.arguments)], cwd=run.vexolan.folder, timeout=60,
+                          capture_output=True, check=False)
+    assert done.returncode == 0 and run.vexolan.bytes() == run.new
+
+
+def test_output_that_nobody_reads_does_not_end_the_run(vexolan):
+    reading, writing = os.pipe()
+    os.close(reading)
+    for stream in {"stdout": writing}, {"stderr": writing}:
+        done = subprocess.run([program.VEXOLAN, "-x", "3", "-i", "missing.orvenevent", "-o", "out"],
+                              cwd=vexolan.folder, timeout=60, check=False, **stream)
+        assert done.returncode == 0
+        assert vexolan.pages().shape == (1, 3, 3)
+        (vexolan.folder / "out").unlink()
+    os.close(writing)
+
+
+def test_there_are_no_more_tasks_than_files_may_be_open_for(vexolan, faults):
+    name = vexolan.record("a", [Event()])
+    faults("thread", 10**9, threads=300)
+    most, limit = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (40, limit))
+    try:
+        assert vexolan("-i", name, "-x", 1, "-o", "out") == ended(out=info(0))
+    finally:
+        resource.setrlimit(resource.RLIMIT_NOFILE, (most, limit))
+    assert 10 < int(vexolan.bytes("calls")) < 20
