@@ -11,7 +11,7 @@ import sys
 import pytest
 
 import program
-from program import aborted, assertion, ended, error, info, thrown, warning, what
+from program import aborted, assertion, ended, error, info, no_memory, thrown, warning, what
 from recording import Event, block, build, container, events
 
 UNOPENED = 'file "bad.orvenevent" could not be opened!'
