@@ -82,6 +82,18 @@ def test_stop_leaves_no_image(vexolan, arguments, text):
     assert not vexolan.exists()
 
 
+def test_later_options_take_no_abbreviation_from_the_first_ones(vexolan):
+    first = LONG_OPTIONS[:LONG_OPTIONS.index("verbose") + 1]
+    ends = {name: vexolan(f"--{name}").err for name in first}  # names itself, or does its work
+    for prefix in {name[:length] for name in first for length in range(1, len(name) + 1)}:
+        meant = [name for name in first if name.startswith(prefix)]
+        err = vexolan(f"--{prefix}").err
+        if len(meant) > 1:
+            assert err.startswith(f"vexolan: option '--{prefix}' is ambiguous")
+        else:
+            assert err == ends[meant[0]]
+
+
 def test_arguments_behind_a_stop_are_still_checked(vexolan):
     stops = [argument for arguments, _ in STOPS for argument in arguments]
     texts = "".join(text for _, text in STOPS)
