@@ -3,7 +3,6 @@
 import os
 import re
 import resource
-import signal
 import struct
 import subprocess
 import sys
@@ -11,7 +10,7 @@ import sys
 import pytest
 
 import program
-from program import aborted, assertion, ended, error, info, no_memory, thrown, warning, what
+from program import aborted, ended, error, info, no_memory, thrown, warning, what
 from recording import Event, block, build, container, events
 
 UNOPENED = 'file "bad.orvenevent" could not be opened!'
@@ -101,12 +100,6 @@ def test_image_that_memory_cannot_hold_is_refused_before_input_is_read(
         available = 1024 * sum(map(int, re.findall(r"(?:MemA|SwapF)\D+(\d+)", meminfo)))
         end = no_memory(1048576, available)
     assert failure == aborted(end)
-
-
-def test_settings_nested_a_million_deep_are_refused(vexolan):
-    vexolan.put("s", "[" * 1_000_000)
-    failure = vexolan("-f", "s")
-    assert failure.status == -signal.SIGABRT and failure.err.endswith(assertion("IsObject()"))
 
 
 def test_files_that_are_done_or_failed_are_closed(vexolan):
