@@ -35,6 +35,15 @@ std::vector<Output> outputs_of(const Parameters& parameters, std::uint64_t image
     return outputs;
 }
 
+void refuse_harmful_outputs(const Parameters& parameters) {
+    std::vector<std::string> others;
+    for (const Output& output : outputs_of(parameters, 0)) {
+        refuse_harmful_output(output.path, parameters.inputFiles, others);
+        refuse_harmful_output(output.path, parameters.settingsFiles, others);
+        others.push_back(output.path);
+    }
+}
+
 void warn(const Parameters& parameters, const std::string& message) {
     if (parameters.strict) {
         throw std::runtime_error(message);
@@ -42,11 +51,14 @@ void warn(const Parameters& parameters, const std::string& message) {
     logging<warning>(message);
 }
 
-void make_folder_for(const std::string& path) {
+/// Makes what is missing of the output's folder. While the run was counting, or just now, the path
+/// may have become that of something else: it is checked again.
+void prepare_output(const Parameters& parameters, const std::string& path) {
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     if (!folder.empty()) {
         std::filesystem::create_directories(folder);
     }
+    refuse_harmful_outputs(parameters);
 }
 
 Image_Axes axes_of(const Parameters& parameters) {
@@ -67,12 +79,7 @@ void check_outputs(const Parameters& parameters) {
     if (parameters.reportFile) {
         check_settings_can_be_reported(parameters);
     }
-    std::vector<std::string> others;
-    for (const Output& output : outputs_of(parameters, 0)) {
-        refuse_harmful_output(output.path, parameters.inputFiles, others);
-        refuse_harmful_output(output.path, parameters.settingsFiles, others);
-        others.push_back(output.path);
-    }
+    refuse_harmful_outputs(parameters);
 }
 
 void warn_of_outputs(const Parameters& parameters, const Image_Pages& image) {
@@ -105,18 +112,18 @@ void log_trigger_count(const Parameters& parameters, std::size_t nTriggers) {
 void write_outputs(const Parameters& parameters, const Image_Pages& image,
                    const Run_Account& account, std::chrono::steady_clock::time_point started) {
     const char* const openMode = tiff_open_mode(parameters.fileFormat);
-    make_folder_for(*parameters.outputFile);
+    prepare_output(parameters, *parameters.outputFile);
     const std::uint64_t bytes = write_tiff(*parameters.outputFile, openMode, image);
     const Image_Axes axes = axes_of(parameters);
     if (parameters.spectraFile) {
-        make_folder_for(*parameters.spectraFile);
+        prepare_output(parameters, *parameters.spectraFile);
         write_spectra(*parameters.spectraFile, image, *axes.bin_length);
     }
     if (parameters.wants_account()) {
         const auto duration = std::chrono::steady_clock::now() - started;
         const Run_Report report{parameters, account, image, axes, bytes, duration};
         if (parameters.reportFile) {
-            make_folder_for(*parameters.reportFile);
+            prepare_output(parameters, *parameters.reportFile);
             write_text_file(*parameters.reportFile, report_text(report));
         }
         log_report(report);

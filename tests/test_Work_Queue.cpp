@@ -116,19 +116,4 @@ TEST(Work_Queue, a_task_waits_for_a_file_that_it_can_help_with) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("Read Error!"), std::string::npos);
 }
 
-TEST(Event_File, that_shrinks_after_it_was_opened_fails_where_it_ends) {
-    const Folder folder;
-    const std::string path =
-        folder.write("a", recording(std::vector<Photon_Event>(100, event(1, 2)), {{1, 2, 3}}));
-    const orven::Event_File file(path);
-    std::filesystem::resize_file(path, 1000);
-    std::vector<Photon_Event> events(10);
-    std::vector<orven::Event_Time> triggers(3);
-    file.read_events(0, events);
-    file.read_extTriggers(0, triggers);
-    EXPECT_EQ(message_of([&] { file.read_events(90, events); }), "Read Error!");
-    std::filesystem::resize_file(path, 80);
-    EXPECT_EQ(message_of([&] { file.read_extTriggers(0, triggers); }), "Read Error!");
-}
-
 }  // namespace

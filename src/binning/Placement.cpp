@@ -10,8 +10,7 @@ namespace {
 template <class Kind>
 Found find_cells_of(Kind placement, std::span<const orven::Photon_Event> events,
                     orven::Photon_Filter filter,  // NOLINT(performance-*): see above
-                     Interval interval,
-                    std::span<std::size_t> cells) noexcept {
+                    Interval interval, std::span<std::size_t> cells) noexcept {
     std::size_t nAccepted = 0;
     std::size_t nCells = 0;
     for (const orven::Photon_Event& event : events) {

@@ -7,10 +7,11 @@
 #include <cstdio>
 
 Not_Enough_Memory::Not_Enough_Memory(std::uint64_t needed, std::uint64_t available) noexcept {
-    std::snprintf(text.data(), text.size(),
-                  "std::bad_alloc: the image needs %llu bytes, of which %llu can be had",
-                  static_cast<unsigned long long>(needed),
-                  static_cast<unsigned long long>(available));
+    const char* const format =
+        needed > available ? "std::bad_alloc: the image needs %lu bytes, of which %lu can be had"
+                           : "std::bad_alloc: the image needs %lu bytes, which the system refuses "
+                             "although %lu are available";
+    std::snprintf(text.data(), text.size(), format, needed, available);
 }
 
 void* allocate_zeroed_pages(std::size_t bytes) {
@@ -20,7 +21,7 @@ void* allocate_zeroed_pages(std::size_t bytes) {
     }
     void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) {
-        throw Not_Enough_Memory(bytes, 0);
+        throw Not_Enough_Memory(bytes, available);
     }
     // Advice only: small pages count as well, and a core file with the image is merely large.
     madvise(pages, bytes, MADV_HUGEPAGE);

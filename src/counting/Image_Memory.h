@@ -15,7 +15,7 @@ public:
     [[nodiscard]] const char* what() const noexcept override { return text.data(); }
 
 private:
-    std::array<char, 128> text{};
+    std::array<char, 160> text{};
 };
 
 /// Memory of zero bytes, in huge pages where the system offers them, and left out of core files.

@@ -1,6 +1,7 @@
 #include "output/Output_Check.h"
 
 #include "Event_File_Format.h"
+#include "settings/Parameters.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -29,7 +30,11 @@ bool is_same_file(const struct stat& a, const std::string& path) {
     return b && a.st_dev == b->st_dev && a.st_ino == b->st_ino;
 }
 
-bool begins_as_recording(const std::string& path) {
+/// A recording that has just been started may not hold anything yet.
+bool may_be_recording(const std::string& path) {
+    if (path.ends_with(Parameters::extension_eventFiles)) {
+        return true;
+    }
     std::uint64_t identifier = 0;
     std::ifstream file(path, std::ios::binary);
     file.read(reinterpret_cast<char*>(&identifier), sizeof(identifier));  // NOLINT: its bytes
@@ -84,14 +89,20 @@ void refuse_harmful_output(const std::string& output, std::span<const std::strin
     if (std::ranges::any_of(read_files, is_output)) {
         throw std::invalid_argument(in_output(output) + "is one of the files that this run reads!");
     }
-    if (begins_as_recording(output)) {
+    if (may_be_recording(output)) {
         throw std::invalid_argument(in_output(output) + "is a recording!");
     }
 }
 
 std::optional<std::string> output_problem(const std::string& path, std::uint64_t bytes) {
     const auto existing = examine(path);
-    if (existing && S_ISDIR(existing->st_mode)) {
+    if (!existing && errno != ENOENT && errno != ENOTDIR) {
+        return in_output(path) + "cannot be made (" + std::strerror(errno) + ")!";
+    }
+    if (path.empty()) {
+        return in_output(path) + "has no name!";
+    }
+    if (path.ends_with('/') || (existing && S_ISDIR(existing->st_mode))) {
         return in_output(path) + "is a folder!";
     }
     if (existing && !is_permitted(path, R_OK | W_OK)) {
@@ -100,8 +111,9 @@ std::optional<std::string> output_problem(const std::string& path, std::uint64_t
     if (existing && !S_ISREG(existing->st_mode)) {
         return std::nullopt;
     }
-    const fs::path folder = existing_folder(path);
     std::error_code error;
+    const bool dangling = !existing && fs::is_symlink(path, error);
+    const fs::path folder = dangling ? resolved(path).parent_path() : existing_folder(path);
     if (!fs::is_directory(folder, error)) {
         return in_output(path) + "lies below something that is no folder!";
     }

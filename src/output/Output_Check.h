@@ -6,8 +6,8 @@
 #include <string>
 
 /// Throws: std::invalid_argument that names `output` if it is one of the files that this run reads,
-/// under any name, if it is one of its other outputs, or if it exists and begins as a recording
-/// does: writing would destroy what cannot be made again.
+/// under any name, if it is one of its other outputs, or if it exists and is named as event files
+/// are or begins as they do: writing would destroy what cannot be made again.
 void refuse_harmful_output(const std::string& output, std::span<const std::string> read_files,
                            std::span<const std::string> other_outputs);
 

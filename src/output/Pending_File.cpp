@@ -68,8 +68,8 @@ bool may_be_replaced(const std::string& path, const struct stat& file) {
     if (stat(folder_of(path).c_str(), &folder) != 0 || (folder.st_mode & S_ISVTX) == 0) {
         return true;
     }
-    const uid_t user = geteuid();
-    return user == 0 || user == file.st_uid || user == folder.st_uid;
+    const uid_t user = geteuid();  // 0 may be a user without power over others, in a container
+    return user == file.st_uid || user == folder.st_uid;
 }
 
 }  // namespace
@@ -139,7 +139,11 @@ void Pending_File::discard() noexcept {
 
 int Pending_File::open_in_place(const std::string& path) noexcept {
     inPlace = true;
-    opened = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode);
+    // Some folders let nobody create other people's files, not even where they exist.
+    opened = ::open(path.c_str(), O_RDWR | O_TRUNC | O_CLOEXEC);
+    if (opened < 0 && errno == ENOENT) {
+        opened = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode);
+    }
     return opened >= 0 ? 0 : errno;
 }
 

@@ -6,7 +6,7 @@
 /// made in the same folder, without a name or under another one, and takes its place in one step:
 /// whatever ends the process, the path holds the old file or the whole new one. Of two processes
 /// that write to one path, the last one to commit wins.
-/// Devices, pipes and files that cannot be replaced are written where they are.
+/// Devices and files that cannot be replaced are written where they are.
 /// Failures: functions return 0 or the errno value of what failed.
 class Pending_File {
 public:

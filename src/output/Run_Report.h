@@ -23,7 +23,7 @@ struct Run_Report {
     const Run_Account& account;
     const Image_Pages& image;
     Image_Axes axes;
-    std::uint64_t imageBytes;  ///< of the file
+    std::uint64_t imageBytes;                ///< of the file
     std::chrono::duration<double> duration;  ///< up to now
 };
 

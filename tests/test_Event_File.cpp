@@ -1,0 +1,33 @@
+#include "Event_File.h"
+#include "FileHandler_Events.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace {
+
+TEST(Event_File, fails_where_a_file_ends_that_has_shrunk) {
+    const Folder folder;
+    const std::string path =
+        folder.write("a", recording(std::vector<Photon_Event>(100, event(1, 2)), {{1, 2, 3}}));
+    const orven::Event_File file(path);
+    std::filesystem::resize_file(path, 1000);
+    std::vector<Photon_Event> events(10);
+    std::vector<orven::Event_Time> triggers(3);
+    file.read_events(0, events);
+    file.read_extTriggers(0, triggers);
+    EXPECT_EQ(message_of([&] { file.read_events(90, events); }), "Read Error!");
+    std::filesystem::resize_file(path, 80);
+    EXPECT_EQ(message_of([&] { file.read_extTriggers(0, triggers); }), "Read Error!");
+}
+
+TEST(Photon_FileHandler, refuses_a_pipe_instead_of_waiting_for_its_other_end) {
+    const Folder folder;
+    const std::string path = folder.path / "pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(message_of([&] { (void)orven::Photon_FileHandler().load_file(path); }),
+              "Read Error!");
+}
+
+}  // namespace
