@@ -1,6 +1,5 @@
 """Which cell counts an event."""
 
-import json
 import re
 
 import pytest

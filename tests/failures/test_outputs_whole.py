@@ -110,9 +110,9 @@ def test_of_two_runs_to_one_path_the_last_to_end_wins_whole(run, faults, files):
 def test_ignored_signals_stay_ignored(run, faults):
     faults("write", 1, 1, signal=int(signal.SIGHUP))
     run.put_back()
-    done = subprocess.run(["sh", "-c", 'trap "" HUP; exec "$@"', "sh", program.VEXOLAN,
-                           *map(str, run.arguments)], cwd=run.vexolan.folder, timeout=60,
-                          capture_output=True, check=False)
+    done = subprocess.run([program.VEXOLAN, *map(str, run.arguments)], cwd=run.vexolan.folder,
+                          capture_output=True, timeout=60, check=False,
+                          preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
     assert done.returncode == 0 and run.vexolan.bytes() == run.new
 
 
