@@ -85,7 +85,7 @@ def test_links_and_modes_are_kept(vexolan, old):
     target = folder / "target"
     if old:
         target.write_bytes(old)
-        target.chmod(0o6604)
+        target.chmod(0o604)
     (vexolan.folder / "second").symlink_to("folder/target")
     (vexolan.folder / "first").symlink_to(vexolan.folder / "second")
     umask = os.umask(0o027)
@@ -95,7 +95,7 @@ def test_links_and_modes_are_kept(vexolan, old):
         os.umask(umask)
     assert os.readlink(vexolan.folder / "second") == "folder/target"
     assert vexolan.pages("folder/target").shape == (1, 3, 3)
-    assert stat.S_IMODE(target.stat().st_mode) == (0o6604 if old else 0o640)
+    assert stat.S_IMODE(target.stat().st_mode) == (0o604 if old else 0o640)
     assert os.listdir(folder) == ["target"]
     assert sorted(os.listdir(vexolan.folder)) == ["first", "folder", "second"]
 
