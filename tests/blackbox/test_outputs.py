@@ -224,14 +224,16 @@ def test_replay_filters_by_the_same_number(vexolan, psd):
 @pytest.mark.parametrize("value", ["inf", "-inf", "nan"])
 def test_setting_that_no_settings_file_can_hold_is_not_reported(vexolan, option, value):
     arguments = ["-x", 2, option, value, "-o", "out"]
-    failure = vexolan(*arguments, "--report", "r", "-i", "missing.orvenevent", "--parallel", "false")
+    failure = vexolan(*arguments, "--report", "r", "-i", "missing.orvenevent",
+                      "--parallel", "false")
     assert failure == aborted(thrown(f"a report cannot hold the setting {value}!"))
     assert not os.listdir(vexolan.folder)
     assert vexolan(*arguments) == ended(out=info(0))
 
 
 @pytest.mark.parametrize("name, shown", [
-    (b"\xff", "?"), (b"a\xc3", "a?"), (b"\xed\xa0\x80b", "???b"), (b"\xc3\xa9\xf0\x9f\x93\xb7", None),
+    (b"\xff", "?"), (b"a\xc3", "a?"), (b"\xed\xa0\x80b", "???b"),
+    (b"\xc3\xa9\xf0\x9f\x93\xb7", None),
     (b"\"\\\n\x01'", None), (b"\xf0\x9f\x93", "???")])
 def test_report_is_valid_json_whatever_the_names(vexolan, name, shown):
     path = os.fsdecode(name + b".orvenevent")
