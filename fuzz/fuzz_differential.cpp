@@ -8,6 +8,8 @@
 #include "recordings.h"
 #include "run_steps.h"
 
+#include <hwy/targets.h>
+
 #include <array>
 #include <cmath>
 #include <limits>
@@ -238,13 +240,13 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
         expect(!message_of([&] { const Binning binning(settings); }).empty(), "no image");
         return;
     }
-    const bool concurrent = settings.parallel && settings.extTrigger_mode != Parameters::frameSync;
+    const bool goes_on = settings.parallel && settings.extTrigger_mode != Parameters::frameSync;
     Binning one_by_one(settings);
     const auto& image = one_by_one.get_image().get_content();
     Counts counts;
     std::size_t nTriggers = 0;
     bool failed = false;
-    for (auto file = files.begin(); file != files.end() && (concurrent || !failed); ++file) {
+    for (auto file = files.begin(); file != files.end() && (goes_on || !failed); ++file) {
         failed |= !offer_file(*file, settings, nTriggers, [&](auto& event, long time, auto frame) {
             one_by_one.add_singleEvent(event, orven::Event_Time(time), frame);
             count(event, time, frame, settings, counts);
@@ -257,12 +259,11 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
                            cells};
     std::size_t nIntervals = 0;
     const std::string fault = message_of([&] {
-        nIntervals =
-            count_files(job, paths, concurrent ? way.nTasks : 1,
-                        concurrent ? On_Failure::log : On_Failure::end_run, way.piece_length)
-                .nIntervals;
+        nIntervals = count_files(job, paths, goes_on ? On_Failure::log : On_Failure::end_run,
+                                 {settings.parallel ? way.nTasks : 1, way.piece_length})
+                         .nIntervals;
     });
-    expect(fault.empty() != (failed && !concurrent), "an exception or none");
+    expect(fault.empty() != (failed && !goes_on), "an exception or none");
     if (fault.empty()) {
         expect_counts(cells, counts, settings);
         expect(nIntervals == nTriggers, "the number of trigger intervals");
@@ -278,6 +279,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const Parameters settings = take_settings(input);
     const Way way{input.one_of<std::size_t>({1, 2, 3, 4}),
                   input.one_of<std::size_t>({2048, 2048, 1000, 7, 1})};
+    const std::vector<std::int64_t> instructions = hwy::SupportedAndGeneratedTargets();
+    hwy::SetSupportedTargetsForTest(instructions[input.below(instructions.size())]);
+    hwy::GetChosenTarget().DeInit();
     std::vector<Recorded_File> files;
     std::vector<std::string> paths;
     for (std::size_t i = 0, nFiles = input.below(max_files + 1); i < nFiles; ++i) {

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 declare -A packages_of=(
-    [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libcli11-dev"
+    [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libhwy-dev libcli11-dev"
     [demo]="python3 python3-numpy python3-pil python3-tifffile"
     [test]="libgtest-dev libtiff-tools python3 python3-numpy python3-pytest python3-tifffile"
     [check]="clang clang-format clang-tidy"

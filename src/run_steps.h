@@ -25,20 +25,17 @@ void check_outputs(const Parameters& parameters);
 /// Throws: with strict settings, std::runtime_error with the first of them instead.
 void warn_of_outputs(const Parameters& parameters, const Image_Pages& image);
 
-/// Counts all input files, by parallel tasks where that is wanted and possible: frames are numbered
-/// in the order of the files.
+/// Counts all input files, by parallel tasks where that is wanted.
 /// Throws: as `add_data_filtered_files`.
 template <Parameters::ExtTrigger_Mode mode>
 void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& binning) {
     using Filter = orven::Photon_Filter;
     const Filter filter = event_filter(parameters);
-    if constexpr (mode != Parameters::frameSync) {
-        if (parameters.parallel) {
-            binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
-            return;
-        }
+    if (parameters.parallel) {
+        binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
+    } else {
+        binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
     }
-    binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
 }
 
 /// Logs the number of trigger intervals.

@@ -1,6 +1,6 @@
-#include "counting/Available_Memory.h"
 #include "counting/Counting_Image.h"
 #include "recordings.h"
+#include "system/Available_Memory.h"
 
 #include <gtest/gtest.h>
 

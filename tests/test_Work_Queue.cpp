@@ -2,8 +2,10 @@
 #include "recordings.h"
 
 #include <gtest/gtest.h>
+
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <limits>
 
 #include <chrono>
 #include <fstream>
@@ -36,10 +38,13 @@ std::exception_ptr failure(const char* message) {
     return std::make_exception_ptr(std::invalid_argument(message));
 }
 
+constexpr Sharing sharing{2, 100};
+constexpr std::size_t range_length = 800;  // eight pieces
+
 /// The file and the first event of the next range, {-1, 0} if there is none.
 std::pair<long, std::size_t> take_from(Work_Queue& queue) {
     const auto range = queue.take();
-    return range ? std::pair(static_cast<long>(range->fileIndex), range->first)
+    return range ? std::pair(static_cast<long>(range->input->index), range->first)
                  : std::pair(-1L, std::size_t{0});
 }
 
@@ -47,9 +52,9 @@ const std::pair<long, std::size_t> nothing{-1, 0};
 
 TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     const Folder folder;
-    const std::string path = record(folder, "a", 2 * events_per_range + 1);
+    const std::string path = record(folder, "a", 2 * range_length + 1);
     const std::vector paths{path, path};
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::log);
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     testing::internal::CaptureStderr();
     queue.fail(0, failure("first"));
@@ -58,7 +63,7 @@ TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     EXPECT_NE(log.find(": first\n"), std::string::npos) << log;
     EXPECT_EQ(log.find("second"), std::string::npos) << log;
     for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(take_from(queue), std::pair(1L, i * events_per_range));
+        EXPECT_EQ(take_from(queue), std::pair(1L, i * range_length));
     }
     EXPECT_EQ(take_from(queue), nothing);
 }
@@ -68,7 +73,7 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     const std::string path = record(folder, "a", 1);
     const std::string damaged = folder.write("b", "ORVEN");
     const std::vector paths{path, path, damaged, path};
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::end_run);
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::end_run, sharing);
     const auto message = [&] { return message_of([&] { queue.rethrow_failure(); }); };
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
@@ -92,7 +97,7 @@ void run_until_asleep(pid_t thread, const std::future<long>& helper) {
 
 /// The file of which a task gets a range that asks for one while another task opens the file.
 long helped_file(const std::vector<std::string>& paths) {
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::log);
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
     std::future<long> helper;
     while_opening = [&] {
         std::promise<pid_t> thread;
@@ -108,12 +113,36 @@ long helped_file(const std::vector<std::string>& paths) {
 
 TEST(Work_Queue, a_task_waits_for_a_file_that_it_can_help_with) {
     const Folder folder;
-    const std::string file = record(folder, "a", events_per_range + 1);
+    const std::string file = record(folder, "a", range_length + 1);
     EXPECT_EQ(helped_file({file}), 0);
     EXPECT_EQ(helped_file({file, record(folder, "b", 1)}), 1);
     testing::internal::CaptureStderr();
     EXPECT_EQ(helped_file({folder.write("c", "ORVEN")}), -1);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("Read Error!"), std::string::npos);
+}
+
+TEST(Work_Queue, ranges_hand_on_the_largest_number_so_far_and_files_the_first_frame) {
+    const Folder folder;
+    const auto with_triggers = [&](const char* name, const std::vector<long>& triggers) {
+        return folder.write(name, recording(std::vector<Photon_Event>(250, event(1, 2)), triggers));
+    };
+    const std::vector<std::string> paths{with_triggers("a", {1, 2, 2, 5}),
+                                         with_triggers("b", {1, 3, 2}), with_triggers("c", {})};
+    Work_Queue queue(paths, Parameters::frameSync, On_Failure::end_run, sharing, 7);
+    auto first = queue.take();
+    auto second = queue.take();
+    auto third = queue.take();
+    EXPECT_EQ(first->input->firstFrame, 7U);
+    EXPECT_EQ(first->turn->number(), std::numeric_limits<std::int64_t>::min());
+    first->turn->give(5);
+    second.reset();  // leaves without a number of its own
+    EXPECT_EQ(third->turn->number(), 5);
+    EXPECT_EQ(third->end, 250U);
+    const auto unsorted = queue.take();
+    EXPECT_EQ(unsorted->input->firstFrame, 10U);
+    EXPECT_FALSE(unsorted->turn);
+    EXPECT_EQ(unsorted->end, 250U);
+    EXPECT_EQ(queue.take()->input->firstFrame, 12U);
 }
 
 }  // namespace

@@ -82,6 +82,12 @@ struct Filters_Events {
             return Data(std::move(kept), std::optional(data.extTriggers));
         }
 
+        /// The core of this type.
+        template <class Core>
+        [[nodiscard]] const Core& core() const noexcept {
+            return std::get<Core>(cores);
+        }
+
     private:
         std::tuple<Cores...> cores;
     };

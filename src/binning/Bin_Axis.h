@@ -27,6 +27,9 @@ public:
     [[nodiscard]] bool contains(std::uint32_t pixel) const noexcept { return pixel < nPixels; }
     [[nodiscard]] std::size_t size() const noexcept { return nPixels; }
 
+    /// What positions are multiplied with to divide them, in doubles.
+    [[nodiscard]] double get_reciprocal() const noexcept { return reciprocal; }
+
 private:
     double reciprocal;
     std::uint32_t nPixels;
@@ -45,6 +48,21 @@ public:
 
     [[nodiscard]] bool contains(std::size_t bin) const noexcept { return bin < nBins; }
     [[nodiscard]] std::int64_t width() const noexcept { return width_ticks; }
+
+    /// Whether the times of all bins may be divided in doubles, as positions are: they are below
+    /// 2^51 ticks then.
+    [[nodiscard]] bool fits_doubles() const noexcept {
+        constexpr std::int64_t limit = std::int64_t{1} << 51U;
+        return nBins <= static_cast<std::size_t>(limit / width_ticks);
+    }
+    /// The first time behind the last bin, if times fit doubles.
+    [[nodiscard]] std::int64_t end() const noexcept {
+        return width_ticks * static_cast<std::int64_t>(nBins);
+    }
+    /// What times are multiplied with to divide them, if they fit doubles.
+    [[nodiscard]] double get_reciprocal() const noexcept {
+        return std::nextafter(1.0 / static_cast<double>(width_ticks), 1.0);
+    }
 
 private:
     libdivide::divider<std::int64_t> divider;

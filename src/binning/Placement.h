@@ -38,6 +38,8 @@ public:
                 row * grid.columns.size() + column};
     }
 
+    [[nodiscard]] const Pixel_Grid& get_grid() const noexcept { return grid; }
+
 private:
     Pixel_Grid grid;
 };
@@ -64,6 +66,7 @@ public:
     }
 
     [[nodiscard]] const Time_Axis& time_bins() const noexcept { return pages; }
+    [[nodiscard]] const Pixel_Grid& get_grid() const noexcept { return grid; }
 
 private:
     std::size_t nPages;
@@ -81,6 +84,8 @@ public:
                               std::size_t /*frameIndex*/) const noexcept {
         return axes.place(event, axes.time_bins().bin_of(time.value), true);
     }
+
+    [[nodiscard]] const Page_Axes& get_axes() const noexcept { return axes; }
 
 private:
     Page_Axes axes;
@@ -100,25 +105,10 @@ public:
         return axes.place(event, frameIndex, in_time);
     }
 
+    [[nodiscard]] const Page_Axes& get_axes() const noexcept { return axes; }
+
 private:
     Page_Axes axes;
 };
 
 using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
-
-/// How many of some events pass the filter, and how many of these lie in the image.
-struct Found {
-    std::size_t nAccepted;
-    std::size_t nCells;
-};
-
-/// Finds the cells of the events of one interval that pass the filter and lie in the image, and
-/// writes them to the start of `cells`.
-/// `cells` must have room for one cell per event.
-Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
-                 const orven::Photon_Filter& filter, const Interval& interval,
-                 std::span<std::size_t> cells);
-
-/// How many of the events pass the filter.
-[[nodiscard]] std::size_t count_accepted(std::span<const orven::Photon_Event> events,
-                                         const orven::Photon_Filter& filter) noexcept;

@@ -1,12 +1,32 @@
 #include "counting/Cell_Counter.h"
 
+#include "system/Available_Memory.h"
+
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 namespace {
 
-/// Images up to this size are counted privately: the counters of a task then fit a core's cache.
-constexpr std::size_t own_counters_max_bytes = std::size_t{2} << 20;
+/// Larger images gain nothing from private counters, which must be added up.
+constexpr std::size_t private_max_bytes = std::size_t{64} << 20;
+
+/// All private counters together get this part of the memory that is available.
+constexpr std::size_t memory_share = 16;
+
+/// The private counters of all tasks; none where they are not worth it, or cannot be had.
+Counters private_counters(std::size_t nCells, std::size_t nTasks) {
+    const std::size_t bytes = nCells * sizeof(Counter);
+    if (nTasks == 1 || bytes > private_max_bytes ||
+        bytes * nTasks > available_memory() / memory_share) {
+        return {};
+    }
+    try {
+        return Counters(nCells * nTasks);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
 
 /// How many additions ahead a cell is fetched: enough to hide one memory access.
 constexpr std::size_t prefetch_distance = 32;
@@ -35,27 +55,34 @@ void add_each(Counter* counters, std::span<const std::size_t> cells) noexcept {
 
 }  // namespace
 
-Cell_Counter::Cell_Counter(std::span<Counter> image_, Image_Use use)
-    : image(image_),
-      atomic(use == Image_Use::shared && image.size_bytes() > own_counters_max_bytes),
-      own(use == Image_Use::shared && !atomic ? image.size() : 0) {}
-
-void Cell_Counter::count(std::span<const std::size_t> cells) noexcept {
+void Cell_Counter::count(std::span<const std::size_t> positions) noexcept {
     if (atomic) {
-        add_each<add_atomic>(image.data(), cells);
-    } else if (own.empty()) {
-        add_each<add_plain>(image.data(), cells);
+        add_each<add_atomic>(cells.data(), positions);
     } else {
-        add_each<add_plain>(own.data(), cells);
-        own_used = true;
+        add_each<add_plain>(cells.data(), positions);
     }
 }
 
-void Cell_Counter::merge() noexcept {
-    if (!own_used) {
+Private_Counters::Private_Counters(std::span<Counter> image_, std::size_t nTasks_)
+    : image(image_), nTasks(nTasks_), counters(private_counters(image_.size(), nTasks_)) {}
+
+Cell_Counter Private_Counters::counter_of(std::size_t task) noexcept {
+    if (counters.empty()) {
+        return {image, nTasks > 1};
+    }
+    return {std::span(counters).subspan(task * image.size(), image.size()), false};
+}
+
+void Private_Counters::merge_part(std::size_t part) noexcept {
+    if (counters.empty()) {
         return;
     }
-    for (std::size_t cell = 0; cell < own.size(); ++cell) {
-        add_plain(image[cell], own[cell].load(std::memory_order_relaxed));
+    const std::size_t begin = image.size() * part / nTasks;
+    const std::size_t end = image.size() * (part + 1) / nTasks;
+    for (std::size_t task = 0; task < nTasks; ++task) {
+        const Counter* const own = &counters[task * image.size()];
+        for (std::size_t cell = begin; cell < end; ++cell) {
+            add_plain(image[cell], own[cell].load(std::memory_order_relaxed));
+        }
     }
 }

@@ -7,29 +7,41 @@
 #include <span>
 #include <vector>
 
-/// Who else counts into the image at the same time.
-enum class Image_Use { alone, shared };
-
-/// Counts cells of an image for one task.
-/// Alone, it counts with plain additions. Beside other tasks it counts a small image in counters
-/// of its own, which `merge` adds to the image, and a large image by atomic additions.
+/// Counts cells for one task, with plain additions, or with atomic ones where others count into the
+/// same memory.
 /// Threads: one object per task.
 class Cell_Counter {
 public:
-    /// Throws: std::bad_alloc.
-    Cell_Counter(std::span<Counter> image_, Image_Use use);
+    /// `cells_` are those of the image, or counters of the task's own.
+    Cell_Counter(std::span<Counter> cells_, bool atomic_) noexcept
+        : cells(cells_), atomic(atomic_) {}
 
     /// Adds 1 to each of these cells, given as positions in the image's storage order; all must lie
     /// in the image.
-    void count(std::span<const std::size_t> cells) noexcept;
+    void count(std::span<const std::size_t> positions) noexcept;
 
-    /// Adds the task's own counters, if it has any, to the image, by plain additions: nobody else
-    /// may count meanwhile.
-    void merge() noexcept;
+private:
+    std::span<Counter> cells;
+    bool atomic;
+};
+
+using Counters = std::vector<Counter, Image_Allocator<Counter>>;
+
+/// The memory that tasks count in: the image itself for one task. Several tasks count an image of
+/// everyday size in counters of their own, as long as all of these together need only a small share
+/// of the memory that is available, and a larger image by atomic additions.
+class Private_Counters {
+public:
+    Private_Counters(std::span<Counter> image_, std::size_t nTasks_);
+
+    [[nodiscard]] Cell_Counter counter_of(std::size_t task) noexcept;
+
+    /// Adds one of `nTasks` parts of all private counters to the image.
+    /// Threads: each may merge a part of its own, when nobody counts any more.
+    void merge_part(std::size_t part) noexcept;
 
 private:
     std::span<Counter> image;
-    bool atomic;
-    std::vector<Counter, Image_Allocator<Counter>> own;
-    bool own_used = false;
+    std::size_t nTasks;
+    Counters counters;  ///< image after image; may be empty
 };

@@ -1,6 +1,6 @@
 #include "counting/Image_Memory.h"
 
-#include "counting/Available_Memory.h"
+#include "system/Available_Memory.h"
 
 #include <sys/mman.h>
 

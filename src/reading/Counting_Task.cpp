@@ -1,37 +1,35 @@
 #include "reading/Counting_Task.h"
 
-#include "reading/Trigger_Walk.h"
+#include "binning/find_cells.h"
 
 #include <algorithm>
 #include <cassert>
 #include <exception>
 #include <optional>
 
-Counting_Task::Counting_Task(const Counting_Job& job_, Image_Use use, std::size_t piece_length_)
+Counting_Task::Counting_Task(const Counting_Job& job_, const Cell_Counter& counter_,
+                             std::size_t piece_length_)
     : job(job_),
-      counter(job_.cells, use),
+      counter(counter_),
       piece_length(piece_length_),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(piece_length_)),
-      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {
+      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_ + cell_slack)) {
     assert(piece_length > 0);
 }
 
 void Counting_Task::run(Work_Queue& queue) {
-    while (const std::optional<Event_Range> range = queue.take()) {
+    while (std::optional<Event_Range> range = queue.take()) {
+        const std::size_t fileIndex = range->input->index;
+        nFound = 0;
         try {
-            add(*range);
+            if (job.mode == Parameters::ignore) {
+                add_events(*range);
+            } else if (!add_intervals(*range)) {
+                queue.finish(fileIndex);
+            }
         } catch (const std::exception&) {
-            queue.fail(range->fileIndex, std::current_exception());
+            queue.fail(fileIndex, std::current_exception());
         }
-    }
-}
-
-void Counting_Task::add(const Event_Range& range) {
-    nFound = 0;
-    if (job.mode == Parameters::ignore) {
-        add_events(range);
-    } else {
-        add_intervals(range);
     }
 }
 
@@ -42,32 +40,46 @@ void Counting_Task::add_events(const Event_Range& range) {
     }
 }
 
-void Counting_Task::add_intervals(const Event_Range& range) {
-    Trigger_Walk walk(*range.file, range.triggersAscend, range.firstFrame);
-    const auto place = [this](std::span<const orven::Photon_Event> events,
+bool Counting_Task::add_intervals(Event_Range& range) {
+    if (walked.lock() != range.input) {
+        walked = range.input;
+        walk.emplace(range.input->file, range.input->triggersAscend, range.input->firstFrame);
+    }
+    const auto visit = [this](std::span<const orven::Photon_Event> events,
                               const Interval& interval) { find(events, interval); };
-    for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk.finished());
+    for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
          i += piece_length) {
-        const auto rest = walk.walk(read_piece(range, i), job.filter, place);
+        const auto events = read_piece(range, i);
+        if (range.turn) {
+            take_turn(*range.turn, events);
+        }
+        const auto rest = walk->walk(events, job.filter, visit);
         if (job.keepAccount) {
             account.accepted += count_accepted(rest, job.filter);
         }
         count_found();
     }
-    nIntervals += walk.nIntervals();
+    return job.keepAccount || !walk->finished();
+}
+
+void Counting_Task::take_turn(Turn& turn, std::span<const orven::Photon_Event> events) {
+    const std::int64_t latest = latest_accepted(events, job.filter).value;
+    const std::int64_t before = turn.number();
+    turn.give(std::max(before, latest));
+    walk->go_to(orven::Event_Time(before));
 }
 
 std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range& range,
                                                                std::size_t first) {
     const std::span events(piece.get(), std::min(piece_length, range.end - first));
-    range.file->read_events(first, events);
+    range.input->file.read_events(first, events);
     account.recorded += events.size();
     return events;
 }
 
 void Counting_Task::find(std::span<const orven::Photon_Event> events,
                          const Interval& interval) noexcept {
-    const std::span room(found.get() + nFound, piece_length - nFound);
+    const std::span room(found.get() + nFound, piece_length + cell_slack - nFound);
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
     nFound += now.nCells;
     account.accepted += now.nAccepted;

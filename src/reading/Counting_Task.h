@@ -7,15 +7,17 @@
 #include "counting/Cell_Counter.h"
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
+#include "reading/Trigger_Walk.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <span>
 
 /// How many events are read, filtered and placed at a time: few enough to stay in a core's cache.
-inline constexpr std::size_t events_per_piece = 2048;
+inline constexpr std::size_t events_per_piece = 8192;
 
 /// What a run counts, and where: the same for all of its tasks.
 struct Counting_Job {
@@ -33,28 +35,23 @@ struct Counting_Job {
 /// Threads: one object per task.
 class Counting_Task {
 public:
-    /// `piece_length_` is at least 1; images do not depend on it.
     /// Throws: std::bad_alloc.
-    Counting_Task(const Counting_Job& job_, Image_Use use,
-                  std::size_t piece_length_ = events_per_piece);
+    Counting_Task(const Counting_Job& job_, const Cell_Counter& counter_,
+                  std::size_t piece_length_);
 
     /// Works until the queue is empty.
     /// Throws: only what goes wrong outside of a file, such as std::bad_alloc while logging.
     void run(Work_Queue& queue);
 
-    /// Adds what the task counted apart to the image; call when no task runs any more.
-    void merge() noexcept { counter.merge(); }
-
-    /// The number of trigger intervals of the files that this task has walked to their ends.
-    [[nodiscard]] std::size_t get_nIntervals() const noexcept { return nIntervals; }
-
     /// What became of the events of this task; complete only if the job wants an account.
     [[nodiscard]] const Event_Account& get_account() const noexcept { return account; }
 
 private:
-    void add(const Event_Range& range);
     void add_events(const Event_Range& range);
-    void add_intervals(const Event_Range& range);
+    /// Tells whether events that are left of the file may still lie in an interval.
+    bool add_intervals(Event_Range& range);
+    /// Where the walk stands at the start of a range follows from the events before it.
+    void take_turn(Turn& turn, std::span<const orven::Photon_Event> events);
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval) noexcept;
     void count_found() noexcept;
@@ -65,6 +62,7 @@ private:
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::unique_ptr<std::size_t[]> found;  ///< cells of the piece's events
     std::size_t nFound = 0;
-    std::size_t nIntervals = 0;
     Event_Account account;
+    std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
+    std::weak_ptr<const Input> walked;  ///< does not keep the file open
 };

@@ -25,6 +25,15 @@ public:
         return triggers.size() == 0 ? 0 : triggers.size() - 1;
     }
 
+    /// Goes on to the interval that the walk has reached after events up to this time. Right only
+    /// where triggers ascend.
+    /// Throws: std::invalid_argument "Read Error!".
+    void go_to(orven::Event_Time latest) {
+        if (!finished()) {
+            current = triggers.first_after(latest, current + 1) - 1;
+        }
+    }
+
     /// True when no further event of the file lies in an interval.
     [[nodiscard]] bool finished() const noexcept { return current >= nIntervals(); }
 

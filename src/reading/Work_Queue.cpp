@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
-#include <utility>
 
 namespace {
+
+/// How many pieces of a file a task takes at a time in mode `ignore`: enough for the system to read
+/// ahead, few enough for tasks to end together.
+constexpr std::size_t pieces_per_range = 8;
 
 void log_failure(const std::exception_ptr& failure) {
     try {
@@ -27,15 +30,23 @@ File_Account account_of(const orven::Event_File& file) {
     return account;
 }
 
+/// Takes over the number of the file's first frame, and gives on that of the next file's.
+void number_frames(Input& input, Turn& turn) {
+    const std::int64_t number = turn.number();
+    input.firstFrame = static_cast<std::size_t>(number);
+    turn.give(number + static_cast<std::int64_t>(input.file.index().nIntervals()));
+}
+
 }  // namespace
 
 Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-                       On_Failure onFailure_, std::size_t firstFrame)
+                       On_Failure onFailure_, const Sharing& sharing_, std::size_t firstFrame)
     : paths(paths_),
       mode(mode_),
       onFailure(onFailure_),
+      sharing(sharing_),
       nWanted(paths.size()),
-      nextFrame(firstFrame),
+      frames(static_cast<std::int64_t>(firstFrame)),
       files(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
@@ -60,6 +71,11 @@ void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) 
     if (isFirst && onFailure == On_Failure::log) {
         log_failure(failure);
     }
+}
+
+void Work_Queue::finish(std::size_t fileIndex) {
+    const std::lock_guard lock(mutex);
+    std::erase_if(opened, [&](const Rest& rest) { return rest.input->index == fileIndex; });
 }
 
 void Work_Queue::stop() {
@@ -89,27 +105,36 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
     if (onFailure == On_Failure::end_run) {
         nWanted = std::min(nWanted, fileIndex);
     }
-    std::erase_if(opened, [&](const Event_Range& left) { return !is_wanted(left.fileIndex); });
+    std::erase_if(opened, [&](const Rest& rest) { return !is_wanted(rest.input->index); });
     return true;
 }
 
 void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
+    std::optional<Turn> turn;
+    if (mode == Parameters::frameSync) {
+        turn.emplace(frames.next());
+    }
     const std::size_t fileIndex = nextPath++;
     ++nOpening;
     lock.unlock();
-    Opened file = try_open(fileIndex);
+    const auto [input, failure] = try_open(fileIndex);
+    if (input != nullptr && turn) {
+        number_frames(*input, *turn);
+    }
+    turn.reset();  // not under the lock: it may wait for tasks that need it
     lock.lock();
     --nOpening;
     changed.notify_all();
-    if (file.failure != nullptr) {
+    if (failure != nullptr) {
         lock.unlock();
-        fail(fileIndex, file.failure);
+        fail(fileIndex, failure);
         lock.lock();
     } else if (is_wanted(fileIndex)) {
-        files[fileIndex] = account_of(*file.whole.file);
-        file.whole.firstFrame = nextFrame;
-        nextFrame += file.whole.file->index().nIntervals();
-        opened.push_back(std::move(file.whole));
+        files[fileIndex] = account_of(input->file);
+        opened.push_back({input, 0, {}});
+        if (sharing.nTasks > 1 && mode != Parameters::ignore && input->triggersAscend) {
+            opened.back().turns.emplace(std::numeric_limits<std::int64_t>::min());
+        }
     }
 }
 
@@ -117,33 +142,41 @@ auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
     try {
         return {open(fileIndex), nullptr};
     } catch (...) {
-        return {{}, std::current_exception()};
+        return {nullptr, std::current_exception()};
     }
 }
 
-Event_Range Work_Queue::open(std::size_t fileIndex) const {
-    auto file = std::make_shared<const orven::Event_File>(paths[fileIndex]);
-    bool ascending = false;
+std::shared_ptr<Input> Work_Queue::open(std::size_t fileIndex) const {
+    auto input = std::make_shared<Input>(fileIndex, paths[fileIndex]);
     if (mode != Parameters::ignore) {
-        if (!file->index().extTriggers) {
+        if (!input->file.index().extTriggers) {
             throw std::invalid_argument(
                 "External trigger data requested from data set recorded without external trigger "
                 "enabled!");
         }
-        ascending = triggers_ascend(*file);
+        input->triggersAscend = triggers_ascend(input->file);
     }
-    const std::size_t nEvents = file->index().events.nRecords;
-    return {fileIndex, std::move(file), 0, nEvents, ascending, 0};
+    return input;
+}
+
+std::size_t Work_Queue::range_length(const Rest& rest) const noexcept {
+    if (rest.turns) {
+        return sharing.piece_length;
+    }
+    return mode == Parameters::ignore ? sharing.piece_length * pieces_per_range
+                                      : std::numeric_limits<std::size_t>::max();
 }
 
 Event_Range Work_Queue::take_range() {
-    const std::size_t most =
-        mode == Parameters::ignore ? events_per_range : std::numeric_limits<std::size_t>::max();
-    Event_Range& left = opened.front();
-    Event_Range range = left;
-    range.end = left.first + std::min(most, left.end - left.first);
-    left.first = range.end;
-    if (left.first == left.end) {
+    Rest& rest = opened.front();
+    const std::size_t first = rest.next;
+    const std::size_t nEvents = rest.input->file.index().events.nRecords;
+    rest.next += std::min(range_length(rest), nEvents - first);
+    Event_Range range{rest.input, first, rest.next, {}};
+    if (rest.turns) {
+        range.turn.emplace(rest.turns->next());
+    }
+    if (rest.next == nEvents) {
         opened.pop_front();
     }
     return range;

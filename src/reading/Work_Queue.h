@@ -2,6 +2,7 @@
 
 #include "Event_File.h"
 #include "counting/Run_Account.h"
+#include "reading/Turn.h"
 #include "settings/Parameters.h"
 
 #include <condition_variable>
@@ -16,37 +17,51 @@
 #include <utility>
 #include <vector>
 
-/// How many events of a shared file a task takes at a time: long enough for the system to read
-/// ahead, short enough for tasks to end together.
-inline constexpr std::size_t events_per_range = 65536;
-
 /// What a file that fails does to the run.
 enum class On_Failure {
     log,     ///< it is logged at level `error` and left
     end_run  ///< no later file is read, and the caller rethrows
 };
 
-/// Some events of one file, and what a task must know of where they begin.
+/// An open file, and what is known of it as a whole.
+struct Input {
+    std::size_t index;  ///< in the list of files
+    orven::Event_File file;
+    bool triggersAscend = false;  ///< in modes that use triggers
+    std::size_t firstFrame = 0;   ///< number of the first trigger interval, in mode `frameSync`
+
+    /// Throws: as `Event_File`.
+    Input(std::size_t index_, const std::string& path) : index(index_), file(path) {}
+};
+
+/// Some events of one file.
 struct Event_Range {
-    std::size_t fileIndex;  ///< in the list of files
-    std::shared_ptr<const orven::Event_File> file;
+    std::shared_ptr<const Input> input;
     std::size_t first;
     std::size_t end;
-    bool triggersAscend;     ///< of the whole file, in modes that use triggers
-    std::size_t firstFrame;  ///< number of the file's first trigger interval, if one task reads all
+    /// Where triggers ascend, and tasks share the file: each range gets the largest time of all
+    /// accepted events before it, and gives on that of all events up to its own end.
+    std::optional<Turn> turn;
+};
+
+/// How events are shared among tasks.
+struct Sharing {
+    std::size_t nTasks;
+    /// How many events a task reads at a time, at least 1. Images do not depend on it.
+    std::size_t piece_length;
 };
 
 /// Shares the events of a list of files among tasks. Each file is opened and checked once, in list
 /// order, by the task that needs it next, and stays open while ranges of it are at work.
-/// In mode `ignore` several tasks work on one file; with triggers a file is one range, as where an
-/// event belongs depends on the events before it.
-/// Threads: any number may call `take`, `fail` and `stop`.
+/// Several tasks work on one file, unless its triggers are used and do not ascend: then where an
+/// event belongs is known only to a task that has seen all events before it.
+/// Threads: any number may call `take`, `fail`, `finish` and `stop`.
 class Work_Queue {
 public:
     /// The paths must outlive this object. `firstFrame` is the number of the first trigger
     /// interval.
     Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-               On_Failure onFailure_, std::size_t firstFrame = 0);
+               On_Failure onFailure_, const Sharing& sharing_, std::size_t firstFrame = 0);
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
@@ -56,6 +71,9 @@ public:
     /// left of it is no longer handed out.
     /// Throws: std::bad_alloc while logging.
     void fail(std::size_t fileIndex, const std::exception_ptr& failure);
+
+    /// Hands out no more of a file: nothing that is left of it counts.
+    void finish(std::size_t fileIndex);
 
     /// Hands out nothing any more.
     void stop();
@@ -67,9 +85,16 @@ public:
     [[nodiscard]] std::vector<File_Account> take_files() noexcept { return std::move(files); }
 
 private:
-    /// An open file as one range, or why there is none.
+    /// What is left to take of an open file.
+    struct Rest {
+        std::shared_ptr<const Input> input;
+        std::size_t next;
+        std::optional<Line_Of_Turns> turns;
+    };
+
+    /// An open file, or why there is none.
     struct Opened {
-        Event_Range whole;
+        std::shared_ptr<Input> input;
         std::exception_ptr failure;
     };
 
@@ -77,8 +102,9 @@ private:
     void open_next(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] Opened try_open(std::size_t fileIndex) const noexcept;
     /// Throws: what opening and checking the file throws.
-    [[nodiscard]] Event_Range open(std::size_t fileIndex) const;
+    [[nodiscard]] std::shared_ptr<Input> open(std::size_t fileIndex) const;
     [[nodiscard]] Event_Range take_range();
+    [[nodiscard]] std::size_t range_length(const Rest& rest) const noexcept;
     [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
     /// Tells whether this is the file's first failure.
     [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
@@ -86,13 +112,14 @@ private:
     const std::span<const std::string> paths;
     const Parameters::ExtTrigger_Mode mode;
     const On_Failure onFailure;
+    const Sharing sharing;
 
     std::mutex mutex;
     std::condition_variable changed;
     std::size_t nextPath = 0;
-    std::size_t nWanted;             ///< files from here on are not opened any more
-    std::size_t nOpening = 0;        ///< files that tasks are opening
-    std::deque<Event_Range> opened;  ///< what is left to take of the open files
-    std::size_t nextFrame;           ///< the first number that no open file has
+    std::size_t nWanted;       ///< files from here on are not opened any more
+    std::size_t nOpening = 0;  ///< files that tasks are opening
+    std::deque<Rest> opened;
+    Line_Of_Turns frames;  ///< hands on the number of the first frame from file to file
     std::vector<File_Account> files;
 };

@@ -12,10 +12,10 @@ template <Parameters::ExtTrigger_Mode mode>
 template <class Filter, bool concurrent>
 void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
                                                         const Filter& filter) {
-    static_assert(!concurrent || mode != Parameters::frameSync,
-                  "frames are numbered in the order of the files");
     const Counting_Job job{mode, get_placement(), filter, get_cells(), nTriggers, keepAccount};
-    const On_Failure onFailure = concurrent && !strict ? On_Failure::log : On_Failure::end_run;
-    account = count_files(job, files, concurrent ? default_task_count() : 1, onFailure);
+    // Without one file, the frames of all files after it would have other numbers.
+    const bool endsRun = !concurrent || strict || mode == Parameters::frameSync;
+    account = count_files(job, files, endsRun ? On_Failure::end_run : On_Failure::log,
+                          {concurrent ? default_task_count() : 1, events_per_piece});
     nTriggers += account.nIntervals;
 }

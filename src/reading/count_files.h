@@ -8,13 +8,12 @@
 #include <span>
 #include <string>
 
-/// The number of tasks of a concurrent run: one per hardware thread, fewer if the process may not
-/// open enough files for them.
-[[nodiscard]] std::size_t default_task_count() noexcept;
+/// The number of tasks of a concurrent run: one for each core that the process may use, fewer if it
+/// may not open enough files for them.
+[[nodiscard]] std::size_t default_task_count();
 
-/// Counts the events of all files with this many tasks; one task works on the calling thread.
+/// Counts the events of all files; one task works on the calling thread.
 /// Throws: with `On_Failure::end_run`, what the first file in the list that fails throws;
 /// std::bad_alloc; std::system_error if a thread cannot be started.
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
-                        std::size_t nTasks, On_Failure onFailure,
-                        std::size_t piece_length = events_per_piece);
+                        On_Failure onFailure, const Sharing& sharing);

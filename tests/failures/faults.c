@@ -11,7 +11,7 @@
  * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
  * FAULT_NAMED  if set, there are no files without a name, as on old kernels and some disks
  * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
- * FAULT_THREADS  the number of hardware threads
+ * FAULT_CORES    the number of cores in the CPU mask
  */
 #define _GNU_SOURCE
 #include <asm/fcntl.h> /* the C library's declares open otherwise */
@@ -19,6 +19,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdatomic.h>
 #include <stdio.h>
@@ -163,8 +164,16 @@ ALLOCATE(malloc, (size_t bytes), (bytes))
 ALLOCATE(calloc, (size_t count, size_t bytes), (count, bytes))
 ALLOCATE(realloc, (void* memory, size_t bytes), (memory, bytes))
 
-/* std::thread::hardware_concurrency() */
-unsigned _ZNSt6thread20hardware_concurrencyEv(void) {
-    const char* threads = getenv("FAULT_THREADS");
-    return threads ? (unsigned)atol(threads) : (unsigned)sysconf(_SC_NPROCESSORS_ONLN);
+int sched_getaffinity(pid_t process, size_t bytes, cpu_set_t* mask) {
+    const char* cores = getenv("FAULT_CORES");
+    if (!cores) {
+        int (*next)(pid_t, size_t, cpu_set_t*) = NULL;
+        *(void**)&next = dlsym(RTLD_NEXT, "sched_getaffinity");
+        return next(process, bytes, mask);
+    }
+    CPU_ZERO_S(bytes, mask);
+    for (long i = 0; i < atol(cores); ++i) {
+        CPU_SET_S((size_t)i, bytes, mask);
+    }
+    return 0;
 }

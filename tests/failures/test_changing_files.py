@@ -25,7 +25,7 @@ def run(vexolan, faults):
     """A run of several tasks over the old recording, with the new one beside it."""
     def start(*settings, times=1, **named_settings):
         vexolan.put("a.orvenevent", OLD)
-        faults(*settings, **named_settings, threads=3)
+        faults(*settings, **named_settings, cores=3)
         return vexolan("-i", ",".join(["a.orvenevent"] * times), "-x", 256, "-o", "out")
     vexolan.put("new", NEW)
     vexolan.put("tail", NEW[len(OLD):])

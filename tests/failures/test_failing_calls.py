@@ -52,7 +52,7 @@ class Run:
         vexolan.put("meminfo", "MemAvailable: 99999999 kB\n")
         vexolan.put("list", "\n".join(names))
         vexolan.put("settings.json", '{"vexolan": {"size_x": 8, "psd_max": 2.5}, "more": [1, {}]}')
-        self.n_threads = 1 if "reference" in arguments else 3  # one meets all files
+        self.n_cores = 1 if "reference" in arguments else 3  # one meets all files
         self.arguments = [*arguments.split(), "-o", "out"]
         self.message = MESSAGE + (NO_MEMORY_FOR_FOLDER if "-I" in arguments else "")
         self.whole = self()
@@ -86,7 +86,7 @@ class Run:
     def each_call(self, faults, call, last=None, **settings):
         """The outcomes with the first call changed, the second, and so on up to the last one."""
         for number in itertools.count(1):
-            faults(call, number, last or number, threads=self.n_threads, meminfo="meminfo",
+            faults(call, number, last or number, cores=self.n_cores, meminfo="meminfo",
                    **settings)
             outcome = self()
             yield outcome
@@ -154,9 +154,9 @@ def test_link_that_cannot_be_examined_is_left_to_opening_it(vexolan, faults, rea
         out=info(0), err=error('file "data/link.orvenevent" could not be opened!'))
 
 
-@pytest.mark.parametrize("threads", [0, 1, 300])
-def test_any_number_of_hardware_threads_counts_all(vexolan, faults, threads):
+@pytest.mark.parametrize("cores", [0, 1, 300])
+def test_any_number_of_cores_counts_all(vexolan, faults, cores):
     name = vexolan.record("a", [Event(time=5)], [0, 10])
-    faults(threads=threads)
+    faults(cores=cores)
     assert vexolan("-i", name, "-E", "reference", "-x", 1, "-o", "out") == ended(out=info(1))
     assert vexolan.image() == {(0, 0, 0): 1}

@@ -1,0 +1,455 @@
+#include "binning/find_cells.h"
+
+#include "Branchless.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <limits>
+
+// This file is compiled once for each set of vector instructions.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "binning/find_cells.cpp"
+#define HWY_DISABLED_TARGETS HWY_SSSE3  // rounds too slowly
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace find_cells_kernels {
+namespace HWY_NAMESPACE {
+
+using Events = std::span<const orven::Photon_Event>;
+
+/// One event after the other. Placement, filter and interval are copies: the compiler could not
+/// know that writing cells leaves the originals as they are, and would load them again for each
+/// event. Numbers are joined, not conditions: those share a byte of a register, for which each
+/// event waits for the one before.
+template <class Kind>
+Found find_one_by_one(Kind placement, Events events, orven::Photon_Filter filter, Interval interval,
+                      std::size_t* cells) noexcept {
+    std::size_t nAccepted = 0;
+    std::size_t nCells = 0;
+    for (const orven::Photon_Event& event : events) {
+        const auto [inside, cell] =
+            placement.place(event, interval.relative(event.time), interval.frameIndex);
+        const std::size_t accepted{filter.accepts(event)};
+        cells[nCells] = cell;
+        nCells += inside & accepted;
+        nAccepted += accepted;
+    }
+    return {nAccepted, nCells};
+}
+
+#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR
+
+template <class Kind>
+Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
+           const Interval& interval, std::size_t* cells) noexcept {
+    return find_one_by_one(placement, events, filter, interval, cells);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Whole = hn::ScalableTag<std::uint64_t>;
+using Signed = hn::ScalableTag<std::int64_t>;
+using Real = hn::ScalableTag<double>;
+using Whole_Lanes = hn::Vec<Whole>;
+using Signed_Lanes = hn::Vec<Signed>;
+using Real_Lanes = hn::Vec<Real>;
+using Mask = hn::Mask<Real>;
+
+/// As many events as a vector has lanes, field by field; an event is just four lanes.
+struct Event_Lanes {
+    Whole_Lanes position;  ///< x in the lower half, y in the upper
+    Whole_Lanes time;
+    Whole_Lanes nPhotons;
+    Real_Lanes psd;
+};
+static_assert(sizeof(orven::Photon_Event) == 4 * sizeof(std::uint64_t));
+
+HWY_INLINE Event_Lanes load(const orven::Photon_Event* events) {
+    const Whole whole;
+    Event_Lanes lanes;
+    Whole_Lanes psd;
+    hn::LoadInterleaved4(whole, reinterpret_cast<const std::uint64_t*>(events), lanes.position,
+                         lanes.time, lanes.nPhotons, psd);
+    lanes.psd = hn::BitCast(Real(), psd);
+    return lanes;
+}
+
+// A double from 2^52 on holds a whole number in its lower 52 bits.
+constexpr double two_52 = 0x1p52;
+constexpr std::uint64_t bits_of_two_52 = 0x4330'0000'0000'0000;
+
+/// Whole numbers below 2^52 as doubles.
+HWY_INLINE Real_Lanes to_real(Whole_Lanes number) {
+    const auto joined = hn::Or(number, hn::Set(Whole(), bits_of_two_52));
+    return hn::Sub(hn::BitCast(Real(), joined), hn::Set(Real(), two_52));
+}
+
+/// Doubles that are whole numbers below 2^52 as such.
+HWY_INLINE Whole_Lanes to_whole(Real_Lanes number) {
+    const auto joined = hn::BitCast(Whole(), hn::Add(number, hn::Set(Real(), two_52)));
+    return hn::Xor(joined, hn::Set(Whole(), bits_of_two_52));
+}
+
+/// The filter, as `accepts` is for one event.
+class Filter_Lanes {
+public:
+    explicit Filter_Lanes(const orven::Photon_Filter& filter)
+        : Filter_Lanes(filter.core<orven::Photon_Filters::NPhotons_Core>(),
+                       filter.core<orven::Photon_Filters::PSD_Core>()) {}
+
+    [[nodiscard]] HWY_INLINE Mask accept(const Event_Lanes& events) const {
+        // One comparison for both bounds, of differences that wrap.
+        const auto difference = as_signed(hn::Sub(events.nPhotons, count_min));
+        const auto in_counts = hn::RebindMask(Real(), hn::Not(hn::Gt(difference, count_range)));
+        const auto in_psds = hn::And(hn::Ge(events.psd, psd_min), hn::Le(events.psd, psd_max));
+        return hn::And(hn::And(in_counts, any_count), hn::Or(in_psds, any_psd));
+    }
+
+private:
+    static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+    Filter_Lanes(const orven::Photon_Filters::NPhotons_Core& counts,
+                 const orven::Photon_Filters::PSD_Core& psds)
+        : count_min(hn::Set(Whole(), counts.min)),
+          count_range(as_signed(hn::Set(Whole(), counts.max - counts.min))),
+          psd_min(hn::Set(Real(), psds.min.value_or(-infinity))),
+          psd_max(hn::Set(Real(), psds.max.value_or(infinity))),
+          any_count(all_if(counts.min <= counts.max)),
+          any_psd(all_if(!psds.min && !psds.max)) {}
+
+    /// Unsigned numbers in the order of signed ones.
+    static HWY_INLINE Signed_Lanes as_signed(Whole_Lanes number) {
+        constexpr std::uint64_t sign = std::uint64_t{1} << 63U;
+        return hn::BitCast(Signed(), hn::Xor(number, hn::Set(Whole(), sign)));
+    }
+
+    static HWY_INLINE Mask all_if(bool condition) {
+        return hn::FirstN(Real(), condition ? hn::Lanes(Real()) : 0);
+    }
+
+    Whole_Lanes count_min;
+    Signed_Lanes count_range;
+    Real_Lanes psd_min;
+    Real_Lanes psd_max;
+    Mask any_count;
+    Mask any_psd;
+};
+
+/// The pixels along one axis, as `Pixel_Axis` gives them, as doubles.
+class Pixel_Lanes {
+public:
+    explicit Pixel_Lanes(const Pixel_Axis& axis)
+        : reciprocal(hn::Set(Real(), axis.get_reciprocal())),
+          nPixels(hn::Set(Real(), static_cast<double>(axis.size()))) {}
+
+    /// The quotients of positions, of which the lower 32 bits are a signed number each.
+    [[nodiscard]] HWY_INLINE Real_Lanes divide(Whole_Lanes low_halves) const {
+        // With its sign bit turned, a number is 2^31 more than it is as a signed one.
+        constexpr std::uint64_t turned = bits_of_two_52 | std::uint64_t{1} << 31U;
+        const auto joined = hn::Xor(low_halves, hn::Set(Whole(), turned));
+        return hn::Mul(hn::Sub(hn::BitCast(Real(), joined), hn::Set(Real(), two_52 + 0x1p31)),
+                       reciprocal);
+    }
+
+    [[nodiscard]] HWY_INLINE Mask contain(Real_Lanes quotient) const {
+        return hn::And(hn::Gt(quotient, hn::Set(Real(), -1.0)), hn::Lt(quotient, nPixels));
+    }
+
+    /// The position of a cell in a row after so many complete rows.
+    [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes row, Real_Lanes quotient) const {
+        return hn::MulAdd(row, nPixels, hn::Trunc(quotient));
+    }
+
+private:
+    Real_Lanes reciprocal;
+    Real_Lanes nPixels;
+};
+
+/// The places on a page.
+struct Grid_Places {
+    Mask inside;
+    Real_Lanes column;  ///< not yet cut to a whole number
+    Real_Lanes row;
+};
+
+class Grid_Lanes {
+public:
+    explicit Grid_Lanes(const Pixel_Grid& grid) : columns(grid.columns), rows(grid.rows) {}
+
+    [[nodiscard]] HWY_INLINE Grid_Places place(Whole_Lanes column, Whole_Lanes row) const {
+        const auto column_quotient = columns.divide(column);
+        const auto row_quotient = rows.divide(row);
+        return {hn::And(columns.contain(column_quotient), rows.contain(row_quotient)),
+                column_quotient, row_quotient};
+    }
+
+    /// The cell in a page after so many complete pages.
+    [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes page, const Grid_Places& places) const {
+        return columns.cell(rows.cell(page, places.row), places.column);
+    }
+
+private:
+    Pixel_Lanes columns;
+    Pixel_Lanes rows;
+};
+
+HWY_INLINE Whole_Lanes x_of(const Event_Lanes& events) {
+    return hn::And(events.position, hn::Set(Whole(), 0xFFFF'FFFF));
+}
+
+HWY_INLINE Whole_Lanes y_of(const Event_Lanes& events) {
+    return hn::ShiftRight<32>(events.position);
+}
+
+struct Cell_Lanes {
+    Mask inside;
+    Whole_Lanes cells;
+};
+
+class Integrated_Lanes {
+public:
+    Integrated_Lanes(const Integrated_Placement& placement, const Interval& /*interval*/)
+        : grid(placement.get_grid()) {}
+
+    [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
+        const auto places = grid.place(x_of(events), y_of(events));
+        return {places.inside, to_whole(grid.cell(hn::Zero(Real()), places))};
+    }
+
+private:
+    Grid_Lanes grid;
+};
+
+class Time_Bin_Lanes {
+public:
+    Time_Bin_Lanes(const Time_Bin_Placement& placement, const Interval& interval)
+        : grid(placement.get_axes().get_grid()),
+          open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
+          width(hn::Set(Signed(), placement.get_axes().time_bins().width())),
+          end(hn::Set(Signed(), placement.get_axes().time_bins().end())),
+          reciprocal(hn::Set(Real(), placement.get_axes().time_bins().get_reciprocal())) {}
+
+    [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
+        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, open));
+        const auto in_time =
+            hn::And(hn::Gt(hn::Add(time, width), hn::Zero(Signed())), hn::Lt(time, end));
+        const auto from_zero = hn::AndNot(hn::BroadcastSignBit(time), time);
+        const auto page = hn::Trunc(hn::Mul(to_real(hn::BitCast(Whole(), from_zero)), reciprocal));
+        const auto places = grid.place(y_of(events), x_of(events));
+        return {hn::And(places.inside, hn::RebindMask(Real(), in_time)),
+                to_whole(grid.cell(page, places))};
+    }
+
+private:
+    Grid_Lanes grid;
+    Whole_Lanes open;
+    Signed_Lanes width;
+    Signed_Lanes end;
+    Real_Lanes reciprocal;
+};
+
+class Frame_Lanes {
+public:
+    Frame_Lanes(const Frame_Placement& placement, const Interval& interval)
+        : grid(placement.get_axes().get_grid()),
+          open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
+          length(hn::Set(Signed(), placement.get_axes().time_bins().width())),
+          page(hn::Set(Real(), static_cast<double>(interval.frameIndex))) {}
+
+    [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
+        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, open));
+        const auto late_or_early =
+            hn::Or(hn::Lt(time, hn::Zero(Signed())), hn::Not(hn::Lt(time, length)));
+        const auto places = grid.place(y_of(events), x_of(events));
+        return {hn::AndNot(hn::RebindMask(Real(), late_or_early), places.inside),
+                to_whole(grid.cell(page, places))};
+    }
+
+private:
+    Grid_Lanes grid;
+    Whole_Lanes open;
+    Signed_Lanes length;
+    Real_Lanes page;
+};
+
+template <class Kind>
+struct Lanes_Of;
+template <>
+struct Lanes_Of<Integrated_Placement> {
+    using Type = Integrated_Lanes;
+};
+template <>
+struct Lanes_Of<Time_Bin_Placement> {
+    using Type = Time_Bin_Lanes;
+};
+template <>
+struct Lanes_Of<Frame_Placement> {
+    using Type = Frame_Lanes;
+};
+
+/// Appends the cells of some lanes; may write one vector beyond them.
+HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
+    const Whole whole;
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL
+    return hn::CompressStore(cells, hn::RebindMask(whole, chosen), whole,
+                             reinterpret_cast<std::uint64_t*>(end));
+#else
+    constexpr std::size_t nLanes = hn::MaxLanes(Whole());
+    alignas(64) std::uint64_t lanes[nLanes];
+    hn::Store(cells, whole, lanes);
+    std::uint8_t bits[8] = {};
+    hn::StoreMaskBits(Real(), chosen, bits);
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < nLanes; ++i) {
+        end[n] = lanes[i];
+        n += bits[0] >> i & 1U;
+    }
+    return n;
+#endif
+}
+
+template <class Kind>
+Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
+           const Interval& interval, std::size_t* cells) noexcept {
+    const std::size_t nLanes = hn::Lanes(Whole());
+    const std::size_t nWhole = events.size() / nLanes * nLanes;
+    const typename Lanes_Of<Kind>::Type kind(placement, interval);
+    const Filter_Lanes filter_lanes(filter);
+    Found found{0, 0};
+    for (std::size_t i = 0; i < nWhole; i += nLanes) {
+        const Event_Lanes lanes = load(&events[i]);
+        const Mask accepted = filter_lanes.accept(lanes);
+        const auto [inside, cell] = kind.place(lanes);
+        found.nAccepted += hn::CountTrue(Real(), accepted);
+        found.nCells += append(cell, hn::And(inside, accepted), cells + found.nCells);
+    }
+    const Found rest =
+        find_one_by_one(placement, events.subspan(nWhole), filter, interval, cells + found.nCells);
+    return {found.nAccepted + rest.nAccepted, found.nCells + rest.nCells};
+}
+
+#endif
+
+orven::Event_Time latest_one_by_one(Events events, const orven::Photon_Filter& filter) {
+    orven::Event_Time latest(std::numeric_limits<long>::min());
+    for (const orven::Photon_Event& event : events) {
+        latest = filter.accepts(event) ? std::max(latest, event.time) : latest;
+    }
+    return latest;
+}
+
+#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR
+
+orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
+    return latest_one_by_one(events, filter);
+}
+
+#else
+
+orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
+    const std::size_t nLanes = hn::Lanes(Signed());
+    const std::size_t nWhole = events.size() / nLanes * nLanes;
+    const Filter_Lanes filter_lanes(filter);
+    auto latest = hn::Set(Signed(), std::numeric_limits<std::int64_t>::min());
+    for (std::size_t i = 0; i < nWhole; i += nLanes) {
+        const Event_Lanes lanes = load(&events[i]);
+        const auto accepted = hn::RebindMask(Signed(), filter_lanes.accept(lanes));
+        const auto time = hn::BitCast(Signed(), lanes.time);
+        latest = hn::IfThenElse(hn::And(accepted, hn::Gt(time, latest)), time, latest);
+    }
+    alignas(64) std::int64_t times[hn::MaxLanes(Signed())];
+    hn::Store(latest, Signed(), times);
+    orven::Event_Time result = latest_one_by_one(events.subspan(nWhole), filter);
+    for (std::size_t i = 0; i < nLanes; ++i) {
+        result = std::max(result, orven::Event_Time(times[i]));
+    }
+    return result;
+}
+
+#endif
+
+Found find_integrated(const Integrated_Placement& placement, Events events,
+                      const orven::Photon_Filter& filter, const Interval& interval,
+                      std::size_t* cells) {
+    return find(placement, events, filter, interval, cells);
+}
+
+Found find_time_bins(const Time_Bin_Placement& placement, Events events,
+                     const orven::Photon_Filter& filter, const Interval& interval,
+                     std::size_t* cells) {
+    if (!placement.get_axes().time_bins().fits_doubles()) {
+        return find_one_by_one(placement, events, filter, interval, cells);
+    }
+    return find(placement, events, filter, interval, cells);
+}
+
+Found find_frames(const Frame_Placement& placement, Events events,
+                  const orven::Photon_Filter& filter, const Interval& interval,
+                  std::size_t* cells) {
+    if (!placement.get_axes().time_bins().contains(interval.frameIndex)) {
+        return {count_accepted(events, filter), 0};
+    }
+    return find(placement, events, filter, interval, cells);
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace find_cells_kernels
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace find_cells_kernels {
+
+HWY_EXPORT(find_integrated);
+HWY_EXPORT(find_time_bins);
+HWY_EXPORT(find_frames);
+HWY_EXPORT(find_latest);
+
+Found find(const Integrated_Placement& placement, const auto&... rest) noexcept {
+    return HWY_DYNAMIC_DISPATCH(find_integrated)(placement, rest...);
+}
+Found find(const Time_Bin_Placement& placement, const auto&... rest) noexcept {
+    return HWY_DYNAMIC_DISPATCH(find_time_bins)(placement, rest...);
+}
+Found find(const Frame_Placement& placement, const auto&... rest) noexcept {
+    return HWY_DYNAMIC_DISPATCH(find_frames)(placement, rest...);
+}
+
+orven::Event_Time latest(std::span<const orven::Photon_Event> events,
+                         const orven::Photon_Filter& filter) {
+    return HWY_DYNAMIC_DISPATCH(find_latest)(events, filter);
+}
+
+}  // namespace find_cells_kernels
+
+Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
+                 const orven::Photon_Filter& filter, const Interval& interval,
+                 std::span<std::size_t> cells) noexcept {
+    assert(cells.size() >= events.size() + cell_slack);
+    return std::visit(
+        [&](const auto& kind) {
+            return find_cells_kernels::find(kind, events, filter, interval, cells.data());
+        },
+        placement);
+}
+
+orven::Event_Time latest_accepted(std::span<const orven::Photon_Event> events,
+                                  const orven::Photon_Filter& filter) noexcept {
+    return find_cells_kernels::latest(events, filter);
+}
+
+std::size_t count_accepted(std::span<const orven::Photon_Event> events,
+                           const orven::Photon_Filter& filter) noexcept {
+    std::size_t nAccepted = 0;
+    for (const orven::Photon_Event& event : events) {
+        nAccepted += filter.accepts(event) ? 1 : 0;
+    }
+    return nAccepted;
+}
+
+#endif

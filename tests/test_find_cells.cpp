@@ -1,0 +1,116 @@
+#include "binning/find_cells.h"
+#include "recordings.h"
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <variant>
+
+namespace {
+
+constexpr int pixel = 65536;
+constexpr int int_min = std::numeric_limits<int>::min();
+constexpr int int_max = std::numeric_limits<int>::max();
+constexpr long long_min = std::numeric_limits<long>::min();
+constexpr long long_max = std::numeric_limits<long>::max();
+
+/// Events at and around borders of all kinds.
+std::vector<Photon_Event> odd_events(std::size_t n, long width, long end) {
+    const std::array positions{int_min,        -pixel,      1 - pixel,       -1,     0, pixel,
+                               64 * pixel - 1, 100 * pixel, 256 * pixel - 1, int_max};
+    const std::array ticks{long_min, -width,  1 - width, -1L,     0L,          width - 1,
+                           width,    end - 1, end,       end + 1, end - width, long_max};
+    const std::array<std::uint64_t, 6> photons{0, 1, 2, 3, UINT64_MAX, UINT64_MAX / 2 + 1};
+    const std::array psds{0.1, 0.5, 0.8, 0.9, std::nan(""), HUGE_VAL, -HUGE_VAL};
+    std::mt19937 random(7);
+    const auto one_of = [&](const auto& values) { return values.at(random() % values.size()); };
+    std::vector<Photon_Event> events;
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto near = static_cast<long>(static_cast<unsigned long>(one_of(ticks)) +
+                                            random() % 3 * static_cast<unsigned long>(width));
+        events.push_back(event(one_of(positions), one_of(positions),
+                               random() % 2 == 0 ? one_of(ticks) : near, one_of(photons),
+                               one_of(psds)));
+    }
+    return events;
+}
+
+/// The cells of a piece by each set of instructions, against those of its events one by one.
+void expect_same_cells(const Placement& placement, const orven::Photon_Filter& filter,
+                       const Interval& interval, std::span<const Photon_Event> events) {
+    std::vector<std::size_t> expected;
+    std::size_t nAccepted = 0;
+    orven::Event_Time latest(long_min);
+    for (const Photon_Event& each : events) {
+        if (filter.accepts(each)) {
+            ++nAccepted;
+            latest = std::max(latest, each.time);
+            const auto [inside, cell] = std::visit(
+                [&](const auto& kind) {
+                    return kind.place(each, interval.relative(each.time), interval.frameIndex);
+                },
+                placement);
+            if (inside != 0) {
+                expected.push_back(cell);
+            }
+        }
+    }
+    for (const std::int64_t instructions : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(instructions);
+        hwy::GetChosenTarget().DeInit();
+        std::vector<std::size_t> cells(events.size() + cell_slack);
+        const Found found = find_cells(placement, events, filter, interval, cells);
+        cells.resize(found.nCells);
+        EXPECT_EQ(cells, expected) << hwy::TargetName(instructions);
+        EXPECT_EQ(found.nAccepted, nAccepted);
+        EXPECT_EQ(latest_accepted(events, filter), latest) << hwy::TargetName(instructions);
+        EXPECT_EQ(count_accepted(events, filter), nAccepted);
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().DeInit();
+}
+
+TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions) {
+    const std::vector<orven::Photon_Filter> filters{
+        orven::Photon_Filter({0, UINT64_MAX}, {}),
+        orven::Photon_Filter({1, 3}, {0.1, 0.8}),
+        orven::Photon_Filter({3, 2}, {}),
+        orven::Photon_Filter({2, UINT64_MAX}, {{}, 0.5}),
+        orven::Photon_Filter({0, UINT64_MAX - 1}, {-HUGE_VAL, {}}),
+        orven::Photon_Filter({0, 9}, {std::nan(""), {}})};
+    struct Bins {
+        const char* seconds;
+        const char* number;
+        long width;
+        long end;
+    };
+    // The last two end at and beyond the times that are divided in doubles.
+    for (const Bins bins :
+         {Bins{"1e-6", "3", 640, 1920}, Bins{"1.5625e-9", "5", 1, 5},
+          Bins{"1.09951162777600", "3200", 703'687'441'776, 2'251'799'813'683'200},
+          Bins{"7205759403.792794", "3", long_max / 2, long_max - 2}}) {
+        const Parameters flat = parameters_from({"-x", "5", "-y", "3"});
+        const Parameters deep =
+            parameters_from({"-x", "5", "-y", "3", "-t", bins.seconds, "-T", bins.number});
+        const std::vector<Photon_Event> events = odd_events(1003, bins.width, bins.end);
+        for (const orven::Photon_Filter& filter : filters) {
+            for (const long open : {0L, bins.width, -1L, long_min, long_max}) {
+                const Interval interval{orven::Event_Time(open), 2};
+                expect_same_cells(Integrated_Placement(flat), filter, interval, events);
+                expect_same_cells(Time_Bin_Placement(deep), filter, interval, events);
+                expect_same_cells(Frame_Placement(deep), filter, interval, events);
+            }
+        }
+        const Interval beyond{orven::Event_Time(0), 1'000'000};
+        expect_same_cells(Frame_Placement(deep), filters[0], beyond, events);
+        for (const std::size_t n : {0U, 1U, 2U, 7U, 9U}) {
+            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, std::span(events).first(n));
+        }
+    }
+}
+
+}  // namespace
