@@ -76,8 +76,8 @@ class Bench:
             inputs = ["-i", ",".join(map(str, files))]
         tasks, environment = self.cores, {}
         if many_tasks:
-            tasks, environment = 64, {"LD_PRELOAD": self.build / "libmany_hardware_threads.so"}
-        elif "false" in arguments or "frameSync" in arguments:
+            tasks, environment = 64, {"LD_PRELOAD": self.build / "libmany_cores.so"}
+        elif "false" in arguments:
             tasks = 1
         command = [self.build / "vexolan", *inputs, *arguments, "-o", output]
         return Run(name, command, output, tasks=tasks, environment=environment, **fields)
@@ -114,7 +114,7 @@ def integrated_works(bench) -> Iterator[Work]:
     yield Work("W1: 512 x 512, 4 files", amount, "M events", [
         bench.vexolan("vexolan", star, FILTERS, image="star", image_mib=1),
         bench.rival("reading alone", "read_alone", star,
-                    goal=Goal("vexolan", "reading alone", 0.5)),
+                    goal=Goal("vexolan", "reading alone", 0.6)),
         rival("hand-written, private counters", "hand_written", counters="private"),
         rival("hand-written, atomic counters", "hand_written", counters="shared"),
         rival("Boost.Histogram, thread-safe counters", "boost_histogram", 5, counters="shared",
@@ -139,6 +139,11 @@ def integrated_works(bench) -> Iterator[Work]:
     yield Work("W5: W1 in mode `reference`", amount, "M events", [
         bench.vexolan("vexolan, `reference`", star, [*FILTERS, "-E", "reference"], image="star",
                       image_mib=1, goal=Goal("vexolan, `reference`", "vexolan", 0.8)),
+    ])
+    one, four = "vexolan, `reference`, one file", "vexolan, `reference`, four files"
+    yield Work("the same in `reference`, without a filter", amount, "M events", [
+        bench.vexolan(one, single, ["-E", "reference"], image_mib=1, goal=Goal(one, four, 0.9)),
+        bench.vexolan(four, star, ["-E", "reference"], image_mib=1),
     ])
     spread, hot = "vexolan, 64 tasks", "vexolan, 64 tasks, 20 x 20 pixel spot"
     yield Work("W1 with 64 tasks", amount, "M events", [
@@ -175,7 +180,7 @@ def cube_works(bench) -> Iterator[Work]:
     tool = {"image": "cube", "image_mib": size * size * bins * 4 / 2**20}
 
     def hand_written(name, counters):
-        goal = Goal("vexolan, cube", name, 0.5)
+        goal = Goal("vexolan, cube", name, 0.9)
         settings = {"counters": counters, "size": size, "pages": bins, "ticks": ticks}
         return bench.rival(name, "hand_written", relative, "cube", goal, **settings, **BOUNDS)
 
@@ -195,6 +200,30 @@ def cube_works(bench) -> Iterator[Work]:
     ])
 
 
+def page_works(bench) -> Iterator[Work]:
+    """Sequences of everyday size, in one file and in several."""
+    period, bins, size = 1e-4, 100, 128
+    ticks = round(period / TICK / bins)
+    several = bench.simulate("several", 40, files=4, pulses=10_000, period=period)
+    single = bench.simulate("one", 40, pulses=40_000, period=period)
+    relative = make_relative(several, bench.folder / "relative-pages", ticks * bins)
+    arguments = ["-x", str(size), "-t", repr(ticks * TICK), "-T", str(bins), "-E", "reference"]
+    one, four = "vexolan, pages, one file", "vexolan, pages, four files"
+    private, shared = "hand-written, pages, private counters", "hand-written, pages, atomic counters"
+    mib = size * size * bins * 4 / 2**20
+
+    def hand_written(name, counters, at_least=None):
+        return bench.rival(name, "hand_written", relative, "pages", Goal(four, name, at_least),
+                           counters=counters, size=size, pages=bins, ticks=ticks)
+
+    yield Work(f"`reference`, {size} x {size} x {bins} bins", 40 / bench.scale, "M events", [
+        bench.vexolan(four, several, arguments, image="pages", image_mib=mib),
+        hand_written(private, "private", 0.9),
+        hand_written(shared, "shared"),
+        bench.vexolan(one, single, arguments, image_mib=mib, goal=Goal(one, four, 0.9)),
+    ])
+
+
 def small_file_works(bench) -> Iterator[Work]:
     """W3: many small files."""
     files = bench.simulate("small", 40, files=4000 // bench.scale, period=1e-4)
@@ -202,7 +231,7 @@ def small_file_works(bench) -> Iterator[Work]:
     reading, hand = "reading alone, small files", "hand-written, small files"
     yield Work(f"W3: {len(files)} files x 10 k events", 40 / bench.scale, "M events", [
         bench.vexolan(tool, files[0].parent, FILTERS, image="small", image_mib=1),
-        bench.rival(reading, "read_alone", files, goal=Goal(tool, reading, 0.3)),
+        bench.rival(reading, "read_alone", files, goal=Goal(tool, reading, 0.6)),
         bench.rival(hand, "hand_written", files, "small", Goal(tool, hand), counters="private",
                     **BOUNDS),
     ])
@@ -212,15 +241,28 @@ def frame_works(bench) -> Iterator[Work]:
     """W6: frames. As the pulses come regularly, frames are bins of the absolute time as well."""
     period, frames, size = 1e-3, 1000, 128
     files = bench.simulate("frames", 40, files=4, pulses=frames // 4, period=period)
+    single = bench.simulate("frames-single", 40, pulses=frames, period=period)
     arguments = [*FILTERS, "-x", str(size), "-t", repr(period), "-T", str(frames)]
+    frame_sync = [*arguments, "-E", "frameSync"]
     tool, reading, hand = "vexolan, frames", "reading alone, frames", "hand-written, frames"
+    one_core, one_file = "vexolan, frames, one core", "vexolan, frames, one file"
+    image = {"image": "frames", "image_mib": size * size * frames * 4 / 2**20}
     title = f"W6: `frameSync`, {frames} frames of {size} x {size}"
     yield Work(title, 40 / bench.scale, "M events", [
-        bench.vexolan(tool, files, [*arguments, "-E", "frameSync"], image="frames",
-                      image_mib=size * size * frames * 4 / 2**20),
-        bench.rival(reading, "read_alone", files, threads=1, goal=Goal(tool, reading, 0.4)),
-        bench.rival(hand, "hand_written", files, "frames", Goal(tool, hand), threads=1, size=size,
-                    pages=frames, ticks=round(period / TICK), counters="private", **BOUNDS),
+        bench.vexolan(tool, files, frame_sync, **image),
+        bench.vexolan(one_core, files, [*frame_sync, "--parallel", "false"],
+                      goal=Goal(tool, one_core), **image),
+        bench.vexolan(one_file, single, frame_sync, goal=Goal(one_file, tool, 0.9)),
+        bench.rival(reading, "read_alone", files, threads=1, goal=Goal(one_core, reading, 0.4)),
+        bench.rival(hand, "hand_written", files, "frames", Goal(one_core, hand), threads=1,
+                    size=size, pages=frames, ticks=round(period / TICK), counters="private",
+                    **BOUNDS),
+    ])
+    few, small = 100, ["-x", "64", "-t", repr(period), "-T", "100", "-E", "frameSync"]
+    both, one = "vexolan, few frames", "vexolan, few frames, one core"
+    yield Work(f"`frameSync`, {few} frames of 64 x 64", 40 / bench.scale, "M events", [
+        bench.vexolan(both, files, small, goal=Goal(both, one, 1.8)),
+        bench.vexolan(one, files, [*small, "--parallel", "false"]),
     ])
 
 
@@ -252,4 +294,5 @@ def output_work(bench, files, size, pages):
     ])
 
 
-ALL_WORKS = (integrated_works, small_file_works, cube_works, frame_works, output_works)
+ALL_WORKS = (integrated_works, small_file_works, page_works, cube_works, frame_works,
+             output_works)

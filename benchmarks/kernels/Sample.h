@@ -13,7 +13,7 @@
 #include <vector>
 
 /// Events all over the detector, ascending in time, of which the filter keeps about two thirds.
-inline constexpr std::size_t nSample_pieces = 512;
+inline constexpr std::size_t nSample_pieces = 128;
 inline constexpr std::size_t nSample_events = nSample_pieces * events_per_piece;
 const std::vector<Photon_Event>& sample_events();
 std::span<const Photon_Event> sample_piece(std::size_t index);

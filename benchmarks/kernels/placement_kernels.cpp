@@ -2,17 +2,22 @@
 
 #include "Sample.h"
 #include "binning/Placement.h"
+#include "binning/find_cells.h"
 #include "counting/Cell_Counter.h"
 #include "reading/Trigger_Walk.h"
 
+#include <hwy/targets.h>
+
 #include <algorithm>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 /// So many pieces stay in a core's cache, as pieces do that were just read.
-constexpr std::size_t nCached = 16;
+constexpr std::size_t nCached = 4;
 
 /// A kind of image: where events belong, and the cell of an event by plain division.
 struct Image {
@@ -62,16 +67,18 @@ std::vector<std::size_t> plain_cells(const Image& image, std::size_t piece) {
     return cells;
 }
 
-/// Filter and placement, piece by piece.
-template <auto& get_image>
-void find_cells(benchmark::State& state) {
+/// Filter and placement, piece by piece, with one of the machine's sets of vector instructions.
+void find_cells(benchmark::State& state, const Image& (*get_image)(), std::int64_t instructions) {
+    hwy::SetSupportedTargetsForTest(instructions);
+    hwy::GetChosenTarget().DeInit();
     const Image& image = get_image();
-    std::vector<std::size_t> cells(events_per_piece);
+    std::vector<std::size_t> cells(events_per_piece + cell_slack);
     const auto find = [&](std::size_t piece) {
-        return ::find_cells(image.placement, sample_piece(piece), sample_filter(), frame, cells);
+        return find_cells(image.placement, sample_piece(piece), sample_filter(), frame, cells)
+            .nCells;
     };
     for (std::size_t piece = 0; piece < nCached; ++piece) {
-        if (!std::ranges::equal(std::span(cells).first(find(piece).nCells), plain_cells(image, piece))) {
+        if (!std::ranges::equal(std::span(cells).first(find(piece)), plain_cells(image, piece))) {
             state.SkipWithError("wrong cells");
         }
     }
@@ -82,10 +89,24 @@ void find_cells(benchmark::State& state) {
         piece = (piece + 1) % nCached;
     }
     report(state, events_per_piece, events_per_piece * sizeof(Photon_Event));
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().DeInit();
 }
-BENCHMARK(find_cells<small_image>);
-BENCHMARK(find_cells<large_image>);
-BENCHMARK(find_cells<frame_image>);
+
+const bool find_cells_registered = [] {
+    const std::pair<const char*, const Image& (*)()> kinds[]{
+        {"image", small_image}, {"bins", large_image}, {"frames", frame_image}};
+    for (const std::int64_t instructions : hwy::SupportedAndGeneratedTargets()) {
+        for (const auto& [name, get_image] : kinds) {
+            const std::string title =
+                std::string("find_cells/") + name + '/' + hwy::TargetName(instructions);
+            benchmark::RegisterBenchmark(title.c_str(), [=](benchmark::State& state) {
+                find_cells(state, get_image, instructions);
+            });
+        }
+    }
+    return true;
+}();
 
 /// The cells of all pieces, in random order: an event's time says nothing of where its cell lies.
 std::vector<std::size_t> shuffled_cells(const Image& image) {
@@ -109,21 +130,19 @@ bool counted(std::span<const Counter> counters, std::span<const std::size_t> cel
                               [](const Counter& each) { return each.load(); });
 }
 
-/// Counting, with one thread, or with one per core where the image is shared.
-template <auto& get_image, Image_Use use>
+/// Counting, by plain additions with one thread, or by atomic ones with one per core.
+template <auto& get_image, bool atomic>
 void count(benchmark::State& state) {
     static const std::vector<std::size_t> cells = shuffled_cells(get_image());
     static std::vector<Counter, Image_Allocator<Counter>> counters(get_image().nCells);
+    Cell_Counter counter(counters, atomic);
     if (state.thread_index() == 0) {
         std::ranges::fill(counters, 0);
-        Cell_Counter counter(counters, use);
         counter.count(cells);
-        counter.merge();
         if (!counted(counters, cells)) {
             state.SkipWithError("wrong counts");
         }
     }
-    Cell_Counter counter(counters, use);
     const std::size_t nPieces = cells.size() / events_per_piece;
     auto piece = static_cast<std::size_t>(state.thread_index()) * nPieces / 2 % nPieces;
     for (auto _ : state) {
@@ -132,10 +151,10 @@ void count(benchmark::State& state) {
     }
     report(state, events_per_piece, events_per_piece * sizeof(std::size_t));
 }
-BENCHMARK(count<small_image, Image_Use::alone>);
-BENCHMARK(count<small_image, Image_Use::shared>)->ThreadPerCpu()->UseRealTime();
-BENCHMARK(count<large_image, Image_Use::alone>);
-BENCHMARK(count<large_image, Image_Use::shared>)->ThreadPerCpu()->UseRealTime();
+BENCHMARK(count<small_image, false>);
+BENCHMARK(count<small_image, true>)->ThreadPerCpu()->UseRealTime();
+BENCHMARK(count<large_image, false>);
+BENCHMARK(count<large_image, true>)->ThreadPerCpu()->UseRealTime();
 
 void trigger_walk(benchmark::State& state) {
     constexpr long interval_ticks = 100'000;
