@@ -10,17 +10,17 @@ class Hand_Over {
 public:
     void give(std::int64_t number_) noexcept {
         number = number_;
-        given = true;
-        given.notify_all();
+        given = 1;
+        given.notify_one();
     }
     [[nodiscard]] std::int64_t wait() const noexcept {
-        given.wait(false);
+        given.wait(0);
         return number;
     }
 
 private:
     std::int64_t number = 0;
-    std::atomic<bool> given = false;
+    std::atomic<int> given = 0;  // of the type that the system can wait for by itself
 };
 
 /// A place in a line in which each gets a number from the one before and gives one to the next.
