@@ -52,7 +52,7 @@ const Image& frame_image() {
     static const Image image{
         Frame_Placement(parameters_from({"-x", "128", "-E", "frameSync", "-t", "1", "-T", "1000"})),
         std::size_t{1000} * 128 * 128, [](const Photon_Event& event) {
-            return 7 * 16'384 + event.x.value / 131'072 * 128L + event.y.value / 131'072;
+            return 7L * 16'384 + event.x.value / 131'072 * 128L + event.y.value / 131'072;
         }};
     return image;
 }
