@@ -9,7 +9,7 @@
 namespace {
 
 /// Larger images gain nothing from private counters, which must be added up.
-constexpr std::size_t private_max_bytes = std::size_t{64} << 20;
+constexpr std::size_t private_max_bytes = std::size_t{32} << 20;
 
 /// All private counters together get this part of the memory that is available.
 constexpr std::size_t memory_share = 16;
