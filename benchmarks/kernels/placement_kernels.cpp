@@ -97,11 +97,11 @@ const bool find_cells_registered = [] {
     const std::pair<const char*, const Image& (*)()> kinds[]{
         {"image", small_image}, {"bins", large_image}, {"frames", frame_image}};
     for (const std::int64_t instructions : hwy::SupportedAndGeneratedTargets()) {
-        for (const auto& [name, get_image] : kinds) {
+        for (const auto& kind : kinds) {
             const std::string title =
-                std::string("find_cells/") + name + '/' + hwy::TargetName(instructions);
+                std::string("find_cells/") + kind.first + '/' + hwy::TargetName(instructions);
             benchmark::RegisterBenchmark(title.c_str(), [=](benchmark::State& state) {
-                find_cells(state, get_image, instructions);
+                find_cells(state, kind.second, instructions);
             });
         }
     }

@@ -15,8 +15,7 @@
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace find_cells_kernels {
-namespace HWY_NAMESPACE {
+namespace find_cells_kernels::HWY_NAMESPACE {
 
 using Events = std::span<const orven::Photon_Event>;
 
@@ -25,8 +24,9 @@ using Events = std::span<const orven::Photon_Event>;
 /// event. Numbers are joined, not conditions: those share a byte of a register, for which each
 /// event waits for the one before.
 template <class Kind>
-Found find_one_by_one(Kind placement, Events events, orven::Photon_Filter filter, Interval interval,
-                      std::size_t* cells) noexcept {
+Found find_one_by_one(Kind placement, Events events,
+                      orven::Photon_Filter filter,  // NOLINT(performance-*): see above
+                      Interval interval, std::size_t* cells) noexcept {
     std::size_t nAccepted = 0;
     std::size_t nCells = 0;
     for (const orven::Photon_Event& event : events) {
@@ -397,8 +397,7 @@ Found find_frames(const Frame_Placement& placement, Events events,
     return find(placement, events, filter, interval, cells);
 }
 
-}  // namespace HWY_NAMESPACE
-}  // namespace find_cells_kernels
+}  // namespace find_cells_kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
@@ -429,7 +428,7 @@ orven::Event_Time latest(std::span<const orven::Photon_Event> events,
 
 Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                  const orven::Photon_Filter& filter, const Interval& interval,
-                 std::span<std::size_t> cells) noexcept {
+                 std::span<std::size_t> cells) {
     assert(cells.size() >= events.size() + cell_slack);
     return std::visit(
         [&](const auto& kind) {

@@ -24,7 +24,7 @@ struct Found {
 /// `cells` must have room for one cell per event and `cell_slack` more.
 Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                  const orven::Photon_Filter& filter, const Interval& interval,
-                 std::span<std::size_t> cells) noexcept;
+                 std::span<std::size_t> cells);
 
 /// How many of the events pass the filter.
 [[nodiscard]] std::size_t count_accepted(std::span<const orven::Photon_Event> events,

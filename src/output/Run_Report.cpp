@@ -246,7 +246,10 @@ void write_axes(Json_Writer& json, const Run_Report& report) {
 }
 
 void write_run(Json_Writer& json, const Run_Report& report) {
-    const auto& [parameters, account, image, axes, imageBytes, duration] = report;
+    // Names of their own, which lambdas can capture.
+    const Parameters& parameters = report.parameters;
+    const Run_Account& account = report.account;
+    const Image_Pages& image = report.image;
     json.member("program", std::string("vexolan"));
     json.member("version", std::string(Parameters::version));
     json.list("arguments", [&] {
@@ -254,11 +257,11 @@ void write_run(Json_Writer& json, const Run_Report& report) {
             json.value(argument);
         }
     });
-    const auto started = std::chrono::system_clock::now() - duration;
+    const auto started = std::chrono::system_clock::now() - report.duration;
     json.member(
         "started",
         rfc_3339(std::chrono::time_point_cast<std::chrono::system_clock::duration>(started)));
-    json.member("seconds", duration.count());
+    json.member("seconds", report.duration.count());
     json.list("inputs", [&] {
         for (std::size_t i = 0; i < account.files.size(); ++i) {
             json.object([&] { write_input(json, parameters.inputFiles[i], account.files[i]); });
@@ -274,7 +277,7 @@ void write_run(Json_Writer& json, const Run_Report& report) {
     json.object("image", [&] {
         json.member("path", *parameters.outputFile);
         json.member("format", parameters.fileFormat);
-        json.member("bytes", imageBytes);
+        json.member("bytes", report.imageBytes);
         json.member("pages", image.nPages);
         json.member("rows", image.rows);
         json.member("columns", image.columns);

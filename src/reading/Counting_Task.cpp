@@ -77,8 +77,7 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
     return events;
 }
 
-void Counting_Task::find(std::span<const orven::Photon_Event> events,
-                         const Interval& interval) noexcept {
+void Counting_Task::find(std::span<const orven::Photon_Event> events, const Interval& interval) {
     const std::span room(found.get() + nFound, piece_length + cell_slack - nFound);
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
     nFound += now.nCells;

@@ -53,7 +53,7 @@ private:
     /// Where the walk stands at the start of a range follows from the events before it.
     void take_turn(Turn& turn, std::span<const orven::Photon_Event> events);
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
-    void find(std::span<const orven::Photon_Event> events, const Interval& interval) noexcept;
+    void find(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found() noexcept;
 
     Counting_Job job;
