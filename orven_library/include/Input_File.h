@@ -51,6 +51,10 @@ public:
             position += got;
             bytes = bytes.subspan(static_cast<std::size_t>(got));
         }
+        // Where a file is being cut off, a read may find zeros, which are events as good as others.
+        if (lseek(descriptor, 0, SEEK_END) < length) {
+            fail_to_read();
+        }
     }
 
 private:

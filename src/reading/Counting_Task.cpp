@@ -7,7 +7,7 @@
 #include <exception>
 #include <optional>
 
-Counting_Task::Counting_Task(const Counting_Job& job_, const Cell_Counter& counter_,
+Counting_Task::Counting_Task(const Counting_Job& job_, Cell_Counter counter_,
                              std::size_t piece_length_)
     : job(job_),
       counter(counter_),
