@@ -36,8 +36,7 @@ struct Counting_Job {
 class Counting_Task {
 public:
     /// Throws: std::bad_alloc.
-    Counting_Task(const Counting_Job& job_, const Cell_Counter& counter_,
-                  std::size_t piece_length_);
+    Counting_Task(const Counting_Job& job_, Cell_Counter counter_, std::size_t piece_length_);
 
     /// Works until the queue is empty.
     /// Throws: only what goes wrong outside of a file, such as std::bad_alloc while logging.
