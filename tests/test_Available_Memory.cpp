@@ -28,7 +28,7 @@ const std::vector<System> systems{
     {"nothing is told", {}, no_limit},
     {"no groups",
      {{"proc/meminfo", "MemTotal: 900 kB\nMemAvailable: 100 kB\nSwapFree: 5 kB\n"}},
-     105 * 1024},
+     105UL * 1024},
     {"the machine has less than the group",
      {{"proc/meminfo", "MemAvailable: 1 kB\n"},
       {"proc/self/mountinfo", v2_mount},

@@ -7,8 +7,8 @@
 #include <exception>
 #include <optional>
 
-Counting_Task::Counting_Task(const Counting_Job& job_, Cell_Counter counter_,
-                             std::size_t piece_length_)
+Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass-by-value): shared
+                             Cell_Counter counter_, std::size_t piece_length_)
     : job(job_),
       counter(counter_),
       piece_length(piece_length_),
