@@ -28,7 +28,7 @@ public:
     virtual void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) = 0;
 
     /// Counts the events of all files that pass the filter. Defined in reading/add_files.h.
-    /// With `concurrent`, one task per hardware thread takes files in list order, and a file that
+    /// With `concurrent`, one task per available core takes files in list order, and a file that
     /// fails is logged at level `error` and left, unless the settings are strict; otherwise the
     /// calling thread takes one file after another, and the first one that fails ends the run.
     /// Throws: std::bad_alloc; std::system_error if a thread cannot be started; what reading a file
