@@ -3,6 +3,7 @@
 #include "Branchless.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstdint>
 #include <limits>
@@ -40,12 +41,36 @@ Found find_one_by_one(Kind placement, Events events,
     return {nAccepted, nCells};
 }
 
+orven::Event_Time latest_one_by_one(Events events, const orven::Photon_Filter& filter) {
+    orven::Event_Time latest(std::numeric_limits<long>::min());
+    for (const orven::Photon_Event& event : events) {
+        latest = filter.accepts(event) ? std::max(latest, event.time) : latest;
+    }
+    return latest;
+}
+
+std::size_t count_one_by_one(Events events, const orven::Photon_Filter& filter) {
+    std::size_t nAccepted = 0;
+    for (const orven::Photon_Event& event : events) {
+        nAccepted += filter.accepts(event) ? 1 : 0;
+    }
+    return nAccepted;
+}
+
 #if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR
 
 template <class Kind>
 Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
            const Interval& interval, std::size_t* cells) noexcept {
     return find_one_by_one(placement, events, filter, interval, cells);
+}
+
+orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
+    return latest_one_by_one(events, filter);
+}
+
+std::size_t count_events(Events events, const orven::Photon_Filter& filter) {
+    return count_one_by_one(events, filter);
 }
 
 #else
@@ -68,6 +93,17 @@ struct Event_Lanes {
     Real_Lanes psd;
 };
 static_assert(sizeof(orven::Photon_Event) == 4 * sizeof(std::uint64_t));
+
+/// Events that fill whole vectors, and those after them.
+struct Split {
+    Events whole;
+    Events rest;
+};
+
+Split split(Events events) {
+    const std::size_t nWhole = events.size() / hn::Lanes(Whole()) * hn::Lanes(Whole());
+    return {events.first(nWhole), events.subspan(nWhole)};
+}
 
 HWY_INLINE Event_Lanes load(const orven::Photon_Event* events) {
     const Whole whole;
@@ -292,83 +328,95 @@ struct Lanes_Of<Frame_Placement> {
     using Type = Frame_Lanes;
 };
 
-/// Appends the cells of some lanes; may write one vector beyond them.
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL
+
+/// Appends the cells of the chosen lanes.
 HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
     const Whole whole;
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL
     return hn::CompressStore(cells, hn::RebindMask(whole, chosen), whole,
                              reinterpret_cast<std::uint64_t*>(end));
+}
+
 #else
-    constexpr std::size_t nLanes = hn::MaxLanes(Whole());
-    alignas(64) std::uint64_t lanes[nLanes];
-    hn::Store(cells, whole, lanes);
+
+constexpr std::size_t nMost_lanes = hn::MaxLanes(Whole());
+
+/// For each choice of lanes, written as bits, the halves of all lanes with those of the chosen ones
+/// in front. The library's own compression is several times slower: it makes such a table anew for
+/// each vector.
+constexpr auto chosen_first = [] {
+    std::array<std::array<std::uint32_t, 2 * nMost_lanes>, 1U << nMost_lanes> orders{};
+    for (std::size_t bits = 0; bits < orders.size(); ++bits) {
+        std::size_t n = 0;
+        for (std::uint32_t lane = 0; lane < nMost_lanes; ++lane) {
+            if ((bits >> lane & 1U) != 0) {
+                orders[bits][n++] = 2 * lane;
+                orders[bits][n++] = 2 * lane + 1;
+            }
+        }
+    }
+    return orders;
+}();
+
+/// Appends the cells of the chosen lanes; writes a whole vector.
+HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
+    const Whole whole;
+    const hn::Repartition<std::uint32_t, Whole> halves;
     std::uint8_t bits[8] = {};
     hn::StoreMaskBits(Real(), chosen, bits);
-    std::size_t n = 0;
-    for (std::size_t i = 0; i < nLanes; ++i) {
-        end[n] = lanes[i];
-        n += bits[0] >> i & 1U;
-    }
-    return n;
-#endif
+    const auto order = hn::SetTableIndices(halves, chosen_first[bits[0]].data());
+    const auto sorted = hn::TableLookupLanes(hn::BitCast(halves, cells), order);
+    hn::StoreU(hn::BitCast(whole, sorted), whole, reinterpret_cast<std::uint64_t*>(end));
+    return hn::CountTrue(Real(), chosen);
 }
+
+#endif
 
 template <class Kind>
 Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
            const Interval& interval, std::size_t* cells) noexcept {
-    const std::size_t nLanes = hn::Lanes(Whole());
-    const std::size_t nWhole = events.size() / nLanes * nLanes;
+    const auto [whole, rest] = split(events);
     const typename Lanes_Of<Kind>::Type kind(placement, interval);
     const Filter_Lanes filter_lanes(filter);
     Found found{0, 0};
-    for (std::size_t i = 0; i < nWhole; i += nLanes) {
-        const Event_Lanes lanes = load(&events[i]);
+    for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
+        const Event_Lanes lanes = load(&whole[i]);
         const Mask accepted = filter_lanes.accept(lanes);
         const auto [inside, cell] = kind.place(lanes);
         found.nAccepted += hn::CountTrue(Real(), accepted);
         found.nCells += append(cell, hn::And(inside, accepted), cells + found.nCells);
     }
-    const Found rest =
-        find_one_by_one(placement, events.subspan(nWhole), filter, interval, cells + found.nCells);
-    return {found.nAccepted + rest.nAccepted, found.nCells + rest.nCells};
+    const Found last = find_one_by_one(placement, rest, filter, interval, cells + found.nCells);
+    return {found.nAccepted + last.nAccepted, found.nCells + last.nCells};
 }
-
-#endif
-
-orven::Event_Time latest_one_by_one(Events events, const orven::Photon_Filter& filter) {
-    orven::Event_Time latest(std::numeric_limits<long>::min());
-    for (const orven::Photon_Event& event : events) {
-        latest = filter.accepts(event) ? std::max(latest, event.time) : latest;
-    }
-    return latest;
-}
-
-#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR
 
 orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
-    return latest_one_by_one(events, filter);
-}
-
-#else
-
-orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
-    const std::size_t nLanes = hn::Lanes(Signed());
-    const std::size_t nWhole = events.size() / nLanes * nLanes;
+    const auto [whole, rest] = split(events);
     const Filter_Lanes filter_lanes(filter);
     auto latest = hn::Set(Signed(), std::numeric_limits<std::int64_t>::min());
-    for (std::size_t i = 0; i < nWhole; i += nLanes) {
-        const Event_Lanes lanes = load(&events[i]);
+    for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
+        const Event_Lanes lanes = load(&whole[i]);
         const auto accepted = hn::RebindMask(Signed(), filter_lanes.accept(lanes));
         const auto time = hn::BitCast(Signed(), lanes.time);
         latest = hn::IfThenElse(hn::And(accepted, hn::Gt(time, latest)), time, latest);
     }
     alignas(64) std::int64_t times[hn::MaxLanes(Signed())];
     hn::Store(latest, Signed(), times);
-    orven::Event_Time result = latest_one_by_one(events.subspan(nWhole), filter);
-    for (std::size_t i = 0; i < nLanes; ++i) {
+    orven::Event_Time result = latest_one_by_one(rest, filter);
+    for (std::size_t i = 0; i < hn::Lanes(Signed()); ++i) {
         result = std::max(result, orven::Event_Time(times[i]));
     }
     return result;
+}
+
+std::size_t count_events(Events events, const orven::Photon_Filter& filter) {
+    const auto [whole, rest] = split(events);
+    const Filter_Lanes filter_lanes(filter);
+    std::size_t nAccepted = count_one_by_one(rest, filter);
+    for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
+        nAccepted += hn::CountTrue(Real(), filter_lanes.accept(load(&whole[i])));
+    }
+    return nAccepted;
 }
 
 #endif
@@ -392,7 +440,7 @@ Found find_frames(const Frame_Placement& placement, Events events,
                   const orven::Photon_Filter& filter, const Interval& interval,
                   std::size_t* cells) {
     if (!placement.get_axes().time_bins().contains(interval.frameIndex)) {
-        return {count_accepted(events, filter), 0};
+        return {count_events(events, filter), 0};
     }
     return find(placement, events, filter, interval, cells);
 }
@@ -408,6 +456,7 @@ HWY_EXPORT(find_integrated);
 HWY_EXPORT(find_time_bins);
 HWY_EXPORT(find_frames);
 HWY_EXPORT(find_latest);
+HWY_EXPORT(count_events);
 
 Found find(const Integrated_Placement& placement, const auto&... rest) noexcept {
     return HWY_DYNAMIC_DISPATCH(find_integrated)(placement, rest...);
@@ -422,6 +471,11 @@ Found find(const Frame_Placement& placement, const auto&... rest) noexcept {
 orven::Event_Time latest(std::span<const orven::Photon_Event> events,
                          const orven::Photon_Filter& filter) {
     return HWY_DYNAMIC_DISPATCH(find_latest)(events, filter);
+}
+
+std::size_t accepted(std::span<const orven::Photon_Event> events,
+                     const orven::Photon_Filter& filter) {
+    return HWY_DYNAMIC_DISPATCH(count_events)(events, filter);
 }
 
 }  // namespace find_cells_kernels
@@ -444,11 +498,7 @@ orven::Event_Time latest_accepted(std::span<const orven::Photon_Event> events,
 
 std::size_t count_accepted(std::span<const orven::Photon_Event> events,
                            const orven::Photon_Filter& filter) noexcept {
-    std::size_t nAccepted = 0;
-    for (const orven::Photon_Event& event : events) {
-        nAccepted += filter.accepts(event) ? 1 : 0;
-    }
-    return nAccepted;
+    return find_cells_kernels::accepted(events, filter);
 }
 
 #endif
