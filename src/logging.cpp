@@ -1,9 +1,13 @@
 #include "logging.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
+#include <mutex>
 #include <sstream>
 
 int logLevel = 4;
@@ -31,6 +35,22 @@ std::tm local_time_now() {
     return local;
 }
 
+std::mutex terminal;
+bool status_shown = false;  // needs the mutex
+
+void erase_status_line() {
+    if (status_shown) {
+        std::cerr << "\r\033[K" << std::flush;
+        status_shown = false;
+    }
+}
+
+std::size_t terminal_columns() {
+    constexpr std::size_t usual = 80;
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : usual;
+}
+
 }  // namespace
 
 template <LogLevel level>
@@ -42,7 +62,21 @@ void logging(const std::string& message) {
     std::ostringstream line;
     line.exceptions(std::ios::badbit);  // without memory, fail rather than write half a line
     line << prefix(level) << std::put_time(&local, "%Y-%m-%d %X UTC%z") << ": " << message << '\n';
+    const std::lock_guard lock(terminal);
+    erase_status_line();
     (level >= info ? std::cout : std::cerr) << line.str() << std::flush;
+}
+
+void show_status_line(const std::string& text) {
+    const std::string line = "\r\033[K" + text.substr(0, terminal_columns() - 1);
+    const std::lock_guard lock(terminal);
+    std::cerr << line << std::flush;
+    status_shown = true;
+}
+
+void remove_status_line() noexcept {
+    const std::lock_guard lock(terminal);
+    erase_status_line();
 }
 
 template void logging<error>(const std::string&);

@@ -17,6 +17,14 @@ extern int logLevel;
 template <LogLevel level>
 void logging(const std::string& message);
 
+/// Shows one line on standard error, which must be a terminal, in the place of the one before. It
+/// gives way to each log line. What does not fit the terminal's width is cut off.
+/// Throws: std::bad_alloc.
+void show_status_line(const std::string& text);
+
+/// Removes the line that is shown, if any.
+void remove_status_line() noexcept;
+
 extern template void logging<error>(const std::string&);
 extern template void logging<warning>(const std::string&);
 extern template void logging<info>(const std::string&);

@@ -60,18 +60,27 @@ void run_timeIntegrated(const Parameters& parameters) {
     }
 }
 
+void run(int argc, char* argv[]) {
+    const Parameters parameters(argc, argv);
+    if (parameters.exit_requested) {
+        return;
+    }
+    if (parameters.time_res_s) {
+        run_timeResolved(parameters);
+    } else {
+        run_timeIntegrated(parameters);
+    }
+}
+
 }  // namespace
 
 /// Exceptions leave main on purpose: the runtime's report of their message is the error message.
 int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
     prepare_signals();
-    const Parameters parameters(argc, argv);
-    if (!parameters.exit_requested) {
-        if (parameters.time_res_s) {
-            run_timeResolved(parameters);
-        } else {
-            run_timeIntegrated(parameters);
-        }
+    try {
+        run(argc, argv);
+    } catch (...) {
+        throw;  // caught once, so that what is shown on the terminal has been removed before
     }
     return 0;
 }

@@ -61,6 +61,13 @@ void prepare_output(const Parameters& parameters, const std::string& path) {
     refuse_harmful_outputs(parameters);
 }
 
+std::uint64_t write_image(const std::string& path, const char* openMode, const Image_Pages& image) {
+    Progress_Count nWritten;
+    const std::uint64_t page_bytes = image.rows * image.columns * sizeof(Counter);
+    const Progress_Line line(writing_progress(image.nPages, page_bytes, nWritten));
+    return write_tiff(path, openMode, image, nWritten);
+}
+
 Image_Axes axes_of(const Parameters& parameters) {
     std::optional<orven::Event_Time> bin_length;
     if (parameters.time_res_s) {
@@ -113,7 +120,7 @@ void write_outputs(const Parameters& parameters, const Image_Pages& image,
                    const Run_Account& account, std::chrono::steady_clock::time_point started) {
     const char* const openMode = tiff_open_mode(parameters.fileFormat);
     prepare_output(parameters, *parameters.outputFile);
-    const std::uint64_t bytes = write_tiff(*parameters.outputFile, openMode, image);
+    const std::uint64_t bytes = write_image(*parameters.outputFile, openMode, image);
     const Image_Axes axes = axes_of(parameters);
     if (parameters.spectraFile) {
         prepare_output(parameters, *parameters.spectraFile);

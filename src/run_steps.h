@@ -4,6 +4,7 @@
 #include "binning/Binning_Events_Base.h"
 #include "output/Image_Writer.h"
 #include "output/Run_Report.h"
+#include "progress/Progress_Line.h"
 #include "reading/add_files.h"
 #include "settings/Parameters.h"
 
@@ -31,6 +32,7 @@ template <Parameters::ExtTrigger_Mode mode>
 void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& binning) {
     using Filter = orven::Photon_Filter;
     const Filter filter = event_filter(parameters);
+    const Progress_Line line(reading_progress(parameters.inputFiles, binning.get_nRead()));
     if (parameters.parallel) {
         binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
     } else {

@@ -52,7 +52,8 @@ TEST(Image_Writer, files_are_what_libtiff_writes_row_by_row) {
             cell = value *= 2654435761U;
         }
         for (const char* mode : {"w4", "w8"}) {
-            write_tiff(ours, mode, pages_of(image));
+            Progress_Count nWritten;
+            write_tiff(ours, mode, pages_of(image), nWritten);
             write_by_rows(theirs, mode, image);
             EXPECT_TRUE(read_file(ours) == read_file(theirs)) << testing::PrintToString(sizes);
         }
@@ -72,7 +73,9 @@ TEST(Image_Writer, size_of_a_file_is_known_beforehand_and_told_afterwards) {
                                {2, 2, 16384}}) {
         const Counting_Image<3> image(sizes);
         for (const bool big : {false, true}) {
-            const std::uint64_t told = write_tiff(path, big ? "w8" : "w4", pages_of(image));
+            Progress_Count nWritten;
+            const std::uint64_t told =
+                write_tiff(path, big ? "w8" : "w4", pages_of(image), nWritten);
             EXPECT_EQ(told, std::filesystem::file_size(path));
             EXPECT_EQ(told, tiff_bytes(pages_of(image), big)) << testing::PrintToString(sizes);
         }

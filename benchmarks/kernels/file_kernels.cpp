@@ -71,7 +71,8 @@ void row_by_row(const std::string& path, const Counting_Image<3>& image) {
 }
 
 void tiff(const std::string& path, const Counting_Image<3>& image) {
-    write_tiff(path, "w4", pages_of(image));
+    Progress_Count nWritten;
+    write_tiff(path, "w4", pages_of(image), nWritten);
 }
 
 void raw(const std::string& path, const Counting_Image<3>& image) {

@@ -4,6 +4,7 @@
 #include "binning/Placement.h"
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
+#include "progress/Progress_Count.h"
 #include "settings/Parameters.h"
 
 #include <atomic>
@@ -44,6 +45,9 @@ public:
     /// What became of the files and events added last.
     [[nodiscard]] const Run_Account& get_account() const noexcept { return account; }
 
+    /// How many events have been read so far.
+    [[nodiscard]] const Progress_Count& get_nRead() const noexcept { return nRead; }
+
 protected:
     explicit Binning_Events_Base(const Parameters& parameters)
         : strict(parameters.strict), keepAccount(parameters.wants_account()) {}
@@ -59,4 +63,5 @@ private:
     bool strict;
     bool keepAccount;
     Run_Account account;
+    Progress_Count nRead;
 };

@@ -156,13 +156,15 @@ std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept {
     return header + image.nPages * (image.rows * row + directory + tables);
 }
 
-std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image) {
+std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image,
+                         Progress_Count& nWritten) {
     const std::size_t page_size = image.rows * image.columns;
     Tiff_File tiff(path, openMode);
     for (std::size_t t = 0; t < image.nPages; ++t) {
         tiff.set_tags(image.columns, image.rows);
         tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns);
         tiff.finish_page();
+        nWritten.add(1);
     }
     return tiff.close();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "counting/Counting_Image.h"
+#include "progress/Progress_Count.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +30,8 @@ struct Image_Pages {
 [[nodiscard]] std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept;
 
 /// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row. Row 0 is the
-/// top row. Returns the number of bytes written.
+/// top row. Returns the number of bytes written; pages are counted as they are written.
 /// Throws: std::runtime_error naming the path if the file cannot be created, or if any write
 /// fails: what is on disk is then not a complete image.
-std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image);
+std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image,
+                         Progress_Count& nWritten);

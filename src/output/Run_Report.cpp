@@ -1,10 +1,9 @@
 #include "output/Run_Report.h"
 
 #include "logging.h"
+#include "output/Json_Writer.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -16,22 +15,6 @@
 #include <stdexcept>
 
 namespace {
-
-/// The text as JSON can hold it: if it is not UTF-8, all beyond ASCII becomes a question mark.
-std::string utf8(std::string text) {
-    using Checking_Writer =
-        rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
-                          rapidjson::CrtAllocator, rapidjson::kWriteValidateEncodingFlag>;
-    constexpr std::size_t longest_sequence = 4;  // the library reads to the end of a broken one
-    const std::string padded = text + std::string(longest_sequence, '\0');
-    rapidjson::StringBuffer ignored;
-    const auto length = static_cast<rapidjson::SizeType>(text.size());
-    if (!Checking_Writer(ignored).String(padded.data(), length)) {
-        std::ranges::replace_if(
-            text, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
-    }
-    return text;
-}
 
 /// Whether the reader of settings files makes just this value of the digits.
 bool reads_as(const std::string& digits, double value) {
@@ -85,62 +68,12 @@ std::string digits_of(double value) {
     return "";
 }
 
-/// Writes one JSON text. A member is a key and a value.
-class Json_Writer {
-public:
-    Json_Writer() { writer.SetIndent(' ', 2); }
-
-    void value(const std::string& text) { writer.String(utf8(text).c_str()); }
-    void value(std::uint64_t number) { writer.Uint64(number); }
-    void value(std::int64_t number) { writer.Int64(number); }
-    void value(double number) { writer.Double(number); }
-
-    template <class Value>
-    void member(const char* key, const Value& content) {
-        writer.Key(key);
-        value(content);
+/// A setting, if it is present: the reader of settings files gets the same value back.
+void write_setting(Json_Writer& json, const char* key, const std::optional<double>& number) {
+    if (number) {
+        json.number_member(key, digits_of(*number));
     }
-    /// A setting, if it is present: the reader of settings files gets the same value back.
-    void setting(const char* key, const std::optional<double>& number) {
-        if (number) {
-            const std::string digits = digits_of(*number);
-            writer.Key(key);
-            writer.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
-        }
-    }
-    void null_member(const char* key) {
-        writer.Key(key);
-        writer.Null();
-    }
-
-    /// Writes an object whose members `fill()` writes; with a key, as a member itself.
-    template <class Fill>
-    void object(const Fill& fill) {
-        writer.StartObject();
-        fill();
-        writer.EndObject();
-    }
-    template <class Fill>
-    void object(const char* key, const Fill& fill) {
-        writer.Key(key);
-        object(fill);
-    }
-
-    /// Writes a list whose values `fill()` writes.
-    template <class Fill>
-    void list(const char* key, const Fill& fill) {
-        writer.Key(key);
-        writer.StartArray();
-        fill();
-        writer.EndArray();
-    }
-
-    [[nodiscard]] std::string text() const { return std::string(buffer.GetString()) + '\n'; }
-
-private:
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{buffer};
-};
+}
 
 std::string mode_name(Parameters::ExtTrigger_Mode mode) {
     switch (mode) {
@@ -183,10 +116,10 @@ void write_settings(Json_Writer& json, const Parameters& parameters) {
     json.member("size_y", parameters.size_y);
     json.member("nPhotons_min", parameters.nPhotons_min);
     json.member("nPhotons_max", parameters.nPhotons_max);
-    json.setting("psd_min", parameters.psd_min);
-    json.setting("psd_max", parameters.psd_max);
+    write_setting(json, "psd_min", parameters.psd_min);
+    write_setting(json, "psd_max", parameters.psd_max);
     json.member("time_extTrigger", mode_name(parameters.extTrigger_mode));
-    json.setting("time_res_s", parameters.time_res_s);
+    write_setting(json, "time_res_s", parameters.time_res_s);
     if (parameters.time_max_binNumber) {
         json.member("time_limit", *parameters.time_max_binNumber);
     }

@@ -74,6 +74,9 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
     const std::span events(piece.get(), std::min(piece_length, range.end - first));
     range.input->file.read_events(first, events);
     account.recorded += events.size();
+    if (job.nRead != nullptr) {
+        job.nRead->add(events.size());
+    }
     return events;
 }
 

@@ -7,6 +7,7 @@
 #include "counting/Cell_Counter.h"
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
+#include "progress/Progress_Count.h"
 #include "reading/Trigger_Walk.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
@@ -24,9 +25,10 @@ struct Counting_Job {
     Parameters::ExtTrigger_Mode mode;
     Placement placement;
     orven::Photon_Filter filter;
-    std::span<Counter> cells;    ///< of the image, in storage order
-    std::size_t firstFrame = 0;  ///< number of the first trigger interval
-    bool keepAccount = false;    ///< whether to look at events that cannot be counted any more
+    std::span<Counter> cells;         ///< of the image, in storage order
+    std::size_t firstFrame = 0;       ///< number of the first trigger interval
+    bool keepAccount = false;         ///< whether to look at events that cannot be counted any more
+    Progress_Count* nRead = nullptr;  ///< where events that have been read are counted, if wanted
 };
 
 /// Takes ranges of events from a queue: reads them piece by piece, filters, places and counts them.

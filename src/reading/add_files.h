@@ -12,7 +12,8 @@ template <Parameters::ExtTrigger_Mode mode>
 template <class Filter, bool concurrent>
 void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
                                                         const Filter& filter) {
-    const Counting_Job job{mode, get_placement(), filter, get_cells(), nTriggers, keepAccount};
+    const Counting_Job job{mode,      get_placement(), filter, get_cells(),
+                           nTriggers, keepAccount,     &nRead};
     // Without one file, the frames of all files after it would have other numbers.
     const bool endsRun = !concurrent || strict || mode == Parameters::frameSync;
     account = count_files(job, files, endsRun ? On_Failure::end_run : On_Failure::log,

@@ -1,47 +1,14 @@
 #include "reading/count_files.h"
 
 #include "system/Available_Cores.h"
+#include "system/run_concurrently.h"
 
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <functional>
-#include <future>
 #include <vector>
 
 namespace {
-
-/// Runs `work(i)` for i from 0 to `n` - 1, each on a thread of its own if there are several. When
-/// one throws, `stop()` is called, and the exception is thrown when all have ended.
-void run_concurrently(std::size_t n, const std::function<void(std::size_t)>& work,
-                      const std::function<void()>& stop) {
-    if (n == 1) {
-        work(0);
-        return;
-    }
-    const auto or_stop = [&stop](const auto& action) {
-        try {
-            action();
-        } catch (...) {
-            stop();
-            throw;
-        }
-    };
-    std::vector<std::future<void>> futures;
-    futures.reserve(n);
-    or_stop([&] {
-        for (std::size_t i = 0; i < n; ++i) {
-            futures.push_back(
-                std::async(std::launch::async, [&, i] { or_stop([&] { work(i); }); }));
-        }
-    });
-    for (std::future<void>& future : futures) {
-        future.wait();
-    }
-    for (std::future<void>& future : futures) {
-        future.get();
-    }
-}
 
 std::size_t count_intervals(const std::vector<File_Account>& files) {
     std::size_t nIntervals = 0;

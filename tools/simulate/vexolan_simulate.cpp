@@ -1,3 +1,4 @@
+#include "Companion.h"
 #include "Recording.h"
 #include "Scene.h"
 #include "settings/Parameters.h"
@@ -9,11 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
-#include <iostream>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -45,27 +43,6 @@ Examples:
   vexolan-simulate -o recording -n 4M --files 4 --triggers
   vexolan -I recording -o image.tif
   vexolan -I recording -E reference -t 0.0005 -T 20 -o sequence.tif)";
-
-/// Help in the order and spelling that GNU programs have.
-class Help_Formatter : public CLI::Formatter {
-public:
-    Help_Formatter() {
-        constexpr std::size_t width = 26;
-        column_width(width);
-    }
-
-    std::string make_help(const CLI::App* app, std::string name,
-                          CLI::AppFormatMode mode) const override {
-        return "Usage: " + name + " [OPTION]...\n" + app->get_description() + "\n" +
-               make_groups(app, mode) + "\n" + make_footer(app);
-    }
-
-    std::string make_option_name(const CLI::Option* option, bool) const override {
-        const bool has_short_name = !option->get_snames().empty();
-        return (has_short_name ? "-" + option->get_snames().front() + ", " : "    ") + "--" +
-               option->get_lnames().front();
-    }
-};
 
 void add_options(CLI::App& app, Options& options) {
     const std::map<std::string, std::uint64_t> suffixes{
@@ -145,15 +122,11 @@ void simulate(const Options& options) {
 int run(int argc, char* argv[]) {
     CLI::App app(description, "vexolan-simulate");
     Options options;
-    app.formatter(std::make_shared<Help_Formatter>());
     app.footer(footer);
-    app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("--version", VEXOLAN_VERSION, "Print the version number and exit");
+    add_standard_options(app, "[OPTION]...");
     add_options(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (const auto status = parse(app, argc, argv)) {
+        return *status;
     }
     simulate(options);
     return EXIT_SUCCESS;
@@ -162,10 +135,5 @@ int run(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        std::cerr << "vexolan-simulate: " << error.what() << '\n';
-        return EXIT_FAILURE;
-    }
+    return run_companion("vexolan-simulate", argc, argv, run);
 }

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "Event.h"
+#include "Histograms.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What is found of recordings: values that can be added up.
+
+/// The smallest and the largest of some values; the smallest is above the largest without any.
+template <class Value>
+struct Extent {
+    Value smallest = std::numeric_limits<Value>::max();
+    Value largest = std::numeric_limits<Value>::lowest();
+
+    void add(Value value) noexcept {
+        smallest = value < smallest ? value : smallest;  // never NaN
+        largest = value > largest ? value : largest;
+    }
+    void add(const Extent& other) noexcept {
+        smallest = std::min(smallest, other.smallest);
+        largest = std::max(largest, other.largest);
+    }
+    [[nodiscard]] bool empty() const noexcept { return largest < smallest; }
+};
+
+/// The times of events or triggers in the order of the file.
+struct Time_Order {
+    Extent<std::int64_t> times;
+    std::int64_t first = 0;
+    std::int64_t last = 0;
+    std::uint64_t nSteps_back = 0;    ///< times that are smaller than the one before
+    std::uint64_t furthest_back = 0;  ///< by how much a time is smaller than one before, at most
+
+    /// From the smallest time to the largest, in ticks.
+    [[nodiscard]] std::uint64_t span() const noexcept {
+        return static_cast<std::uint64_t>(times.largest) -
+               static_cast<std::uint64_t>(times.smallest);
+    }
+
+    /// Adds the times that follow in the file.
+    void append(const Time_Order& next) noexcept;
+
+    /// Adds those of another file: order is a matter of each file.
+    void add(const Time_Order& other) noexcept;
+};
+
+/// Some values of many, by which their median is known: every 2^k-th, at most 2^20.
+class Value_Sample {
+public:
+    void add(std::int64_t value);
+    void add(const Value_Sample& other);
+    [[nodiscard]] bool empty() const noexcept { return values.empty(); }
+    /// There must be values.
+    [[nodiscard]] std::int64_t median() const;
+
+private:
+    static constexpr std::size_t most = std::size_t{1} << 20;
+
+    void thin_out(int next_power);
+
+    std::vector<std::int64_t> values;
+    int power = 0;
+    std::uint64_t nSeen = 0;
+};
+
+/// The trigger pulses of a file, or of all files.
+struct Trigger_Summary {
+    std::uint64_t nPulses = 0;
+    Time_Order order;
+    Extent<std::int64_t> period;  ///< ticks from each pulse to the next; empty with fewer than two
+    std::int64_t median_period = 0;
+    std::uint64_t nMissing = 0;  ///< pulses that the median period lets expect and nobody saw
+};
+
+/// The events of a file, or of all files.
+struct Event_Summary {
+    std::uint64_t nEvents = 0;
+    Extent<std::int32_t> x;  ///< 1/65536 of a detector pixel
+    Extent<std::int32_t> y;
+    Extent<std::uint64_t> nPhotons;
+    Extent<double> psd;      ///< of the values that are numbers
+    std::uint64_t nNaN = 0;  ///< PSD values that are none
+
+    void add(const Event_Summary& other) noexcept;
+};
+
+/// All that is told of a file, or of all files together.
+struct Summary {
+    Event_Summary events;
+    Time_Order order;
+    std::optional<Trigger_Summary> triggers;  ///< empty if none were recorded
+    std::optional<Quantiles> nPhotons;        ///< empty without values
+    std::optional<Quantiles> psd;
+};
+
+/// One file, or why it could not be read.
+struct File_Survey {
+    std::string path;
+    std::optional<std::string> fault;
+    std::int64_t bytes = 0;
+    Summary summary;
+};
+
+/// The events of an image over all time, in pixels as wide as the detector's.
+struct Survey_Image {
+    static constexpr std::size_t size = 256;
+
+    std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(size * size);  ///< row by row
+    std::uint64_t nOutside = 0;
+
+    void add(const Survey_Image& other) noexcept;
+};
+
+/// The events over the time since the trigger before them.
+struct Since_Trigger {
+    static constexpr std::size_t nBins = 500;
+
+    std::int64_t bin_width = 1;  ///< ticks
+    std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);
+    std::uint64_t nBeyond = 0;   ///< later than all bins
+    std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last
+
+    /// The bins of `other` must be as wide.
+    void add(const Since_Trigger& other) noexcept;
+};
+
+/// What is found of all files that can be read.
+struct Survey {
+    std::vector<File_Survey> files;  ///< as they were given
+    Summary total;
+    Binned nPhotons;  ///< without bins where there are no values
+    Binned psd;
+    Survey_Image image;
+    Time_Histogram over_time;
+    std::optional<Since_Trigger> since_trigger;  ///< empty without trigger intervals
+
+    [[nodiscard]] std::size_t nFaulty() const noexcept;
+    [[nodiscard]] std::int64_t bytes() const noexcept;  ///< of the files that can be read
+};

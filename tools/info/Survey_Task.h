@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Event.h"
+#include "Event_File.h"
+#include "Survey.h"
+#include "reading/Trigger_List.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+/// A file that is being read: opened once, its triggers looked at.
+struct Surveyed_File {
+    std::size_t index;  ///< in the list of files
+    orven::Event_File file;
+    std::optional<Trigger_Summary> triggers;
+    Value_Sample periods;
+
+    /// Throws: as `Event_File` and `survey_triggers`.
+    Surveyed_File(std::size_t index_, const std::string& path);
+
+    /// Whether the time since the trigger before can be told.
+    [[nodiscard]] bool has_intervals() const noexcept;
+};
+
+/// Some events of one file.
+struct Survey_Range {
+    std::shared_ptr<const Surveyed_File> file;
+    std::size_t first;
+    std::size_t end;
+    /// How wide the bins of times since triggers are: the same for all ranges; empty as long as no
+    /// file had intervals.
+    std::optional<std::int64_t> since_bin_width;
+};
+
+/// What is found of a range.
+struct Range_Survey {
+    Event_Summary events;
+    Time_Order order;
+    Log_Histogram photon_counts;
+    Log_Histogram psd_counts;
+
+    void clear() noexcept;
+};
+
+/// Reads ranges of events, and looks at each event once. All memory is made at construction.
+/// Threads: one object per task.
+class Survey_Task {
+public:
+    Survey_Task();
+
+    /// Looks at the events of a range.
+    /// Throws: std::invalid_argument "Read Error!".
+    const Range_Survey& survey(const Survey_Range& range);
+
+    /// Adds what was found of all ranges together.
+    void sum_up(Survey& survey) const;
+
+private:
+    void start_walk(const Survey_Range& range);
+    void survey_piece(std::span<const orven::Photon_Event> events);
+    Time_Order take_times(std::span<const orven::Photon_Event> events);
+    void count_since_triggers(std::span<const std::int64_t> ascending);
+
+    std::unique_ptr<orven::Photon_Event[]> piece;
+    std::vector<std::int64_t> times;
+    Range_Survey found;
+    Survey_Image image;
+    Time_Histogram over_time;
+    std::optional<Since_Trigger> since_trigger;
+    std::shared_ptr<const Surveyed_File> walked;  ///< `triggers` are of this file
+    std::optional<Trigger_List> triggers;
+    std::size_t next_trigger = 0;
+};

@@ -1,0 +1,240 @@
+#include "Event.h"
+#include "output/Json_Writer.h"
+#include "reports.h"
+
+#include <cmath>
+#include <span>
+#include <sstream>
+
+namespace {
+
+double seconds(std::int64_t ticks) {
+    return static_cast<double>(ticks) * orven::Event_Time::seconds_per_tick;
+}
+
+double seconds(std::uint64_t ticks) {
+    return static_cast<double>(ticks) * orven::Event_Time::seconds_per_tick;
+}
+
+double pixels(std::int32_t length) {
+    return static_cast<double>(length) / orven::Event_Length::units_per_pixel;
+}
+
+class Report_Writer {
+public:
+    explicit Report_Writer(const Survey& survey_) : survey(survey_) {}
+
+    std::string write(const Suggestions& suggestions) {
+        json.object([&] {
+            json.member("version", VEXOLAN_VERSION);
+            json.list("inputs", [&] {
+                for (const File_Survey& file : survey.files) {
+                    write_file(file);
+                }
+            });
+            json.object("total", [&] { write_total(); });
+            json.list("suggestions", [&] {
+                for (const Suggestion& suggestion : suggestions.list) {
+                    write_suggestion(suggestion);
+                }
+            });
+            json.values("notes", suggestions.notes);
+        });
+        return json.text();
+    }
+
+private:
+    void write_file(const File_Survey& file) {
+        json.object([&] {
+            json.member("path", file.path);
+            if (file.fault) {
+                json.member("error", *file.fault);
+                return;
+            }
+            json.member("bytes", file.bytes);
+            json.object("summary", [&] { write_summary(file.summary, nullptr, nullptr); });
+        });
+    }
+
+    void write_total() {
+        json.member("files", std::uint64_t{survey.files.size()});
+        json.member("faulty", std::uint64_t{survey.nFaulty()});
+        json.member("bytes", survey.bytes());
+        json.object("summary", [&] { write_summary(survey.total, &survey.nPhotons, &survey.psd); });
+        json.object("image", [&] { write_image(); });
+        if (survey.over_time.counts().empty()) {
+            json.null_member("events_over_time");
+        } else {
+            json.object("events_over_time", [&] {
+                const double tick = orven::Event_Time::seconds_per_tick;
+                json.member("start_s", survey.over_time.start() * tick);
+                json.member("bin_s", survey.over_time.bin_width() * tick);
+                json.values("counts", survey.over_time.counts());
+            });
+        }
+        if (!survey.since_trigger) {
+            json.null_member("events_since_trigger");
+        } else {
+            json.object("events_since_trigger", [&] {
+                json.member("bin_s", seconds(survey.since_trigger->bin_width));
+                json.values("counts", survey.since_trigger->counts);
+                json.member("beyond", survey.since_trigger->nBeyond);
+                json.member("without", survey.since_trigger->nWithout);
+            });
+        }
+    }
+
+    void write_image() {
+        constexpr std::size_t size = Survey_Image::size;
+        json.member("columns", std::uint64_t{size});
+        json.member("rows", std::uint64_t{size});
+        json.list("counts", [&] {
+            for (std::size_t row = 0; row < size; ++row) {
+                json.list([&] {
+                    for (std::size_t column = 0; column < size; ++column) {
+                        json.value(survey.image.counts[row * size + column]);
+                    }
+                });
+            }
+        });
+        json.member("outside", survey.image.nOutside);
+    }
+
+    /// The bins, where there are any, go with the quantiles that they are of.
+    void write_summary(const Summary& summary, const Binned* photon_bins, const Binned* psd_bins) {
+        json.member("events", summary.events.nEvents);
+        if (summary.triggers) {
+            json.member("triggers", summary.triggers->nPulses);
+        } else {
+            json.null_member("triggers");
+        }
+        write_time(summary);
+        write_period(summary.triggers);
+        write_position(summary.events);
+        if (!summary.nPhotons) {
+            json.null_member("nPhotons");
+        } else {
+            json.object("nPhotons", [&] {
+                write_extent(summary.events.nPhotons);
+                write_distribution(*summary.nPhotons, photon_bins);
+            });
+        }
+        if (!summary.psd && summary.events.nNaN == 0) {
+            json.null_member("psd");
+        } else {
+            json.object("psd", [&] { write_psd(summary, psd_bins); });
+        }
+    }
+
+    void write_time(const Summary& summary) {
+        const Time_Order& order = summary.order;
+        if (order.times.empty()) {
+            json.null_member("time");
+            return;
+        }
+        json.object("time", [&] {
+            json.member("first_s", seconds(order.times.smallest));
+            json.member("last_s", seconds(order.times.largest));
+            json.member("span_s", seconds(order.span()));
+            json.member("rate_per_s",
+                        static_cast<double>(summary.events.nEvents) / seconds(order.span()));
+            write_order(order);
+        });
+    }
+
+    void write_order(const Time_Order& order) {
+        json.member("ascending", order.nSteps_back == 0);
+        json.member("steps_back", order.nSteps_back);
+        json.member("largest_step_back_s", seconds(order.furthest_back));
+    }
+
+    void write_period(const std::optional<Trigger_Summary>& triggers) {
+        if (!triggers || triggers->period.empty()) {
+            json.null_member("trigger_period");
+            return;
+        }
+        json.object("trigger_period", [&] {
+            json.member("median_s", seconds(triggers->median_period));
+            json.member("smallest_s", seconds(triggers->period.smallest));
+            json.member("largest_s", seconds(triggers->period.largest));
+            json.member("missing", triggers->nMissing);
+            write_order(triggers->order);
+        });
+    }
+
+    void write_position(const Event_Summary& events) {
+        if (events.x.empty()) {
+            json.null_member("position");
+            return;
+        }
+        const auto axis = [&](const char* key, const Extent<std::int32_t>& extent) {
+            json.list(key, [&] {
+                json.value(pixels(extent.smallest));
+                json.value(pixels(extent.largest));
+            });
+        };
+        json.object("position", [&] {
+            axis("x", events.x);
+            axis("y", events.y);
+        });
+    }
+
+    void write_psd(const Summary& summary, const Binned* bins) {
+        if (summary.psd) {
+            write_extent(summary.events.psd);
+        }
+        json.member("nan", summary.events.nNaN);
+        if (summary.psd) {
+            write_distribution(*summary.psd, bins);
+        }
+    }
+
+    template <class Value>
+    void write_extent(const Extent<Value>& extent) {
+        json.member("smallest", extent.smallest);
+        json.member("largest", extent.largest);
+    }
+
+    void write_distribution(const Quantiles& quantiles, const Binned* bins) {
+        json.object("quantiles", [&] {
+            for (std::size_t i = 0; i < quantiles.size(); ++i) {
+                std::ostringstream part;
+                part << quantile_parts.at(i);
+                json.member(part.str().c_str(), quantiles.at(i));
+            }
+        });
+        if (bins != nullptr) {
+            json.object("counts", [&] {
+                json.values("edges", bins->edges);
+                json.values("counts", bins->counts);
+            });
+        }
+    }
+
+    void write_suggestion(const Suggestion& suggestion) {
+        json.object([&] {
+            json.member("mode", suggestion.mode);
+            json.member("what", suggestion.what);
+            json.member("shell", suggestion.shell);
+            if (suggestion.bin_seconds) {
+                json.member("time_bin_s", *suggestion.bin_seconds);
+            } else {
+                json.null_member("time_bin_s");
+            }
+            json.member("pages", suggestion.nPages);
+            json.member("rows", suggestion.size);
+            json.member("columns", suggestion.size);
+            json.member("image_bytes", suggestion.imageBytes);
+            json.member("file_bytes", suggestion.fileBytes);
+        });
+    }
+
+    const Survey& survey;
+    Json_Writer json;
+};
+
+}  // namespace
+
+std::string json_report(const Survey& survey, const Suggestions& suggestions) {
+    return Report_Writer(survey).write(suggestions);
+}

@@ -1,0 +1,61 @@
+#include "survey_files.h"
+
+#include "Survey_Queue.h"
+#include "Survey_Task.h"
+#include "reading/count_files.h"
+#include "system/run_concurrently.h"
+
+#include <exception>
+
+namespace {
+
+void work(Survey_Task& task, Survey_Queue& queue, Progress_Count& nRead) {
+    while (const auto range = queue.take()) {
+        try {
+            queue.add(*range, task.survey(*range));
+            nRead.add(range->end - range->first);
+        } catch (const std::exception& failure) {
+            queue.fail(*range, failure);
+        }
+    }
+}
+
+/// Looks at all files that have no fault. Returns whether that is done: not if another file turns
+/// out to have one when some of its events have been counted.
+bool try_survey(Survey& survey, Progress_Count& nRead) {
+    const std::size_t nTasks = default_task_count();
+    Survey_Queue queue(survey.files);
+    std::vector<Survey_Task> tasks(nTasks);
+    run_concurrently(
+        nTasks, [&](std::size_t i) { work(tasks[i], queue, nRead); }, [&] { queue.stop(); });
+    if (queue.failed_late()) {
+        return false;
+    }
+    queue.sum_up(survey);
+    for (const Survey_Task& task : tasks) {
+        task.sum_up(survey);
+    }
+    return true;
+}
+
+std::vector<File_Survey> without_findings(const std::vector<File_Survey>& files) {
+    std::vector<File_Survey> cleared;
+    for (const File_Survey& file : files) {
+        cleared.push_back({file.path, file.fault, 0, {}});
+    }
+    return cleared;
+}
+
+}  // namespace
+
+Survey survey_files(const std::vector<std::string>& paths, Progress_Count& nRead) {
+    Survey survey;
+    for (const std::string& path : paths) {
+        survey.files.push_back({path, {}, 0, {}});
+    }
+    while (!try_survey(survey, nRead)) {
+        nRead.start_again();
+        survey.files = without_findings(survey.files);
+    }
+    return survey;
+}
