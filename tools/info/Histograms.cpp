@@ -41,19 +41,6 @@ Quantiles quantiles_of(const Binned& binned, bool whole) {
     return quantiles;
 }
 
-std::size_t Log_Histogram::bin_of(double value) noexcept {
-    constexpr int mantissa_bits = std::numeric_limits<double>::digits - 1;
-    constexpr std::int64_t bias = std::numeric_limits<double>::max_exponent - 1;
-    constexpr std::int64_t base = (bias + least_power) << bits;
-    // A double's bits, read as a whole number, are in the order of the values; negative ones of
-    // both kinds are below.
-    const std::int64_t key = (std::bit_cast<std::int64_t>(value) >> (mantissa_bits - bits)) - base;
-    auto bin = static_cast<std::size_t>(key);
-    bin = key < 0 ? below : bin;
-    bin = key >= static_cast<std::int64_t>(nBins) ? beyond : bin;
-    return value != value ? nan_bin : bin;
-}
-
 double Log_Histogram::edge(std::size_t bin) noexcept {
     const auto power = static_cast<int>(bin >> bits) + least_power;
     const auto part = static_cast<double>(bin & ((std::size_t{1} << bits) - 1));
@@ -96,18 +83,18 @@ Binned Log_Histogram::binned(double smallest, double largest) const {
     return binned;
 }
 
-void Time_Histogram::add(std::span<const std::int64_t> times, std::int64_t smallest,
-                         std::int64_t largest) {
-    if (times.empty()) {
+void Time_Histogram::add(std::span<const std::int64_t> ascending) {
+    if (ascending.empty()) {
         return;
     }
-    cover(smallest, largest);
-    if (bin_of(smallest) == bin_of(largest)) {
-        bins[bin_of(smallest)] += times.size();
-        return;
-    }
-    for (const std::int64_t time : times) {
-        ++bins[bin_of(time)];
+    cover(ascending.front(), ascending.back());
+    while (!ascending.empty()) {
+        const std::int64_t position = ascending.front() >> shift;
+        const auto in_bin = [&](std::int64_t time) { return time >> shift == position; };
+        const auto end = std::ranges::partition_point(ascending, in_bin);
+        const auto n = static_cast<std::size_t>(end - ascending.begin());
+        bins[static_cast<std::size_t>(position - first)] += n;
+        ascending = ascending.subspan(n);
     }
 }
 

@@ -3,8 +3,11 @@
 #include "Event.h"
 
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -31,7 +34,7 @@ using Quantiles = std::array<double, quantile_parts.size()>;
 /// in one bin, as is what is at least 2^64.
 class Log_Histogram {
 public:
-    void add(double value) noexcept { ++counts[bin_of(value)]; }
+    void add(double value, std::uint64_t times = 1) noexcept { counts[bin_of(value)] += times; }
 
     Log_Histogram& operator+=(const Log_Histogram& other) noexcept;
     void clear() noexcept { counts.fill(0); }
@@ -52,6 +55,9 @@ private:
     static constexpr std::size_t nan_bin = nBins + 2;
 
     [[nodiscard]] static std::size_t bin_of(double value) noexcept;
+    [[nodiscard]] static std::size_t odd_bin_of(double value) noexcept {
+        return std::isnan(value) ? nan_bin : value < 1 ? below : beyond;
+    }
     [[nodiscard]] static double edge(std::size_t bin) noexcept;
 
     std::array<std::uint64_t, nBins + 3> counts{};
@@ -61,8 +67,7 @@ private:
 /// and so wide that 2048 of them hold all times so far.
 class Time_Histogram {
 public:
-    /// Adds all of `times`, which lie from `smallest` to `largest`.
-    void add(std::span<const std::int64_t> times, std::int64_t smallest, std::int64_t largest);
+    void add(std::span<const std::int64_t> ascending);
 
     Time_Histogram& operator+=(const Time_Histogram& other);
 
@@ -87,3 +92,14 @@ private:
     std::int64_t first = 0;  ///< time of bin 0, in bins
     std::vector<std::uint64_t> bins = std::vector<std::uint64_t>(nBins);
 };
+
+inline std::size_t Log_Histogram::bin_of(double value) noexcept {
+    constexpr int mantissa_bits = std::numeric_limits<double>::digits - 1;
+    constexpr int bias = std::numeric_limits<double>::max_exponent - 1;
+    constexpr std::uint64_t base = std::uint64_t{bias + least_power} << bits;
+    // A positive double's bits, read as a whole number, are in the order of the values. What is
+    // below wraps, and negative ones have their highest bit set: one comparison finds all others.
+    const std::uint64_t key =
+        (std::bit_cast<std::uint64_t>(value) >> (mantissa_bits - bits)) - base;
+    return key < nBins ? key : odd_bin_of(value);
+}

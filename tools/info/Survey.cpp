@@ -93,7 +93,7 @@ void Survey_Image::add(const Survey_Image& other) noexcept {
 }
 
 void Since_Trigger::add(const Since_Trigger& other) noexcept {
-    assert(bin_width == other.bin_width);
+    assert(shift == other.shift);
     add_counts(counts, other.counts);
     nBeyond += other.nBeyond;
     nWithout += other.nWithout;

@@ -120,9 +120,9 @@ struct Survey_Image {
 
 /// The events over the time since the trigger before them.
 struct Since_Trigger {
-    static constexpr std::size_t nBins = 500;
+    static constexpr std::size_t nBins = 1024;
 
-    std::int64_t bin_width = 1;  ///< ticks
+    int shift = 0;  ///< bins are 2^shift ticks wide
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);
     std::uint64_t nBeyond = 0;   ///< later than all bins
     std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last

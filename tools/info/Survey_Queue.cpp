@@ -20,18 +20,37 @@ Binned psd_bins(const Event_Summary& events, const Log_Histogram& counts) {
     return events.psd.empty() ? Binned{} : counts.binned(events.psd.smallest, events.psd.largest);
 }
 
+/// Bins may be wider than what the values in them span.
+template <class Value>
+Quantiles within(Quantiles quantiles, const Extent<Value>& extent) {
+    for (double& quantile : quantiles) {
+        quantile = std::clamp(quantile, static_cast<double>(extent.smallest),
+                              static_cast<double>(extent.largest));
+    }
+    return quantiles;
+}
+
 /// Works out the quantiles, and returns the bins that they are of.
 std::pair<Binned, Binned> describe(Summary& summary, const Log_Histogram& photon_counts,
                                    const Log_Histogram& psd_counts) {
     std::pair bins(photon_bins(summary.events, photon_counts),
                    psd_bins(summary.events, psd_counts));
     if (!bins.first.counts.empty()) {
-        summary.nPhotons = quantiles_of(bins.first, true);
+        summary.nPhotons = within(quantiles_of(bins.first, true), summary.events.nPhotons);
     }
     if (!bins.second.counts.empty()) {
-        summary.psd = quantiles_of(bins.second, false);
+        summary.psd = within(quantiles_of(bins.second, false), summary.events.psd);
     }
     return bins;
+}
+
+/// How wide bins must be, as a power of two of ticks, to hold times up to the period.
+int shift_for(std::int64_t period) {
+    int shift = 0;
+    while (static_cast<std::uint64_t>(period) >> shift >= Since_Trigger::nBins) {
+        ++shift;
+    }
+    return shift;
 }
 
 void add_triggers(Summary& total, const Trigger_Summary& triggers) {
@@ -58,7 +77,7 @@ std::optional<Survey_Range> Survey_Queue::take() {
     const std::size_t nEvents = current->file.index().events.nRecords;
     const std::size_t first = next_event;
     next_event = std::min(first + events_per_range, nEvents);
-    Survey_Range range{current, first, next_event, since_bin_width};
+    Survey_Range range{current, first, next_event, since_shift};
     if (next_event == nEvents) {
         current = nullptr;
     }
@@ -114,9 +133,8 @@ void Survey_Queue::open(std::size_t index) {
     survey.bytes = current->file.size();
     survey.summary.triggers = current->triggers;
     periods.add(current->periods);
-    if (!since_bin_width && current->has_intervals()) {
-        const auto nBins = static_cast<std::int64_t>(Since_Trigger::nBins);
-        since_bin_width = (current->triggers->median_period + nBins - 1) / nBins;
+    if (!since_shift && current->has_intervals()) {
+        since_shift = shift_for(current->triggers->median_period);
     }
     inWork[index] = std::make_unique<In_Work>();
     next_event = 0;

@@ -60,7 +60,7 @@ private:
     std::size_t next_file = 0;
     std::size_t next_event = 0;
     std::vector<std::unique_ptr<In_Work>> inWork;  ///< by file
-    std::optional<std::int64_t> since_bin_width;
+    std::optional<int> since_shift;
     bool failedLate = false;
     Summary total;
     Value_Sample periods;

@@ -1,42 +1,58 @@
 #include "Survey_Task.h"
 
+#include "binning/find_cells.h"
+#include "counting/Cell_Counter.h"
+#include "settings/Parameters.h"
 #include "survey_triggers.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
+#include <utility>
 
 namespace {
 
 /// How many events are read at a time: few enough to stay in a core's cache.
 constexpr std::size_t events_per_piece = 8192;
 
-void count_pixels(std::span<const orven::Photon_Event> events, Survey_Image& image) {
-    constexpr auto size = static_cast<std::uint32_t>(Survey_Image::size);
-    constexpr auto width = static_cast<std::uint32_t>(orven::Event_Length::units_per_pixel);
+/// So many events fit the counters of the image, wherever they lie.
+constexpr std::uint64_t most_uncollected = std::numeric_limits<unsigned int>::max();
+
+Placement image_placement() {
+    std::array<char*, 1> no_arguments{};
+    Parameters parameters(0, no_arguments.data());
+    parameters.size_x = Survey_Image::size;
+    parameters.size_y = Survey_Image::size;
+    return Integrated_Placement(parameters);
+}
+
+/// A loop of its own: nothing is written to memory meanwhile, so all extents stay in registers.
+Event_Summary extents_of(std::span<const orven::Photon_Event> events) {
+    Event_Summary extents;
+    extents.nEvents = events.size();
     for (const orven::Photon_Event& event : events) {
-        const std::uint32_t column = static_cast<std::uint32_t>(event.x.value) / width;
-        const std::uint32_t row = static_cast<std::uint32_t>(event.y.value) / width;
-        if (column < size && row < size) {
-            ++image.counts[row * size + column];
-        } else {
-            ++image.nOutside;
-        }
+        extents.x.add(event.x.value);
+        extents.y.add(event.y.value);
+        extents.psd.add(event.psd.value);
     }
+    return extents;
 }
 
 /// Adds to the counts of an interval from `open` on.
 void count_times(std::span<const std::int64_t> times, std::int64_t open, Since_Trigger& since) {
-    const double reciprocal = 1.0 / static_cast<double>(since.bin_width);
+    std::uint64_t* const counts = since.counts.data();
+    const int shift = since.shift;
+    std::uint64_t nBeyond = 0;
     for (const std::int64_t time : times) {
-        const std::uint64_t relative =
-            static_cast<std::uint64_t>(time) - static_cast<std::uint64_t>(open);
-        const double bin = static_cast<double>(relative) * reciprocal;
-        if (bin < static_cast<double>(Since_Trigger::nBins)) {
-            ++since.counts[static_cast<std::size_t>(bin)];
+        const std::uint64_t bin =
+            (static_cast<std::uint64_t>(time) - static_cast<std::uint64_t>(open)) >> shift;
+        if (bin < Since_Trigger::nBins) {
+            ++counts[bin];
         } else {
-            ++since.nBeyond;
+            ++nBeyond;
         }
     }
+    since.nBeyond += nBeyond;
 }
 
 }  // namespace
@@ -61,12 +77,16 @@ void Range_Survey::clear() noexcept {
 }
 
 Survey_Task::Survey_Task()
-    : piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)) {
+    : placement(image_placement()),
+      any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
+      piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
+      cells(events_per_piece + cell_slack),
+      pixels(Survey_Image::size * Survey_Image::size) {
     times.reserve(events_per_piece);
 }
 
 const Range_Survey& Survey_Task::survey(const Survey_Range& range) {
-    const bool count_since = range.since_bin_width && range.file->has_intervals();
+    const bool count_since = range.since_shift && range.file->has_intervals();
     if (count_since) {
         start_walk(range);
     }
@@ -75,20 +95,19 @@ const Range_Survey& Survey_Task::survey(const Survey_Range& range) {
         const std::span events(piece.get(), std::min(events_per_piece, range.end - i));
         range.file->file.read_events(i, events);
         survey_piece(events);
-        const Time_Order order = take_times(events);
-        found.order.append(order);
-        over_time.add(times, order.times.smallest, order.times.largest);
+        count_pixels(events);
+        found.order.append(take_times(events));
+        over_time.add(times);
         if (count_since) {
-            if (order.nSteps_back > 0) {
-                std::ranges::sort(times);
-            }
             count_since_triggers(times);
         }
     }
+    collect_photon_counts();
     return found;
 }
 
-void Survey_Task::sum_up(Survey& survey) const {
+void Survey_Task::sum_up(Survey& survey) {
+    collect_image();
     survey.image.add(image);
     survey.over_time += over_time;
     if (since_trigger && survey.since_trigger) {
@@ -105,43 +124,61 @@ void Survey_Task::start_walk(const Survey_Range& range) {
     }
     next_trigger = 0;
     if (!since_trigger) {
-        since_trigger.emplace().bin_width = *range.since_bin_width;
+        since_trigger.emplace().shift = *range.since_shift;
     }
 }
 
 void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
-    Event_Summary extents;
-    extents.nEvents = events.size();
+    found.events.add(extents_of(events));
     for (const orven::Photon_Event& event : events) {
-        extents.x.add(event.x.value);
-        extents.y.add(event.y.value);
-        extents.nPhotons.add(event.nPhotons);
-        extents.psd.add(event.psd.value);
-    }
-    for (const orven::Photon_Event& event : events) {
-        found.photon_counts.add(static_cast<double>(event.nPhotons));
+        if (event.nPhotons < few_photons.size()) {
+            ++few_photons[event.nPhotons];
+        } else {
+            found.events.nPhotons.add(event.nPhotons);
+            found.photon_counts.add(static_cast<double>(event.nPhotons));
+        }
         found.psd_counts.add(event.psd.value);
     }
-    found.events.add(extents);
-    count_pixels(events, image);
+}
+
+void Survey_Task::collect_photon_counts() noexcept {
+    for (std::size_t n = 0; n < few_photons.size(); ++n) {
+        if (few_photons[n] > 0) {
+            found.events.nPhotons.add(n);
+            found.photon_counts.add(static_cast<double>(n), std::exchange(few_photons[n], 0));
+        }
+    }
+}
+
+void Survey_Task::count_pixels(std::span<const orven::Photon_Event> events) {
+    if (nUncollected > most_uncollected - events.size()) {
+        collect_image();
+    }
+    const Found inside = find_cells(placement, events, any_event, Interval{}, cells);
+    Cell_Counter(pixels, false).count(std::span(cells).first(inside.nCells));
+    image.nOutside += events.size() - inside.nCells;
+    nUncollected += events.size();
+}
+
+void Survey_Task::collect_image() noexcept {
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        image.counts[i] += pixels[i].exchange(0);
+    }
+    nUncollected = 0;
 }
 
 Time_Order Survey_Task::take_times(std::span<const orven::Photon_Event> events) {
     times.resize(events.size());
     std::ranges::transform(events, times.begin(),
                            [](const orven::Photon_Event& event) { return event.time.value; });
-    Time_Order order{{times.front(), times.front()}, times.front(), times.back(), 0, 0};
+    if (std::ranges::is_sorted(times)) {
+        return {{times.front(), times.back()}, times.front(), times.back(), 0, 0};
+    }
+    Time_Order order;
     for (const std::int64_t time : times) {
-        const std::int64_t before = order.times.largest;
-        order.times.add(time);
-        const std::uint64_t back =
-            before > time ? static_cast<std::uint64_t>(before) - static_cast<std::uint64_t>(time)
-                          : 0;
-        order.furthest_back = std::max(order.furthest_back, back);
+        order.append({{time, time}, time, time, 0, 0});
     }
-    for (std::size_t i = 1; i < times.size(); ++i) {
-        order.nSteps_back += times[i] < times[i - 1] ? 1 : 0;
-    }
+    std::ranges::sort(times);
     return order;
 }
 

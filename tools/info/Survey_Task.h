@@ -2,9 +2,13 @@
 
 #include "Event.h"
 #include "Event_File.h"
+#include "Filters_Events.h"
 #include "Survey.h"
+#include "binning/Placement.h"
+#include "counting/Cell_Counter.h"
 #include "reading/Trigger_List.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -31,9 +35,9 @@ struct Survey_Range {
     std::shared_ptr<const Surveyed_File> file;
     std::size_t first;
     std::size_t end;
-    /// How wide the bins of times since triggers are: the same for all ranges; empty as long as no
-    /// file had intervals.
-    std::optional<std::int64_t> since_bin_width;
+    /// How wide the bins of times since triggers are: 2^n ticks, the same for all ranges; empty as
+    /// long as no file had intervals.
+    std::optional<int> since_shift;
 };
 
 /// What is found of a range.
@@ -57,16 +61,27 @@ public:
     const Range_Survey& survey(const Survey_Range& range);
 
     /// Adds what was found of all ranges together.
-    void sum_up(Survey& survey) const;
+    void sum_up(Survey& survey);
 
 private:
     void start_walk(const Survey_Range& range);
     void survey_piece(std::span<const orven::Photon_Event> events);
+    void count_pixels(std::span<const orven::Photon_Event> events);
+    void collect_image() noexcept;
+    void collect_photon_counts() noexcept;
+    /// Takes the times out of the events, and sorts them.
     Time_Order take_times(std::span<const orven::Photon_Event> events);
     void count_since_triggers(std::span<const std::int64_t> ascending);
 
+    Placement placement;  ///< in the image
+    orven::Photon_Filter any_event;
     std::unique_ptr<orven::Photon_Event[]> piece;
-    std::vector<std::int64_t> times;
+    std::vector<std::size_t> cells;  ///< of the piece
+    Counters pixels;                 ///< of the image, until they are collected
+    std::uint64_t nUncollected = 0;
+    std::array<std::uint64_t, 256>
+        few_photons{};                ///< counts of the range, until they are collected
+    std::vector<std::int64_t> times;  ///< of the piece, ascending
     Range_Survey found;
     Survey_Image image;
     Time_Histogram over_time;

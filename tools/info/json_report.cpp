@@ -76,7 +76,7 @@ private:
             json.null_member("events_since_trigger");
         } else {
             json.object("events_since_trigger", [&] {
-                json.member("bin_s", seconds(survey.since_trigger->bin_width));
+                json.member("bin_s", seconds(std::int64_t{1} << survey.since_trigger->shift));
                 json.values("counts", survey.since_trigger->counts);
                 json.member("beyond", survey.since_trigger->nBeyond);
                 json.member("without", survey.since_trigger->nWithout);

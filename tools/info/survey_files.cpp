@@ -32,7 +32,7 @@ bool try_survey(Survey& survey, Progress_Count& nRead) {
         return false;
     }
     queue.sum_up(survey);
-    for (const Survey_Task& task : tasks) {
+    for (Survey_Task& task : tasks) {
         task.sum_up(survey);
     }
     return true;

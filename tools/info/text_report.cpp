@@ -235,9 +235,11 @@ private:
     std::ostringstream text;
 };
 
-/// The width of histogram rows: 1, 2 or 5 times a power of ten, at most `most` of them.
-double row_width(double span, double most) {
-    const double least = std::max(span / most, std::numeric_limits<double>::min());
+/// The width of histogram rows: 1, 2 or 5 times a power of ten, at most `most` of them from `low`
+/// to `high`.
+double row_width(double low, double high, double most) {
+    const double span = high > low ? high - low : std::max(std::fabs(high), 1.0);
+    const double least = span / most;
     const double power = std::pow(10, std::floor(std::log10(least)));
     for (const double factor : {1.0, 2.0, 5.0}) {
         if (factor * power >= least) {
@@ -258,7 +260,7 @@ void Report::write_histogram(const char* title, const Binned& binned, const Quan
     if (!std::isfinite(low) || !std::isfinite(high)) {
         return;
     }
-    double width = row_width(high - low, most_rows);
+    double width = row_width(low, high, most_rows);
     if (whole) {
         width = std::max(width, 1.0);
     }
@@ -271,7 +273,7 @@ void Report::write_histogram(const char* title, const Binned& binned, const Quan
         const auto count = static_cast<double>(binned.counts[bin]);
         const double middle =
             whole ? binned.edges[bin] : (binned.edges[bin] + binned.edges[bin + 1]) / 2;
-        const double row = std::floor(middle / width) - first;
+        const double row = std::floor(std::clamp(middle, smallest, largest) / width) - first;
         if (row < 0) {
             below += count;
         } else if (row >= static_cast<double>(nRows)) {
@@ -280,7 +282,7 @@ void Report::write_histogram(const char* title, const Binned& binned, const Quan
             rows[static_cast<std::size_t>(row)] += count;
         }
     }
-    const double most = *std::ranges::max_element(rows);
+    const double most = std::max(1.0, *std::ranges::max_element(rows));
     constexpr int bar_length = 50;
     text << title << '\n';
     const auto write_row = [&](const std::string& name, double count, const std::string& bar) {
