@@ -37,8 +37,8 @@ def slow(vexolan, faults):
         vexolan.record(name, [recording.Event()] * 9)
     vexolan.put("b.orvenevent", b"no recording, but long enough for its first header")
 
-    def slow(call, path=""):
-        faults(call, path=path, first=4, last=4, do="sleep 1.5 #")
+    def slow(call, **settings):
+        faults(call, first=4, last=4, do="sleep 1.5 #", cores=1, **settings)
     return slow
 
 
@@ -62,9 +62,10 @@ def test_writing_is_shown_and_removed(vexolan, slow):
 
 def test_log_lines_take_the_place_of_the_line(vexolan, slow):
     slow("read", path="a.orvenevent")
-    received = on_terminal(vexolan, *FILES)
-    *shown, logged = [text for text in received.split(ERASE) if text.startswith("ERROR")] or [""]
-    assert logged.endswith("\n") and not shown
+    before, *shown, logged = on_terminal(vexolan, *FILES).split(ERASE)
+    assert before == "" and shown
+    assert all(text.startswith("reading: ") for text in shown)
+    assert re.fullmatch(r"ERROR: .*left in the file!\n", logged)
 
 
 @pytest.mark.parametrize("call, arguments", [("none", []), ("read", ["--verbose", "1"])])
