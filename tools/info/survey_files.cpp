@@ -40,6 +40,7 @@ bool try_survey(Survey& survey, Progress_Count& nRead) {
 
 std::vector<File_Survey> without_findings(const std::vector<File_Survey>& files) {
     std::vector<File_Survey> cleared;
+    cleared.reserve(files.size());
     for (const File_Survey& file : files) {
         cleared.push_back({file.path, file.fault, 0, {}});
     }
@@ -50,6 +51,7 @@ std::vector<File_Survey> without_findings(const std::vector<File_Survey>& files)
 
 Survey survey_files(const std::vector<std::string>& paths, Progress_Count& nRead) {
     Survey survey;
+    survey.files.reserve(paths.size());
     for (const std::string& path : paths) {
         survey.files.push_back({path, {}, 0, {}});
     }
