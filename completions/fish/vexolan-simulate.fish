@@ -1,0 +1,12 @@
+complete -c vexolan-simulate -f
+complete -c vexolan-simulate -s h -l help -d 'Print the options'
+complete -c vexolan-simulate -l version -d 'Print the version number'
+complete -c vexolan-simulate -s o -l output-folder -xa '(__fish_complete_directories)' -d 'Where to put the files'
+complete -c vexolan-simulate -s s -l scene -xa 'star uniform spot' -d 'What is seen'
+complete -c vexolan-simulate -s n -l events -x -d 'Events in all files together'
+complete -c vexolan-simulate -l files -x -d 'Number of files'
+complete -c vexolan-simulate -l pulses -x -d 'Pulses in each file'
+complete -c vexolan-simulate -l pulse-period -x -d 'Seconds from pulse to pulse'
+complete -c vexolan-simulate -l triggers -d 'Record triggers'
+complete -c vexolan-simulate -l turn -x -d 'Turn the star from pulse to pulse, in degrees'
+complete -c vexolan-simulate -l seed -x -d 'Start of the random numbers'
