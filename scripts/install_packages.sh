@@ -6,10 +6,13 @@ set -euo pipefail
 declare -A packages_of=(
     [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libhwy-dev libcli11-dev"
     [demo]="python3 python3-numpy python3-pil python3-tifffile"
-    [test]="libgtest-dev libtiff-tools python3 python3-numpy python3-pytest python3-tifffile"
+    [test]="libgtest-dev libtiff-tools pkg-config python3 python3-numpy python3-pytest
+        python3-tifffile"
     [check]="clang clang-format clang-tidy"
     [benchmark]="libbenchmark-dev libboost1.81-dev python3 python3-numpy python3-tifffile"
     [fuzz]="clang libclang-rt-14-dev llvm python3"
+    [package]="dpkg-dev go-md2man"
+    [try_package]="lintian mmdebstrap"
 )
 
 is_installed() {
