@@ -23,8 +23,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)  # lintian control-file-h
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME vexolan)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
-# Only vexolan-plot needs these, and it says so itself where matplotlib is missing.
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "python3, python3-matplotlib")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS python3)  # lintian python3-script-but-no-python3-dep
+# For vexolan-plot alone, which says so itself where it is missing.
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS python3-matplotlib)
 set(CPACK_DEBIAN_PROGRAMS_DESCRIPTION "images from recordings of an event-mode camera
 vexolan counts the events of .orvenevent files in TIFF images of 32-bit
 counts: integrated over time, per time bin, per time since a trigger pulse,
