@@ -20,7 +20,7 @@ void run(const Parameters& parameters) {
     using Binning = std::conditional_t<timeResolved, Binning_Events_TimeResolved<extTrigger_mode>,
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
     const auto started = std::chrono::steady_clock::now();
-    check_outputs(parameters);
+    check_settings(parameters);
     Binning binning(parameters);
     const Image_Pages image = pages_of(binning.get_image());
     warn_of_outputs(parameters, image);

@@ -78,7 +78,10 @@ Image_Axes axes_of(const Parameters& parameters) {
 
 }  // namespace
 
-void check_outputs(const Parameters& parameters) {
+void check_settings(const Parameters& parameters) {
+    if (parameters.strict && parameters.firstWarning) {
+        throw std::runtime_error(*parameters.firstWarning);
+    }
     if (parameters.spectraFile &&
         (!parameters.time_res_s || parameters.extTrigger_mode == Parameters::frameSync)) {
         throw std::invalid_argument("spectra need pages that are time bins!");

@@ -17,9 +17,9 @@
 // The steps of a run, in their order.
 
 /// Refuses, before anything is read or written, outputs that would destroy what this run reads or
-/// any recording, and outputs that these settings cannot give.
-/// Throws: std::invalid_argument.
-void check_outputs(const Parameters& parameters);
+/// any recording, outputs that these settings cannot give, and with strict settings inputs that
+/// were ignored. Throws: std::invalid_argument, std::runtime_error.
+void check_settings(const Parameters& parameters);
 
 /// Logs a warning for each reason that is known beforehand why the run cannot end well, so that
 /// nobody waits for it in vain.

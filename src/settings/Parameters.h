@@ -29,11 +29,12 @@ public:
     std::optional<double> psd_max;
     std::string fileFormat = "tiff_w4";
     bool parallel = true;
-    bool strict = false;                     ///< the first failed file and any warning end the run
-    std::optional<std::string> reportFile;   ///< where to write the account of the run
-    std::optional<std::string> spectraFile;  ///< where to write the counts of each page
-    std::vector<std::string> settingsFiles;  ///< settings and list files that have been read
-    std::vector<std::string> arguments;      ///< the command line as given
+    bool strict = false;                      ///< the first failed file and any warning end the run
+    std::optional<std::string> reportFile;    ///< where to write the account of the run
+    std::optional<std::string> spectraFile;   ///< where to write the counts of each page
+    std::vector<std::string> settingsFiles;   ///< settings and list files that have been read
+    std::vector<std::string> arguments;       ///< the command line as given
+    std::optional<std::string> firstWarning;  ///< of the command line
 
     static const option long_options[];
     static constexpr std::string_view extension_eventFiles = ".orvenevent";

@@ -32,8 +32,11 @@ void Parameters::add_inputFiles(const std::string& list) {
         if (item.ends_with(extension_eventFiles)) {
             inputFiles.push_back(std::move(item));
         } else {
-            logging<warning>("Input file must be a " + std::string(extension_eventFiles) +
-                             " file! Ignoring \"" + item + "\"");
+            const std::string message = "Input file must be a " +
+                                        std::string(extension_eventFiles) + " file! Ignoring \"" +
+                                        item + "\"";
+            logging<warning>(message);
+            firstWarning = firstWarning.value_or(message);
         }
         start = end + 1;
     } while (end != std::string::npos);

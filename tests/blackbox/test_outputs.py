@@ -297,6 +297,13 @@ def test_warning_comes_before_input_is_read_and_ends_a_strict_run(vexolan, argum
     assert not vexolan.exists()
 
 
+def test_ignored_input_ends_a_strict_run(vexolan):
+    message = 'Input file must be a .orvenevent file! Ignoring "notes.txt"'
+    assert vexolan("-i", "notes.txt", "-o", "out", "--strict", "true") == aborted(
+        warning(message) + thrown(message, "runtime_error"))
+    assert not vexolan.exists()
+
+
 def test_first_file_in_the_list_that_fails_ends_a_strict_run(vexolan):
     names = [vexolan.record("a", [Event()] * 100_000), vexolan.put("b.orvenevent", "ORVEN"),
              "c.orvenevent"]

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -37,8 +38,9 @@ std::vector<std::string> list_files(const std::vector<std::string>& inputs) {
         }
         std::vector<std::string> found;
         for (const auto& entry : std::filesystem::directory_iterator(input)) {
+            std::error_code unknown;
             if (entry.path().extension() == Parameters::extension_eventFiles &&
-                !entry.is_directory()) {
+                !entry.is_directory(unknown)) {
                 found.push_back(entry.path().string());
             }
         }
@@ -65,10 +67,13 @@ int run(int argc, char* argv[]) {
     bool json = false;
     app.footer(footer);
     add_standard_options(app, "[OPTION]... FILE|FOLDER...");
-    app.add_option("FILE|FOLDER", inputs)->required()->group("");
+    app.add_option("inputs", inputs);
     app.add_flag("--json", json, "Print one JSON object, with an image of 256 x 256\npixels");
     if (const auto status = parse(app, argc, argv)) {
         return *status;
+    }
+    if (inputs.empty()) {
+        throw std::runtime_error("name files or folders to look at; --help tells more");
     }
     const Survey survey = survey_with_progress(list_files(inputs));
     const Suggestions suggestions = suggest(survey, inputs);
