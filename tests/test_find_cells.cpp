@@ -90,7 +90,7 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
     };
     // The last two end at and beyond the times that are divided in doubles.
     for (const Bins bins :
-         {Bins{"1e-6", "3", 640, 1920}, Bins{"1.5625e-9", "5", 1, 5},
+         {Bins{"1e-6", "3", 640, 1920}, Bins{"1e-6", "0", 640, 0}, Bins{"1.5625e-9", "5", 1, 5},
           Bins{"1.09951162777600", "3200", 703'687'441'776, 2'251'799'813'683'200},
           Bins{"7205759403.792794", "3", long_max / 2, long_max - 2}}) {
         const Parameters flat = parameters_from({"-x", "5", "-y", "3"});

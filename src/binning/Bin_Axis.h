@@ -49,11 +49,11 @@ public:
     [[nodiscard]] bool contains(std::size_t bin) const noexcept { return bin < nBins; }
     [[nodiscard]] std::int64_t width() const noexcept { return width_ticks; }
 
-    /// Whether the times of all bins may be divided in doubles, as positions are: they are below
-    /// 2^51 ticks then.
+    /// Whether there are bins, and all their times may be divided in doubles, as positions are:
+    /// they are below 2^51 ticks then.
     [[nodiscard]] bool fits_doubles() const noexcept {
         constexpr std::int64_t limit = std::int64_t{1} << 51U;
-        return nBins <= static_cast<std::size_t>(limit / width_ticks);
+        return nBins > 0 && nBins <= static_cast<std::size_t>(limit / width_ticks);
     }
     /// The first time behind the last bin, if times fit doubles.
     [[nodiscard]] std::int64_t end() const noexcept {
