@@ -5,12 +5,13 @@
 
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <limits>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <functional>
 #include <future>
+#include <limits>
 #include <utility>
 
 namespace {
@@ -68,6 +69,19 @@ TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     EXPECT_EQ(take_from(queue), nothing);
 }
 
+TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_stop) {
+    const Folder folder;
+    const std::string path = record(folder, "a", 2 * range_length);
+    const std::vector paths{path, path, path};
+    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
+    EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
+    queue.finish(0);
+    EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
+    queue.finish(1);
+    while_opening = [&] { queue.stop(); };
+    EXPECT_EQ(take_from(queue), nothing);
+}
+
 TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     const Folder folder;
     const std::string path = record(folder, "a", 1);
@@ -96,8 +110,9 @@ void run_until_asleep(pid_t thread, const std::future<long>& helper) {
 }
 
 /// The file of which a task gets a range that asks for one while another task opens the file.
-long helped_file(const std::vector<std::string>& paths) {
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
+long helped_file(const std::vector<std::string>& paths,
+                 Parameters::ExtTrigger_Mode mode = Parameters::ignore) {
+    Work_Queue queue(paths, mode, On_Failure::log, sharing);
     std::future<long> helper;
     while_opening = [&] {
         std::promise<pid_t> thread;
@@ -119,6 +134,15 @@ TEST(Work_Queue, a_task_waits_for_a_file_that_it_can_help_with) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(helped_file({folder.write("c", "ORVEN")}), -1);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("Read Error!"), std::string::npos);
+}
+
+TEST(Work_Queue, files_that_fail_at_the_same_time_do_not_wait_for_each_other) {
+    const Folder folder;
+    const std::string damaged = folder.write("a", "ORVEN");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(helped_file({damaged, damaged}, Parameters::frameSync), -1);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
 }
 
 TEST(Work_Queue, ranges_hand_on_the_largest_number_so_far_and_files_the_first_frame) {

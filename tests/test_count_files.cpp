@@ -102,6 +102,21 @@ TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
     expect_equal_at_any_number_of_tasks(frames, Frame_Placement(frames));
 }
 
+TEST(count_files, a_file_is_read_no_further_than_intervals_may_reach) {
+    const Folder folder;
+    std::vector<Photon_Event> events;
+    for (long tick = 0; tick < 1000; ++tick) {
+        events.push_back(event(0, 0, tick));
+    }
+    const std::vector files{folder.write("a", recording(events, {{0, 150}}))};
+    const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
+    Counting_Image<2> image({1, 1});
+    const Counting_Job job{Parameters::reference, Integrated_Placement(record),
+                           orven::Photon_Filter({0, 1}, {}), image.get_content()};
+    EXPECT_EQ(count_files(job, files, On_Failure::log, {1, 100}).events.recorded, 200U);
+    EXPECT_EQ(image[0], 150U);
+}
+
 TEST(count_files, each_of_many_tiny_files_is_counted_once) {
     constexpr unsigned nFiles = 20'000;
     const Folder folder;

@@ -62,7 +62,7 @@ void expect_same_cells(const Placement& placement, const orven::Photon_Filter& f
     for (const std::int64_t instructions : hwy::SupportedAndGeneratedTargets()) {
         hwy::SetSupportedTargetsForTest(instructions);
         hwy::GetChosenTarget().DeInit();
-        std::vector<std::size_t> cells(events.size() + cell_slack);
+        std::vector<std::size_t> cells(events.size());
         const Found found = find_cells(placement, events, filter, interval, cells);
         cells.resize(found.nCells);
         EXPECT_EQ(cells, expected) << hwy::TargetName(instructions);

@@ -72,7 +72,7 @@ void find_cells(benchmark::State& state, const Image& (*get_image)(), std::int64
     hwy::SetSupportedTargetsForTest(instructions);
     hwy::GetChosenTarget().DeInit();
     const Image& image = get_image();
-    std::vector<std::size_t> cells(events_per_piece + cell_slack);
+    std::vector<std::size_t> cells(events_per_piece);
     const auto find = [&](std::size_t piece) {
         return find_cells(image.placement, sample_piece(piece), sample_filter(), frame, cells)
             .nCells;

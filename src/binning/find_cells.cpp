@@ -247,9 +247,14 @@ struct Cell_Lanes {
     Whole_Lanes cells;
 };
 
-class Integrated_Lanes {
+/// What a kind of placement does with one event, with as many as a vector has lanes.
+template <class Kind>
+class Placement_Lanes;
+
+template <>
+class Placement_Lanes<Integrated_Placement> {
 public:
-    Integrated_Lanes(const Integrated_Placement& placement, const Interval& /*interval*/)
+    Placement_Lanes(const Integrated_Placement& placement, const Interval& /*interval*/)
         : grid(placement.get_grid()) {}
 
     [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
@@ -261,9 +266,10 @@ private:
     Grid_Lanes grid;
 };
 
-class Time_Bin_Lanes {
+template <>
+class Placement_Lanes<Time_Bin_Placement> {
 public:
-    Time_Bin_Lanes(const Time_Bin_Placement& placement, const Interval& interval)
+    Placement_Lanes(const Time_Bin_Placement& placement, const Interval& interval)
         : grid(placement.get_axes().get_grid()),
           open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
           width(hn::Set(Signed(), placement.get_axes().time_bins().width())),
@@ -289,9 +295,10 @@ private:
     Real_Lanes reciprocal;
 };
 
-class Frame_Lanes {
+template <>
+class Placement_Lanes<Frame_Placement> {
 public:
-    Frame_Lanes(const Frame_Placement& placement, const Interval& interval)
+    Placement_Lanes(const Frame_Placement& placement, const Interval& interval)
         : grid(placement.get_axes().get_grid()),
           open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
           length(hn::Set(Signed(), placement.get_axes().time_bins().width())),
@@ -311,21 +318,6 @@ private:
     Whole_Lanes open;
     Signed_Lanes length;
     Real_Lanes page;
-};
-
-template <class Kind>
-struct Lanes_Of;
-template <>
-struct Lanes_Of<Integrated_Placement> {
-    using Type = Integrated_Lanes;
-};
-template <>
-struct Lanes_Of<Time_Bin_Placement> {
-    using Type = Time_Bin_Lanes;
-};
-template <>
-struct Lanes_Of<Frame_Placement> {
-    using Type = Frame_Lanes;
 };
 
 #if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL
@@ -376,7 +368,7 @@ template <class Kind>
 Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
            const Interval& interval, std::size_t* cells) noexcept {
     const auto [whole, rest] = split(events);
-    const typename Lanes_Of<Kind>::Type kind(placement, interval);
+    const Placement_Lanes<Kind> kind(placement, interval);
     const Filter_Lanes filter_lanes(filter);
     Found found{0, 0};
     for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
@@ -483,7 +475,7 @@ std::size_t accepted(std::span<const orven::Photon_Event> events,
 Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                  const orven::Photon_Filter& filter, const Interval& interval,
                  std::span<std::size_t> cells) {
-    assert(cells.size() >= events.size() + cell_slack);
+    assert(cells.size() >= events.size());
     return std::visit(
         [&](const auto& kind) {
             return find_cells_kernels::find(kind, events, filter, interval, cells.data());

@@ -10,9 +10,6 @@
 
 // What is done with whole pieces of events, by vector instructions where the machine has them.
 
-/// `find_cells` needs room for so many cells more than there are events.
-inline constexpr std::size_t cell_slack = 8;
-
 /// How many of some events pass the filter, and how many of these lie in the image.
 struct Found {
     std::size_t nAccepted;
@@ -21,7 +18,7 @@ struct Found {
 
 /// Finds the cells of the events of one interval that pass the filter and lie in the image, and
 /// writes them to the start of `cells`, in the order of the events.
-/// `cells` must have room for one cell per event and `cell_slack` more.
+/// `cells` must have room for one cell per event.
 Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                  const orven::Photon_Filter& filter, const Interval& interval,
                  std::span<std::size_t> cells);

@@ -13,7 +13,7 @@ Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass
       counter(counter_),
       piece_length(piece_length_),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(piece_length_)),
-      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_ + cell_slack)) {
+      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {
     assert(piece_length > 0);
 }
 
@@ -81,7 +81,7 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
 }
 
 void Counting_Task::find(std::span<const orven::Photon_Event> events, const Interval& interval) {
-    const std::span room(found.get() + nFound, piece_length + cell_slack - nFound);
+    const std::span room(found.get() + nFound, piece_length - nFound);
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
     nFound += now.nCells;
     account.accepted += now.nAccepted;

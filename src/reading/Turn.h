@@ -29,7 +29,6 @@ private:
 /// Threads: each turn belongs to one; turns of one line may belong to different ones.
 class Turn {
 public:
-    Turn() = default;
     Turn(std::shared_ptr<const Hand_Over> before_, std::shared_ptr<Hand_Over> after_) noexcept
         : before(std::move(before_)), after(std::move(after_)) {}
     Turn(Turn&&) = default;

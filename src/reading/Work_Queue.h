@@ -78,6 +78,7 @@ public:
     /// Hands out nothing any more.
     void stop();
 
+    /// Call when no task runs any more.
     /// Throws: the failure of the first file in the list that has one.
     void rethrow_failure() const;
 

@@ -12,7 +12,7 @@
 /// may not open enough files for them.
 [[nodiscard]] std::size_t default_task_count();
 
-/// Counts the events of all files; one task works on the calling thread.
+/// Counts the events of all files; a single task works on the calling thread.
 /// Throws: with `On_Failure::end_run`, what the first file in the list that fails throws;
 /// std::bad_alloc; std::system_error if a thread cannot be started.
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,

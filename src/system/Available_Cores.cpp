@@ -30,7 +30,7 @@ std::size_t cores_in_mask() {
     return 1;
 }
 
-/// The cores for which so much time in each period is enough.
+/// The cores that so much time in each period keeps busy, the last one perhaps in part.
 std::size_t cores_for(std::optional<std::int64_t> time, std::optional<std::int64_t> period) {
     if (!time || !period || *time <= 0 || *period <= 0) {
         return no_limit;

@@ -80,7 +80,7 @@ Survey_Task::Survey_Task()
     : placement(image_placement()),
       any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
-      cells(events_per_piece + cell_slack),
+      cells(events_per_piece),
       pixels(Survey_Image::size * Survey_Image::size) {
     times.reserve(events_per_piece);
 }
