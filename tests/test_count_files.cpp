@@ -1,6 +1,7 @@
 #include "binning/Binning_Events.h"
 #include "reading/count_files.h"
 #include "recordings.h"
+#include "system/Available_Memory.h"
 
 #include <gtest/gtest.h>
 
@@ -88,13 +89,13 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placeme
     }
 }
 
-/// Small images, which tasks count apart, and large ones, which they share.
+/// Small images, which tasks count apart, and such of 34 MB, which they share.
 TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
     for (const char* mode : {"ignore", "reference"}) {
         const Parameters flat = parameters_from({"-E", mode, "-x", "64"});
         expect_equal_at_any_number_of_tasks(flat, Integrated_Placement(flat));
         const Parameters deep =
-            parameters_from({"-E", mode, "-x", "200", "-t", "1e-6", "-T", "50"});
+            parameters_from({"-E", mode, "-x", "256", "-t", "1e-6", "-T", "130"});
         expect_equal_at_any_number_of_tasks(deep, Time_Bin_Placement(deep));
     }
     const Parameters frames =
@@ -139,6 +140,22 @@ TEST(Binning_Events, any_number_of_threads_may_add_single_events) {
     add_all();
     other.join();
     EXPECT_EQ(binning.get_image()[0], 2 * nEvents);
+}
+
+/// Whether the first of several tasks counts apart from the image.
+bool counts_apart(std::size_t nCells, std::size_t nTasks) {
+    Counting_Image<2> image({1, nCells});
+    Private_Counters(image.get_content(), nTasks).counter_of(0).count(std::vector<std::size_t>{0});
+    return image[0] == 0;
+}
+
+TEST(Private_Counters, images_to_32_MiB_are_counted_apart_in_little_of_the_memory) {
+    constexpr std::size_t nMost = (std::size_t{32} << 20) / sizeof(Counter);
+    EXPECT_TRUE(counts_apart(nMost, 2));
+    EXPECT_FALSE(counts_apart(nMost + 1, 2));
+    EXPECT_FALSE(counts_apart(1, 1));
+    const std::size_t nTasks = available_memory() / 16 / (std::size_t{32} << 20);
+    EXPECT_FALSE(counts_apart(nMost, nTasks + 2));
 }
 
 TEST(Private_Counters, counts_wrap_modulo_2_to_32) {

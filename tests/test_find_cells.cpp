@@ -1,3 +1,4 @@
+#include "binning/Image_Geometry.h"
 #include "binning/find_cells.h"
 #include "recordings.h"
 
@@ -8,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <string>
 #include <variant>
 
 namespace {
@@ -85,20 +87,21 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
     struct Bins {
         const char* seconds;
         const char* number;
-        long width;
-        long end;
     };
-    // The last two end at and beyond the times that are divided in doubles.
-    for (const Bins bins :
-         {Bins{"1e-6", "3", 640, 1920}, Bins{"1e-6", "0", 640, 0}, Bins{"1.5625e-9", "5", 1, 5},
-          Bins{"1.09951162777600", "3200", 703'687'441'776, 2'251'799'813'683'200},
-          Bins{"7205759403.792794", "3", long_max / 2, long_max - 2}}) {
+    // 49 * (1.0 / 49) falls short of 1. The last three end at, behind and far behind the times that
+    // are divided in doubles.
+    for (const Bins bins : {Bins{"1e-6", "3"}, Bins{"1e-6", "0"}, Bins{"1.5625e-9", "5"},
+                            Bins{"7.65625e-8", "5"}, Bins{"1099.511627775", "3200"},
+                            Bins{"1099.511627775", "12800"}, Bins{"7205759403.792794", "3"}}) {
+        const long width = time_bin_length(std::stod(bins.seconds)).value;
+        const auto end =
+            static_cast<long>(static_cast<unsigned long>(width) * std::stoul(bins.number));
         const Parameters flat = parameters_from({"-x", "5", "-y", "3"});
         const Parameters deep =
             parameters_from({"-x", "5", "-y", "3", "-t", bins.seconds, "-T", bins.number});
-        const std::vector<Photon_Event> events = odd_events(1003, bins.width, bins.end);
+        const std::vector<Photon_Event> events = odd_events(1003, width, end);
         for (const orven::Photon_Filter& filter : filters) {
-            for (const long open : {0L, bins.width, -1L, long_min, long_max}) {
+            for (const long open : {0L, width, -1L, long_min, long_max}) {
                 const Interval interval{orven::Event_Time(open), 2};
                 expect_same_cells(Integrated_Placement(flat), filter, interval, events);
                 expect_same_cells(Time_Bin_Placement(deep), filter, interval, events);
