@@ -1,9 +1,11 @@
 #include "counting/Counting_Image.h"
 #include "recordings.h"
+#include "system/Available_Cores.h"
 #include "system/Available_Memory.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -89,14 +91,42 @@ const std::vector<System> systems{
      500},
 };
 
+/// Writes files below the folder.
+void put(const Folder& root, const std::map<std::string, std::string>& files) {
+    for (const auto& [name, content] : files) {
+        std::filesystem::create_directories((root.path / name).parent_path());
+        (void)root.write(name, content);
+    }
+}
+
 TEST(Available_Memory, is_the_least_that_machine_and_groups_leave) {
     for (const auto& [what, files, available] : systems) {
         const Folder root;
-        for (const auto& [name, content] : files) {
-            std::filesystem::create_directories((root.path / name).parent_path());
-            (void)root.write(name, content);
-        }
+        put(root, files);
         EXPECT_EQ(available_memory(root.path), available) << what;
+    }
+}
+
+TEST(Available_Cores, are_those_of_the_mask_as_far_as_a_quota_allows) {
+    const std::size_t all = available_cores(Folder().path);
+    struct Quota {
+        const char* time;
+        std::size_t cores;
+    };
+    for (const Quota quota : {Quota{"1", 1}, Quota{"1000", 1}, Quota{"1001", 2}, Quota{"2000", 2},
+                              Quota{"900000000", all}, Quota{"-1", all}, Quota{"max", all}}) {
+        const std::string time = quota.time;
+        const Folder v1;
+        put(v1, {{"proc/self/mountinfo", v1_mounts},
+                 {"proc/self/cgroup", "5:cpu:/a/b\n"},
+                 {"sys/fs/cgroup/cpu/a/cpu.cfs_quota_us", time + "\n"},
+                 {"sys/fs/cgroup/cpu/a/cpu.cfs_period_us", "1000\n"}});
+        EXPECT_EQ(available_cores(v1.path), std::min(all, quota.cores)) << time;
+        const Folder v2;
+        put(v2, {{"proc/self/mountinfo", v2_mount},
+                 {"proc/self/cgroup", "0::/a/b\n"},
+                 {"sys/fs/cgroup/a/cpu.max", time + " 1000\n"}});
+        EXPECT_EQ(available_cores(v2.path), std::min(all, quota.cores)) << time;
     }
 }
 
