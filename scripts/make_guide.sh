@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Runs all that docs/guide.md shows, and puts the pictures that come out of it into docs/pictures.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+"$project/scripts/install_packages.sh" build demo
+cd "$project"
+cmake --preset release
+cmake --build --preset release
+
+folder=$(mktemp -d)
+trap 'rm -r "$folder"' EXIT
+"$python" scripts/run_document.py docs/guide.md --programs build --folder "$folder"
+
+# Few colours make small files, and leave the noise of the counts as it looks.
+"$python" - "$folder" docs/pictures <<'END'
+import pathlib
+import sys
+
+from PIL import Image
+
+folder, pictures = map(pathlib.Path, sys.argv[1:])
+for path in folder.glob("*.png"):
+    picture = Image.open(path).convert("RGB")
+    picture.thumbnail((1100, 1100), Image.Resampling.LANCZOS)
+    picture.quantize(96, Image.Quantize.MAXCOVERAGE).save(pictures / f"guide-{path.name}", optimize=True)
+END
+ls -l docs/pictures
