@@ -15,6 +15,7 @@ cmake --build --preset release
 
 rm -rf demo
 run build/vexolan-simulate -o demo/recording -n 6M --files 4 --triggers
+run build/vexolan-plot -o demo/recording.png demo/recording
 run build/vexolan -I demo/recording -o demo/image.tif
 run build/vexolan -I demo/recording -m 6 -p 0.4 -o demo/signal.tif
 run build/vexolan -I demo/recording -M 5 -P 0.4 -o demo/background.tif
@@ -29,3 +30,4 @@ done
 echo
 echo "The recording, its images (.tif) and pictures of them (.png):"
 find "$project/demo" -type f | sort
+echo "In the pages of the sequence, rows and columns are exchanged against the image."

@@ -1,0 +1,49 @@
+"""What the documentation shows to be typed does what it says."""
+
+import pathlib
+import subprocess
+import sys
+
+import pytest
+import tifffile
+
+import program
+
+PROJECT = pathlib.Path(__file__).parents[2]
+
+
+def run_document(name, folder):
+    done = subprocess.run([sys.executable, PROJECT / "scripts/run_document.py",
+                           PROJECT / "docs" / name, "--folder", folder,
+                           "--programs", pathlib.Path(program.VEXOLAN).parent],
+                          capture_output=True, text=True, timeout=120, check=False)
+    assert done.returncode == 0, done.stderr
+
+
+def test_the_guide_makes_its_pictures(tmp_path):
+    run_document("guide.md", tmp_path)
+    for shown in (PROJECT / "docs/pictures").glob("guide-*.png"):
+        assert (tmp_path / shown.name.removeprefix("guide-")).exists()
+
+
+def test_recipes_lose_no_event(tmp_path):
+    run_document("recipes.md", tmp_path)
+    for pattern in ("images/*.tif", "sum.tif", "pages/*.tif", "part_*.tif"):
+        images = [tifffile.imread(path) for path in tmp_path.glob(pattern)]
+        assert sum(int(image.sum()) for image in images) == 400_000, pattern
+    assert tifffile.imread(tmp_path / "period.tif").sum() == 400_000
+
+
+@pytest.mark.parametrize("text, message", [
+    ("```sh\necho a; echo b\n```\n```text\na\nb\n```\n", ""),
+    ("```sh\necho a; echo b\n```\n```text\nb\na\n```\n", "not printed"),
+    ("```sh\nfalse\n```\n", "status 1"),
+    ("```python\nraise SystemExit(3)\n```\n", "status 3"),
+])
+def test_what_is_no_longer_true_is_noticed(tmp_path, text, message):
+    (tmp_path / "a.md").write_text(text)
+    if message:
+        with pytest.raises(AssertionError, match=message):
+            run_document(tmp_path / "a.md", tmp_path)
+    else:
+        run_document(tmp_path / "a.md", tmp_path)
