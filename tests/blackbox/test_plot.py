@@ -57,9 +57,11 @@ def test_a_picture_depends_on_the_recording_and_on_nothing_else(vexolan):
     (spread(), [0, 30_000, 60_000]),
     (spread() + [recording.Event(time=2**62, photons=2**40, psd=1e300)], None),
     (spread() + [recording.Event(psd=float("inf")), recording.Event(psd=float("nan"))], None),
+    ([recording.Event(psd=float("inf"))], None),
     ([event._replace(psd=float("nan")) for event in spread()], None),
     (spread() + [recording.Event(x=5 * recording.PIXEL)] * 5000, [0, 1]),
-], ids=["empty", "no pulses", "one event", "pulses", "outlier", "infinite", "NaN", "hot pixel"])
+], ids=["empty", "no pulses", "one event", "pulses", "outlier", "infinite", "only infinite",
+        "NaN", "hot pixel"])
 def test_odd_recordings_are_drawn(vexolan, rows, triggers):
     vexolan.record("a", rows, triggers)
     assert plot(vexolan.folder, "-o", "a.png", "a.orvenevent") == (0, "")
@@ -123,6 +125,14 @@ def module():
     specification.loader.exec_module(plot_module)
     plot_module.prepare_matplotlib()
     return plot_module
+
+
+def test_a_hot_pixel_does_not_turn_the_others_black(module):
+    counts = numpy.full((100, 100), 10)
+    assert module.white_level(counts) == (10, False)
+    counts[3, 4] = 1_000_000
+    assert module.white_level(counts) == (10, True)
+    assert module.white_level(numpy.zeros((2, 2), int)) == (1, False)
 
 
 def facts(n_events, triggers):

@@ -242,8 +242,8 @@ class Histogram:
 
     def of_whole_numbers(self, largest):
         """For values that are whole numbers: bins begin half below a number."""
-        edges = numpy.append(numpy.ceil(self.edges[:-1]), largest + 1)
-        return Histogram(edges - 0.5, self.counts).joined(numpy.unique(edges) - 0.5)
+        edges = numpy.append(numpy.ceil(self.edges[:-1]), largest + 1) - 0.5
+        return Histogram(edges, self.counts).joined(numpy.unique(edges))
 
     def of_numbers(self, smallest, largest):
         """Without the bins that go on to infinity, and only where there are values."""
