@@ -89,6 +89,7 @@ def test_damaged_files_are_named_and_left_out(vexolan):
     ("-o odd.png odd.png", '"odd.png" is a recording'),
     ("-o folder.png r.orvenevent", '"folder.png" is no file'),
     ("-o r.orvenevent/a.png r.orvenevent", "r.orvenevent: "),
+    ("-o a.png folder.png", "vexolan-info: there are no .orvenevent files"),
 ])
 def test_refused_outputs_are_explained_and_left_as_they_are(vexolan, arguments, part):
     vexolan.record("r", spread())

@@ -156,6 +156,8 @@ def ask_info(inputs):
     try:
         return json.loads(answer.stdout)
     except ValueError:
+        if answer.returncode == 1:
+            sys.exit(1)  # it has said why
         raise Failure(f"{program} gave no answer (status {answer.returncode})") from None
 
 
