@@ -337,6 +337,7 @@ constexpr std::size_t nMost_lanes = hn::MaxLanes(Whole());
 /// in front. The library's own compression is several times slower: it makes such a table anew for
 /// each vector.
 constexpr auto chosen_first = [] {
+    static_assert(nMost_lanes <= 8);  // whose bits fill one byte
     std::array<std::array<std::uint32_t, 2 * nMost_lanes>, 1U << nMost_lanes> orders{};
     for (std::size_t bits = 0; bits < orders.size(); ++bits) {
         std::size_t n = 0;

@@ -16,8 +16,10 @@
 /// The smallest and the largest of some values; the smallest is above the largest without any.
 template <class Value>
 struct Extent {
-    Value smallest = std::numeric_limits<Value>::max();
-    Value largest = std::numeric_limits<Value>::lowest();
+    using Limits = std::numeric_limits<Value>;
+
+    Value smallest = Limits::has_infinity ? Limits::infinity() : Limits::max();
+    Value largest = Limits::has_infinity ? -Limits::infinity() : Limits::lowest();
 
     void add(Value value) noexcept {
         smallest = value < smallest ? value : smallest;  // never NaN
