@@ -130,6 +130,13 @@ def integrated_works(bench) -> Iterator[Work]:
         bench.rival("reading alone, one core", "read_alone", star, threads=1,
                     goal=Goal("vexolan, one core", "reading alone, one core")),
     ])
+    told = "vexolan, with a report"
+    yield Work("W1 with a report, and told of by `vexolan-info`", amount, "M events", [
+        bench.vexolan(told, star, [*FILTERS, "--report", bench.images / "report.json"],
+                      image="star", image_mib=1, goal=Goal(told, "vexolan", 0.95)),
+        Run("vexolan-info", [bench.build / "vexolan-info", *star],
+            goal=Goal("vexolan-info", "reading alone", 0.4)),
+    ])
     yield Work("W2: the same in one file", amount, "M events", [
         bench.vexolan("vexolan, one file", single, FILTERS, image="single", image_mib=1,
                       goal=Goal("vexolan, one file", "vexolan", 0.9)),
