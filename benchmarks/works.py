@@ -153,8 +153,12 @@ def integrated_works(bench) -> Iterator[Work]:
         bench.vexolan(four, star, ["-E", "reference"], image_mib=1),
     ])
     spread, hot = "vexolan, 64 tasks", "vexolan, 64 tasks, 20 x 20 pixel spot"
+    walked = "vexolan, 64 tasks, `reference`"
     yield Work("W1 with 64 tasks", amount, "M events", [
-        bench.vexolan(spread, star, FILTERS, image="star", image_mib=1, many_tasks=True),
+        bench.vexolan(spread, star, FILTERS, image="star", image_mib=1, many_tasks=True,
+                      goal=Goal(spread, "vexolan", 0.85)),
+        bench.vexolan(walked, star, [*FILTERS, "-E", "reference"], image="star", image_mib=1,
+                      many_tasks=True, goal=Goal(walked, "vexolan, `reference`", 0.85)),
         bench.vexolan(hot, spot, FILTERS, many_tasks=True, goal=Goal(hot, spread, 0.7)),
     ])
 
@@ -202,7 +206,8 @@ def cube_works(bench) -> Iterator[Work]:
     ])
     spread, hot = "vexolan, cube, 64 tasks", "vexolan, cube, 64 tasks, 20 x 20 pixel spot"
     yield Work("the same with 64 tasks", amount, "M events", [
-        bench.vexolan(spread, pulses, reference, many_tasks=True, **tool),
+        bench.vexolan(spread, pulses, reference, many_tasks=True, **tool,
+                      goal=Goal(spread, "vexolan, cube, `reference`", 0.85)),
         bench.vexolan(hot, spot, reference, many_tasks=True, goal=Goal(hot, spread, 0.7)),
     ])
 
@@ -216,6 +221,7 @@ def page_works(bench) -> Iterator[Work]:
     relative = make_relative(several, bench.folder / "relative-pages", ticks * bins)
     arguments = ["-x", str(size), "-t", repr(ticks * TICK), "-T", str(bins), "-E", "reference"]
     one, four = "vexolan, pages, one file", "vexolan, pages, four files"
+    many = "vexolan, pages, 64 tasks"
     private, shared = "hand-written, pages, private counters", "hand-written, pages, atomic counters"
     mib = size * size * bins * 4 / 2**20
 
@@ -228,6 +234,8 @@ def page_works(bench) -> Iterator[Work]:
         hand_written(private, "private", 0.9),
         hand_written(shared, "shared"),
         bench.vexolan(one, single, arguments, image_mib=mib, goal=Goal(one, four, 0.9)),
+        bench.vexolan(many, several, arguments, image="pages", image_mib=mib, many_tasks=True,
+                      goal=Goal(many, four, 0.85)),
     ])
 
 
@@ -270,6 +278,8 @@ def frame_works(bench) -> Iterator[Work]:
     yield Work(f"`frameSync`, {few} frames of 64 x 64", 40 / bench.scale, "M events", [
         bench.vexolan(both, files, small, goal=Goal(both, one, 1.8)),
         bench.vexolan(one, files, [*small, "--parallel", "false"]),
+        bench.vexolan("vexolan, few frames, 64 tasks", files, small, many_tasks=True,
+                      goal=Goal("vexolan, few frames, 64 tasks", both, 0.85)),
     ])
 
 
