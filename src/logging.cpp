@@ -3,12 +3,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
 #include <mutex>
 #include <sstream>
+#include <string_view>
 
 int logLevel = 4;
 
@@ -36,19 +38,31 @@ std::tm local_time_now() {
 }
 
 std::mutex terminal;
-bool status_shown = false;  // needs the mutex
+std::atomic<bool> status_shown = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
-void erase_status_line() {
-    if (status_shown) {
-        std::cerr << "\r\033[K" << std::flush;
-        status_shown = false;
+/// Whether the terminal is this job's. One in the background would write over what is being typed,
+/// and is stopped by some terminals. Of a terminal without jobs nobody knows.
+bool has_terminal() noexcept {
+    const pid_t foreground = tcgetpgrp(STDERR_FILENO);
+    return foreground <= 0 || foreground == getpgrp();
+}
+
+/// Calls nothing that a signal may not.
+void erase_status_line() noexcept {
+    constexpr std::string_view erasure = "\r\033[K";
+    if (status_shown.exchange(false) && has_terminal()) {
+        [[maybe_unused]] const ssize_t n = write(STDERR_FILENO, erasure.data(), erasure.size());
     }
 }
 
-std::size_t terminal_columns() {
+/// How many characters a line may have that leaves room for the cursor, and for ^C before it.
+std::size_t status_columns() {
     constexpr std::size_t usual = 80;
+    constexpr std::size_t left_free = 3;
     winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : usual;
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > left_free;
+    return (known ? size.ws_col : usual) - left_free;
 }
 
 }  // namespace
@@ -68,14 +82,20 @@ void logging(const std::string& message) {
 }
 
 void show_status_line(const std::string& text) {
-    const std::string line = "\r\033[K" + text.substr(0, terminal_columns() - 1);
+    const std::string line = "\r\033[K" + text.substr(0, status_columns());
     const std::lock_guard lock(terminal);
-    std::cerr << line << std::flush;
-    status_shown = true;
+    status_shown = has_terminal();
+    if (status_shown) {
+        std::cerr << line << std::flush;
+    }
 }
 
 void remove_status_line() noexcept {
     const std::lock_guard lock(terminal);
+    erase_status_line();
+}
+
+void remove_status_line_at_signal() noexcept {
     erase_status_line();
 }
 

@@ -18,12 +18,16 @@ template <LogLevel level>
 void logging(const std::string& message);
 
 /// Shows one line on standard error, which must be a terminal, in the place of the one before. It
-/// gives way to each log line. What does not fit the terminal's width is cut off.
+/// gives way to each log line. What does not fit the terminal's width is cut off. A job in the
+/// background shows nothing.
 /// Throws: std::bad_alloc.
 void show_status_line(const std::string& text);
 
 /// Removes the line that is shown, if any.
 void remove_status_line() noexcept;
+
+/// The same for handlers of signals, which must not wait for other threads.
+void remove_status_line_at_signal() noexcept;
 
 extern template void logging<error>(const std::string&);
 extern template void logging<warning>(const std::string&);

@@ -1,8 +1,8 @@
 #include "binning/Binning_Events.h"
 #include "output/Image_Writer.h"
-#include "output/Pending_File.h"
 #include "run_steps.h"
 #include "settings/Parameters.h"
+#include "signals.h"
 
 #include <cassert>
 #include <chrono>
@@ -76,7 +76,8 @@ void run(int argc, char* argv[]) {
 
 /// Exceptions leave main on purpose: the runtime's report of their message is the error message.
 int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
-    prepare_signals();
+    clean_up_at_signals();
+    make_failed_writes_errors();
     try {
         run(argc, argv);
     } catch (...) {

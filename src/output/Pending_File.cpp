@@ -7,7 +7,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <random>
@@ -23,14 +22,6 @@ constexpr const char* own_descriptors = "/proc/self/fd/";
 /// The name of the file to remove when a signal ends the process.
 std::atomic<const char*> unfinished = nullptr;
 static_assert(std::atomic<const char*>::is_always_lock_free);
-
-void remove_unfinished(int signal_number) {
-    if (const char* const name = unfinished.load()) {
-        unlink(name);
-    }
-    // The handler is reset on entry: the signal takes its usual effect when this returns.
-    std::raise(signal_number);
-}
 
 std::string folder_of(const std::string& path) {
     const std::string folder = std::filesystem::path(path).parent_path().string();
@@ -100,9 +91,9 @@ int Pending_File::open(const std::string& path) {
     }
     if (failure == 0 && exists) {
         // The owner can only be kept where the system allows it; the mode can always.
-        if (fchown(opened, existing.st_uid, existing.st_gid) != 0) {
-            static_cast<void>(fchown(opened, static_cast<uid_t>(-1), existing.st_gid));
-        }
+        [[maybe_unused]] const bool keeps_owner =
+            fchown(opened, existing.st_uid, existing.st_gid) == 0 ||
+            fchown(opened, static_cast<uid_t>(-1), existing.st_gid) == 0;
         return fchmod(opened, existing.st_mode & all_mode_bits) == 0 ? 0 : errno;
     }
     return failure;
@@ -179,17 +170,8 @@ int Pending_File::link_name() {
                : errno;
 }
 
-void prepare_signals() {
-    struct sigaction action {};
-    struct sigaction old {};
-    action.sa_handler = remove_unfinished;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int ending : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT}) {
-        if (sigaction(ending, nullptr, &old) == 0 && old.sa_handler == SIG_DFL) {
-            sigaction(ending, &action, nullptr);
-        }
+void remove_unfinished_file() noexcept {
+    if (const char* const name = unfinished.load()) {
+        unlink(name);
     }
-    action.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &action, nullptr);
-    sigaction(SIGXFSZ, &action, nullptr);
 }

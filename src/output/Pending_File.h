@@ -42,7 +42,6 @@ private:
     std::string name;    ///< of the new file until it takes its place; empty without a name
 };
 
-/// Makes signals that end the process remove a file that is still under another name, the abort
-/// of an uncaught exception included. Writes to a closed pipe or beyond a file size limit become
-/// ordinary errors. Signals that are ignored stay so. To be called once, by main.
-void prepare_signals();
+/// Removes the file that is still under another name, if any. For handlers of signals that end the
+/// process.
+void remove_unfinished_file() noexcept;

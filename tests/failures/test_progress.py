@@ -1,8 +1,10 @@
 """The progress line, as a terminal receives it."""
 
 import os
+import pathlib
 import pty
 import re
+import signal
 import subprocess
 
 import pytest
@@ -13,10 +15,11 @@ import recording
 ERASE = "\r\x1b[K"
 
 
-def on_terminal(vexolan, *arguments):
-    """Runs the program with a terminal as standard error. Returns what came there."""
+def on_terminal(vexolan, *arguments, command=(program.VEXOLAN,), ended_at=None):
+    """Runs the program with a terminal as standard error. Returns what came there. When
+    `ended_at` has come, a signal ends the program."""
     ours, theirs = pty.openpty()
-    with subprocess.Popen([program.VEXOLAN, *arguments], cwd=vexolan.folder, stderr=theirs,
+    with subprocess.Popen([*command, *arguments], cwd=vexolan.folder, stdin=theirs, stderr=theirs,
                           stdout=subprocess.DEVNULL) as process:
         os.close(theirs)
         received = b""
@@ -25,7 +28,9 @@ def on_terminal(vexolan, *arguments):
                 received += os.read(ours, 4096)
             except OSError:  # nobody has the terminal open any more
                 break
-        process.wait(timeout=60)
+            if ended_at and ended_at in received:
+                process.terminate()
+        assert process.wait(timeout=60) == -signal.SIGTERM or not ended_at
     os.close(ours)
     return received.decode().replace("\r\n", "\n")
 
@@ -66,6 +71,25 @@ def test_log_lines_take_the_place_of_the_line(vexolan, slow):
     assert before == "" and shown
     assert all(text.startswith("reading: ") for text in shown)
     assert re.fullmatch(r"ERROR: .*left in the file!\n", logged)
+
+
+@pytest.mark.parametrize("name, arguments", [("vexolan", ["-o", "out", "-i"]),
+                                             ("vexolan-info", [])])
+def test_the_line_is_removed_when_a_signal_ends_the_program(vexolan, slow, name, arguments):
+    slow("read", path="a.orvenevent")
+    before, *shown, after = on_terminal(
+        vexolan, *arguments, "a.orvenevent", ended_at=b"reading",
+        command=[pathlib.Path(program.VEXOLAN).with_name(name)]).split(ERASE)
+    assert (before, after) == ("", "") and shown
+
+
+@pytest.mark.parametrize("job, shown", [("", True), ("& wait", False)])
+def test_jobs_in_the_background_show_nothing(vexolan, slow, job, shown):
+    slow("read", path="a.orvenevent")
+    shell = ["setsid", "--ctty", "bash", "-mc", f'LD_PRELOAD=$VEXOLAN_FAULTS "$@" {job}', "bash"]
+    received = on_terminal(vexolan, "-i", "a.orvenevent", "-o", "out",
+                           command=[*shell, program.VEXOLAN])
+    assert ("reading" in received) == shown
 
 
 @pytest.mark.parametrize("call, arguments", [("none", []), ("read", ["--verbose", "1"])])

@@ -1,0 +1,34 @@
+#include "signals.h"
+
+#include "logging.h"
+#include "output/Pending_File.h"
+
+#include <csignal>
+
+namespace {
+
+void clean_up(int signal_number) {
+    remove_unfinished_file();
+    remove_status_line_at_signal();
+    // The handler is reset on entry: the signal takes its usual effect when this returns.
+    std::raise(signal_number);
+}
+
+}  // namespace
+
+void clean_up_at_signals() {
+    struct sigaction action {};
+    struct sigaction old {};
+    action.sa_handler = clean_up;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int ending : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT}) {
+        if (sigaction(ending, nullptr, &old) == 0 && old.sa_handler == SIG_DFL) {
+            sigaction(ending, &action, nullptr);
+        }
+    }
+}
+
+void make_failed_writes_errors() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
