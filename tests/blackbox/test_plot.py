@@ -113,10 +113,26 @@ def test_an_older_picture_is_replaced_and_keeps_its_mode(vexolan):
     assert (vexolan.folder / "a.png").stat().st_mode & 0o777 == 0o640
 
 
-def test_a_missing_library_is_named(vexolan):
-    vexolan.put("without/matplotlib.py", "raise ImportError")
+@pytest.mark.parametrize("failure, message", [
+    ("ModuleNotFoundError", "matplotlib is missing: install python3-matplotlib"),
+    ("ImportError('it is broken')", "matplotlib cannot be used: it is broken"),
+    ("MemoryError", "there is not enough memory"),
+])
+def test_a_library_that_cannot_be_used_is_named(vexolan, failure, message):
+    vexolan.put("without/matplotlib.py", f"raise {failure}")
     assert plot(vexolan.folder, "-o", "a.png", "r", PYTHONPATH="without") == (
-        1, "vexolan-plot: matplotlib is missing: install python3-matplotlib\n")
+        1, f"vexolan-plot: {message}\n")
+
+
+def test_a_picture_that_cannot_be_written_leaves_the_older_one(vexolan):
+    vexolan.record("r", spread())
+    vexolan.put("a.png", "old")
+    done = subprocess.run(["bash", "-c", 'ulimit -f 1; exec "$0" -o a.png r.orvenevent', PLOT],
+                          cwd=vexolan.folder, capture_output=True, text=True, timeout=60,
+                          check=False)
+    assert (done.returncode, done.stderr) == (1, "vexolan-plot: a.png: File too large\n")
+    assert vexolan.bytes("a.png") == b"old"
+    assert len(list(vexolan.folder.iterdir())) == 2
 
 
 @pytest.fixture(scope="module")

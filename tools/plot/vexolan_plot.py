@@ -15,6 +15,7 @@ import logging
 import math
 import os
 import pathlib
+import secrets
 import shutil
 import subprocess
 import sys
@@ -49,7 +50,9 @@ def main():
     except Failure as failure:
         say(failure)
     except OSError as error:
-        say(f"{error.filename}: {error.strerror}")
+        say(f"{error.filename}: {error.strerror}" if error.filename else error)
+    except MemoryError:
+        say("there is not enough memory")
     return 1
 
 
@@ -131,7 +134,7 @@ def existing_files(inputs):
 def write(path, content):
     """The path holds the old file or the whole new one."""
     target = pathlib.Path(os.path.realpath(path))
-    unfinished = target.with_name(f"vexolan-unfinished-{os.getpid()}")
+    unfinished = target.with_name(f"vexolan-unfinished-{secrets.token_hex(8)}")
     signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT, signal.SIGTERM, signal.SIGHUP})
     try:
         with open(unfinished, "xb") as file:
@@ -139,9 +142,9 @@ def write(path, content):
                 os.fchmod(file.fileno(), target.stat().st_mode & 0o777)
             file.write(content)
         unfinished.replace(target)
-    except OSError:
+    except OSError as error:
         unfinished.unlink(missing_ok=True)
-        raise
+        raise Failure(f"{path}: {error.strerror}") from None
     finally:
         signal.pthread_sigmask(signal.SIG_SETMASK, ())
 
@@ -319,8 +322,10 @@ def prepare_matplotlib():
     warnings.simplefilter("ignore")
     try:
         import matplotlib.figure
-    except ImportError:
+    except ModuleNotFoundError:
         raise Failure("matplotlib is missing: install python3-matplotlib") from None
+    except ImportError as error:
+        raise Failure(f"matplotlib cannot be used: {error}") from None
     matplotlib.rcdefaults()
     matplotlib.rcParams.update(STYLE)
 
