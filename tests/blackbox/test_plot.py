@@ -144,6 +144,10 @@ def module():
     return plot_module
 
 
+def test_titles_are_one_line_without_control_characters(module):
+    assert module.title_of(["a\n\x1b[31m\udcff é"]) == "a??[31m? é"
+
+
 def test_a_hot_pixel_does_not_turn_the_others_black(module):
     counts = numpy.full((100, 100), 10)
     assert module.white_level(counts) == (10, False)

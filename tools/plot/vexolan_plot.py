@@ -78,8 +78,8 @@ def say(text):
 
 
 def printable(text):
-    """The text with what is no character, as in names of files, made visible."""
-    return text.encode(errors="replace").decode()
+    """The text with a question mark for all that has no picture, as it may be in names of files."""
+    return "".join(c if c.isprintable() else "?" for c in text)
 
 
 # --- Arguments and files --------------------------------------------------------------------------
