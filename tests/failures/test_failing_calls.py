@@ -2,13 +2,16 @@
 
 import errno
 import itertools
+import json
+import os
 import re
 import signal
+import subprocess
 
 import pytest
 
 from program import aborted, assertion, ended, error, info, what
-from recording import PIXEL, TICK, Event
+from recording import PIXEL, TICK, Event, block, build, container, events, triggers
 
 FOREVER = 10**18
 CALLS = [("open", errno.EMFILE), ("read", errno.EIO), ("write", errno.ENOSPC), ("write", 0),
@@ -153,6 +156,24 @@ def test_link_that_cannot_be_examined_is_left_to_opening_it(vexolan, faults, rea
     (vexolan.folder / "target.orvenevent").unlink()
     assert vexolan(*arguments) == ended(
         out=info(0), err=error('file "data/link.orvenevent" could not be opened!'))
+
+
+@pytest.mark.parametrize("cores", [1, 3])
+def test_file_that_fails_late_counts_nowhere_in_a_survey(vexolan, faults, cores):
+    n = 200_000
+    content = container(build(), triggers(0, 2), block(b"events", events(Event())[16:] * n))
+    names = [vexolan.put(f"{name}.orvenevent", content) for name in "abc"]
+    faults("read", 20, 20, path="b.orvenevent", errno=errno.EIO, cores=cores)
+    done = subprocess.run([os.environ["VEXOLAN_INFO"], "--json", *names], cwd=vexolan.folder,
+                          capture_output=True, text=True, timeout=60, check=False)
+    assert (done.returncode, done.stderr) == (1, "")
+    report = json.loads(done.stdout)
+    assert [file.get("error") for file in report["inputs"]] == [None, "Read Error!", None]
+    total = report["total"]
+    assert (total["summary"]["events"], total["summary"]["triggers"]) == (2 * n, 4)
+    assert total["image"]["counts"][0][0] == 2 * n
+    for course in "events_over_time", "events_since_trigger":
+        assert sum(total[course]["counts"]) == 2 * n
 
 
 @pytest.mark.parametrize("cores", [0, 1, 300])

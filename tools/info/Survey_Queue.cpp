@@ -97,12 +97,12 @@ void Survey_Queue::add(const Survey_Range& range, const Range_Survey& found) {
 }
 
 void Survey_Queue::fail(const Survey_Range& range, const std::exception& failure) {
-    {
-        const std::lock_guard lock(mutex);
-        files[range.file->index].fault = failure.what();
-        failedLate = true;
+    const std::lock_guard lock(mutex);
+    files[range.file->index].fault = failure.what();
+    failedLate = true;
+    if (current == range.file) {
+        current = nullptr;
     }
-    stop();
 }
 
 void Survey_Queue::stop() {

@@ -28,7 +28,8 @@ public:
     /// Adds what was found of a range.
     void add(const Survey_Range& range, const Range_Survey& found);
 
-    /// Tells that a range could not be read: nothing more is handed out.
+    /// Tells that a range could not be read: nothing more of its file is handed out. The other
+    /// files go on, so that one more look is enough, however many fail.
     void fail(const Survey_Range& range, const std::exception& failure);
 
     /// Hands out nothing any more.
