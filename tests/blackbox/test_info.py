@@ -139,6 +139,13 @@ def test_little_is_told_of_little(tmp_path, rows, triggers):
     assert info(tmp_path).returncode == 0
 
 
+def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
+    periods = numpy.tile([2, 1, 1, 1], 600_000)
+    write(tmp_path / "a.orvenevent", numpy.zeros(1, EVENT), numpy.cumsum(periods))
+    period = told(tmp_path)["total"]["summary"]["trigger_period"]
+    assert (period["median_s"], period["missing"]) == (TICK, 599_999)
+
+
 def test_faulty_files_are_told_of_and_count_nowhere(tmp_path):
     sound = recording.recording([Event(x=PIXEL)] * 3)
     (tmp_path / "a.orvenevent").write_bytes(sound)

@@ -2,8 +2,18 @@
 
 #include <cassert>
 #include <functional>
+#include <limits>
 
 namespace {
+
+/// Whether the value with this number is one of those kept, one in 2^power. The multiples of the
+/// golden section are spread evenly over all residues: pulses often have a pattern, and every
+/// 2^power-th value could always be the same part of it.
+bool is_kept(std::uint64_t number, int power) noexcept {
+    constexpr std::uint64_t golden_section = 0x9e37'79b9'7f4a'7c15;
+    return power == 0 ||
+           number * golden_section >> (std::numeric_limits<std::uint64_t>::digits - power) == 0;
+}
 
 /// By how much `later` is smaller than the largest of `before`; 0 if it is not.
 std::uint64_t distance_back(const Time_Order& before, std::int64_t later) noexcept {
@@ -40,7 +50,7 @@ void Time_Order::add(const Time_Order& other) noexcept {
 }
 
 void Value_Sample::add(std::int64_t value) {
-    if (nSeen++ % (std::uint64_t{1} << power) == 0) {
+    if (is_kept(nSeen++, power)) {
         if (values.size() == most) {
             thin_out(power + 1);
         }
@@ -69,10 +79,11 @@ std::int64_t Value_Sample::median() const {
 }
 
 void Value_Sample::thin_out(int next_power) {
-    const std::size_t step = std::size_t{1} << (next_power - power);
     std::size_t nKept = 0;
-    for (std::size_t i = 0; i < values.size(); i += step) {
-        values[nKept++] = values[i];
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (is_kept(i, next_power - power)) {
+            values[nKept++] = values[i];
+        }
     }
     values.resize(nKept);
     power = next_power;

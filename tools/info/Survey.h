@@ -53,7 +53,7 @@ struct Time_Order {
     void add(const Time_Order& other) noexcept;
 };
 
-/// Some values of many, by which their median is known: every 2^k-th, at most 2^20.
+/// Some values of many, by which their median is known: one in 2^k, at most 2^20.
 class Value_Sample {
 public:
     void add(std::int64_t value);

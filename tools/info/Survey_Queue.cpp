@@ -124,15 +124,16 @@ void Survey_Queue::open(std::size_t index) {
     if (survey.fault) {
         return;
     }
+    Value_Sample periods_of_file;
     try {
-        current = std::make_shared<const Surveyed_File>(index, survey.path);
+        current = std::make_shared<const Surveyed_File>(index, survey.path, periods_of_file);
     } catch (const std::exception& failure) {
         survey.fault = failure.what();
         return;
     }
     survey.bytes = current->file.size();
     survey.summary.triggers = current->triggers;
-    periods.add(current->periods);
+    periods.add(periods_of_file);
     if (!since_shift && current->has_intervals()) {
         since_shift = shift_for(current->triggers->median_period);
     }

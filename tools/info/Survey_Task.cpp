@@ -57,7 +57,7 @@ void count_times(std::span<const std::int64_t> times, std::int64_t open, Since_T
 
 }  // namespace
 
-Surveyed_File::Surveyed_File(std::size_t index_, const std::string& path)
+Surveyed_File::Surveyed_File(std::size_t index_, const std::string& path, Value_Sample& periods)
     : index(index_), file(path) {
     if (file.index().extTriggers) {
         triggers = survey_triggers(file, periods);

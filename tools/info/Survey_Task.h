@@ -21,10 +21,10 @@ struct Surveyed_File {
     std::size_t index;  ///< in the list of files
     orven::Event_File file;
     std::optional<Trigger_Summary> triggers;
-    Value_Sample periods;
 
+    /// `periods` gets the ticks from each trigger to the next.
     /// Throws: as `Event_File` and `survey_triggers`.
-    Surveyed_File(std::size_t index_, const std::string& path);
+    Surveyed_File(std::size_t index_, const std::string& path, Value_Sample& periods);
 
     /// Whether the time since the trigger before can be told.
     [[nodiscard]] bool has_intervals() const noexcept;

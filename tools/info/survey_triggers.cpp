@@ -8,31 +8,26 @@
 
 namespace {
 
-/// Calls `visit(trigger)` for each trigger of the file.
+/// Calls `visit(trigger, before)` for each trigger of the file; the first has none before it.
 template <class Visit>
 void for_each_trigger(const orven::Event_File& file, const Visit& visit) {
     std::array<orven::Event_Time, triggers_per_window> window;
     const std::size_t nTriggers = file.index().extTriggers->nRecords;
+    std::optional<std::int64_t> before;
     for (std::size_t i = 0; i < nTriggers; i += window.size()) {
         const auto triggers = std::span(window).first(std::min(window.size(), nTriggers - i));
         file.read_extTriggers(i, triggers);
         for (const orven::Event_Time trigger : triggers) {
-            visit(trigger.value);
+            visit(trigger.value, before);
+            before = trigger.value;
         }
     }
 }
 
-/// Calls `visit(period)` for the ticks from each trigger to the next; wraps beyond 64 bits.
-template <class Visit>
-void for_each_period(const orven::Event_File& file, const Visit& visit) {
-    std::optional<std::int64_t> last;
-    for_each_trigger(file, [&](std::int64_t trigger) {
-        if (last) {
-            visit(static_cast<std::int64_t>(static_cast<std::uint64_t>(trigger) -
-                                            static_cast<std::uint64_t>(*last)));
-        }
-        last = trigger;
-    });
+/// The ticks from one trigger to the next; wraps beyond 64 bits.
+std::int64_t period_between(std::int64_t before, std::int64_t trigger) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(trigger) -
+                                     static_cast<std::uint64_t>(before));
 }
 
 /// How many pulses are missing between two that are so far apart.
@@ -46,12 +41,13 @@ std::uint64_t missing_in(std::int64_t period, double median) {
 Trigger_Summary survey_triggers(const orven::Event_File& file, Value_Sample& periods) {
     Trigger_Summary summary;
     summary.nPulses = file.index().extTriggers->nRecords;
-    for_each_trigger(file, [&](std::int64_t trigger) {
+    for_each_trigger(file, [&](std::int64_t trigger, std::optional<std::int64_t> before) {
         summary.order.append({{trigger, trigger}, trigger, trigger, 0, 0});
-    });
-    for_each_period(file, [&](std::int64_t period) {
-        summary.period.add(period);
-        periods.add(period);
+        if (before) {
+            const std::int64_t period = period_between(*before, trigger);
+            summary.period.add(period);
+            periods.add(period);
+        }
     });
     if (summary.period.empty()) {
         return summary;
@@ -59,8 +55,9 @@ Trigger_Summary survey_triggers(const orven::Event_File& file, Value_Sample& per
     summary.median_period = periods.median();
     if (summary.median_period > 0) {
         const auto median = static_cast<double>(summary.median_period);
-        for_each_period(
-            file, [&](std::int64_t period) { summary.nMissing += missing_in(period, median); });
+        for_each_trigger(file, [&](std::int64_t trigger, std::optional<std::int64_t> before) {
+            summary.nMissing += before ? missing_in(period_between(*before, trigger), median) : 0;
+        });
     }
     return summary;
 }
