@@ -139,6 +139,46 @@ def test_little_is_told_of_little(tmp_path, rows, triggers):
     assert info(tmp_path).returncode == 0
 
 
+def report_of(tmp_path, triggers=None, **columns):
+    """The text about a file with 100 events that are alike but in these columns."""
+    events = numpy.zeros(100, EVENT)
+    events["photons"] = 1
+    for column, values in columns.items():
+        events[column] = values
+    write(tmp_path / "a.orvenevent", events, triggers)
+    return info("a.orvenevent", folder=tmp_path).stdout
+
+
+HUNDRED = numpy.arange(100)
+SECOND = round(1 / TICK)
+
+
+@pytest.mark.parametrize("columns, lines", [
+    ({"time": 400 * SECOND * HUNDRED},
+     ["time      0 s to 39,600 s, 39,600 s long, 0.00253 events/s"]),
+    ({"time": 131_072 * SECOND + SECOND // 100 * HUNDRED},
+     ["time      131,072 s to 131,073 s, 990 ms long, 101 events/s"]),
+    ({"time": numpy.where(HUNDRED == 99, SECOND // 10 + 25_600, HUNDRED)},
+     ["time      0 s to 100 ms, 100 ms long, 1 kevents/s"]),
+    ({"time": numpy.where(HUNDRED == 9, 2, HUNDRED)},
+     ["events    100 in 3.26 kB, NOT in order of time: 1 step back, by up to 9.375 ns"]),
+    ({"photons": 1 + 150 * HUNDRED},
+     ["photons   1 to 14,851, median 7,360, nine of ten from 608 to 14,208"]),
+    ({"psd": numpy.where(HUNDRED < 10, -numpy.inf, 0.5)},
+     ["PSD       -inf to 0.5, median 0.5, nine of ten from -inf to 0.5"]),
+    ({"psd": numpy.where(HUNDRED < 10, 1.7e308, -1.7e308)}, []),
+    # Of so many photons, counts are kept of 8 numbers together, and rows are finer.
+    ({"photons": 980 + HUNDRED % 40},
+     [f"{row:10}{6:16} {50 * '#'}" for row in range(980, 1000, 2)] +
+     [f"{row:10,}{4:16} {33 * '#'}" for row in range(1000, 1020, 2)]),
+])
+def test_odd_values_are_told_readably(tmp_path, columns, lines):
+    report = report_of(tmp_path, **columns)
+    for line in lines:
+        assert f"  {line}\n" in report
+    assert not any(odd in report for odd in ("nan", "e+0"))
+
+
 def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
     periods = numpy.tile([2, 1, 1, 1], 600_000)
     write(tmp_path / "a.orvenevent", numpy.zeros(1, EVENT), numpy.cumsum(periods))

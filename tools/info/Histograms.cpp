@@ -35,7 +35,7 @@ Quantiles quantiles_of(const Binned& binned, bool whole) {
         const double low = binned.edges[bin];
         const double width = binned.edges[bin + 1] - low;
         const double part = (rank - before) / static_cast<double>(binned.counts[bin]);
-        const double value = whole && width <= 1 ? low : low + part * width;
+        const double value = std::isinf(low) || (whole && width <= 1) ? low : low + part * width;
         quantiles.at(i) = whole ? std::floor(value) : value;
     }
     return quantiles;

@@ -39,8 +39,8 @@ public:
     Log_Histogram& operator+=(const Log_Histogram& other) noexcept;
     void clear() noexcept { counts.fill(0); }
 
-    /// The bins from the first to the last that holds anything; the outer edges are the smallest
-    /// and the largest value, which must be those of all values but NaN.
+    /// The bins from the first to the last that holds anything. The one below all others begins at
+    /// the smallest value, the one beyond them ends at the largest; NaN is in none.
     [[nodiscard]] Binned binned(double smallest, double largest) const;
 
     [[nodiscard]] std::uint64_t nNaN() const noexcept { return counts[nan_bin]; }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <iomanip>
 #include <ios>
+#include <numeric>
 #include <sstream>
 
 namespace {
@@ -24,8 +25,14 @@ std::string grouped(std::uint64_t number) {
     return text;
 }
 
-/// So many significant digits, without an exponent where that is readable.
+/// So many significant digits, or all of a large whole number; without an exponent where that is
+/// readable.
 std::string digits(double number, int significant = 4) {
+    constexpr double readable = 1e15;
+    const double size = std::round(std::fabs(number));
+    if (size >= std::max(1000.0, std::pow(10, significant - 1)) && size < readable) {
+        return std::string(number < 0 ? 1 : 0, '-') + grouped(static_cast<std::uint64_t>(size));
+    }
     std::ostringstream text;
     text << std::setprecision(significant) << number;
     return text.str();
@@ -39,7 +46,7 @@ struct Prefix {
 /// A number with the prefix of its unit that leaves one to three digits before the point.
 template <std::size_t n>
 std::string with_prefix(double number, const std::array<Prefix, n>& prefixes, int significant) {
-    constexpr double rounded_up = 0.99995;
+    const double rounded_up = 1 - std::pow(10, -significant) / 2;
     const Prefix* fits = &prefixes.back();
     for (const Prefix& prefix : prefixes) {
         if (std::fabs(number) >= prefix.factor * rounded_up) {
@@ -56,8 +63,8 @@ std::string time_text(double seconds, int significant = 4) {
 }
 
 std::string amount_text(double amount, const std::string& unit) {
-    constexpr std::array<Prefix, 5> prefixes{
-        {{1e12, "T"}, {1e9, "G"}, {1e6, "M"}, {1e3, "k"}, {1, ""}}};
+    constexpr std::array<Prefix, 6> prefixes{
+        {{1e15, "P"}, {1e12, "T"}, {1e9, "G"}, {1e6, "M"}, {1e3, "k"}, {1, ""}}};
     return with_prefix(amount, prefixes, 3) + unit;
 }
 
@@ -73,7 +80,8 @@ std::string order_text(const Time_Order& order) {
     if (order.nSteps_back == 0) {
         return "in order of time";
     }
-    return "NOT in order of time: " + grouped(order.nSteps_back) + " steps back, by up to " +
+    return "NOT in order of time: " + grouped(order.nSteps_back) +
+           (order.nSteps_back == 1 ? " step" : " steps") + " back, by up to " +
            time_text(seconds(static_cast<double>(order.furthest_back)));
 }
 
@@ -145,7 +153,8 @@ private:
         std::string time = time_text(seconds(static_cast<double>(order.times.smallest))) + " to " +
                            time_text(seconds(static_cast<double>(order.times.largest)));
         if (span > 0) {
-            time += ", " + amount_text(static_cast<double>(events.nEvents) / span, "events/s");
+            time += ", " + time_text(span) + " long, " +
+                    amount_text(static_cast<double>(events.nEvents) / span, "events/s");
         }
         write_line("time", time);
         write_line("position",
@@ -235,6 +244,27 @@ private:
     std::ostringstream text;
 };
 
+/// The same bins, without the parts of the outer ones in which there is no value.
+Binned trimmed(Binned binned, double smallest, double largest, bool whole) {
+    binned.edges.front() = smallest;
+    binned.edges.back() = whole ? largest + 1 : largest;
+    return binned;
+}
+
+/// How many values are less than `limit`, as far as is known: they are spread evenly over their
+/// bin.
+double count_below(const Binned& binned, double limit) {
+    double sum = 0;
+    for (std::size_t bin = 0; bin < binned.counts.size(); ++bin) {
+        const double low = binned.edges[bin];
+        const double width = binned.edges[bin + 1] - low;
+        const bool has_parts = width > 0 && std::isfinite(width);
+        const double part = has_parts ? (limit - low) / width : limit > low ? 1 : 0;
+        sum += std::clamp(part, 0.0, 1.0) * static_cast<double>(binned.counts[bin]);
+    }
+    return sum;
+}
+
 /// The width of histogram rows: 1, 2 or 5 times a power of ten, at most `most` of them from `low`
 /// to `high`.
 double row_width(double low, double high, double most) {
@@ -257,7 +287,7 @@ void Report::write_histogram(const char* title, const Binned& binned, const Quan
     const double spread = margin * (quantiles.back() - quantiles.front());
     const double low = std::max(smallest, quantiles.front() - spread);
     const double high = std::min(largest, quantiles.back() + spread);
-    if (!std::isfinite(low) || !std::isfinite(high)) {
+    if (!std::isfinite(high - low)) {
         return;
     }
     double width = row_width(low, high, most_rows);
@@ -266,38 +296,33 @@ void Report::write_histogram(const char* title, const Binned& binned, const Quan
     }
     const double first = std::floor(low / width);
     const auto nRows = static_cast<std::size_t>(std::floor(high / width) - first) + 1;
+    const auto start_of = [&](std::size_t row) {
+        return (first + static_cast<double>(row)) * width;
+    };
+    const Binned bins = trimmed(binned, smallest, largest, whole);
+    const double below = count_below(bins, start_of(0));
+    const double above = std::accumulate(bins.counts.begin(), bins.counts.end(), 0.0) -
+                         count_below(bins, start_of(nRows));
     std::vector<double> rows(nRows);
-    double below = 0;
-    double above = 0;
-    for (std::size_t bin = 0; bin < binned.counts.size(); ++bin) {
-        const auto count = static_cast<double>(binned.counts[bin]);
-        const double middle =
-            whole ? binned.edges[bin] : (binned.edges[bin] + binned.edges[bin + 1]) / 2;
-        const double row = std::floor(std::clamp(middle, smallest, largest) / width) - first;
-        if (row < 0) {
-            below += count;
-        } else if (row >= static_cast<double>(nRows)) {
-            above += count;
-        } else {
-            rows[static_cast<std::size_t>(row)] += count;
-        }
+    for (std::size_t row = 0; row < nRows; ++row) {
+        rows[row] = count_below(bins, start_of(row + 1)) - count_below(bins, start_of(row));
     }
     const double most = std::max(1.0, *std::ranges::max_element(rows));
     constexpr int bar_length = 50;
+    constexpr double least = 0.5;  // would be rounded to none
     text << title << '\n';
     const auto write_row = [&](const std::string& name, double count, const std::string& bar) {
         text << "  " << std::right << std::setw(10) << name << std::setw(16)
-             << grouped(static_cast<std::uint64_t>(count)) << ' ' << bar << '\n';
+             << grouped(static_cast<std::uint64_t>(std::round(count))) << ' ' << bar << '\n';
     };
-    if (below > 0) {
+    if (below >= least) {
         write_row("below", below, "");
     }
     for (std::size_t row = 0; row < nRows; ++row) {
         const auto length = static_cast<std::size_t>(std::round(bar_length * rows[row] / most));
-        write_row(digits((first + static_cast<double>(row)) * width), rows[row],
-                  std::string(length, '#'));
+        write_row(digits(start_of(row)), rows[row], std::string(length, '#'));
     }
-    if (above > 0) {
+    if (above >= least) {
         write_row("above", above, "");
     }
     text << '\n';
