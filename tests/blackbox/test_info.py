@@ -179,6 +179,34 @@ def test_odd_values_are_told_readably(tmp_path, columns, lines):
     assert not any(odd in report for odd in ("nan", "e+0"))
 
 
+COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
+
+
+@pytest.mark.parametrize("triggers, times, options, notes", [
+    ([0, 64_000, 128_000], 1000 * HUNDRED,
+     ["", "-t 2e-06 -T 78", "-E reference -t 1e-06 -T 100", "-E frameSync -t 0.0001 -T 2"], []),
+    ([0, 64_001], 1000 * HUNDRED,
+     ["", "-t 2e-06 -T 78", "-E reference -t 2e-06 -T 51", "-E frameSync -t 0.000100002 -T 1"], []),
+    ([0, 2**63 - 1], HUNDRED[::-1],
+     ["", "-t 2e-09 -T 100", "-E reference -t 100000000 -T 73",
+      "-E frameSync -t 7205759403.792793 -T 1"],
+     [INTERVALS + "an event that comes late counts in the interval that the events before it have "
+      "reached."]),
+    ([5, 3, 6], HUNDRED - 100, [""],
+     [COURSE + "time bins begin at zero; events long before that are in none.",
+      INTERVALS + "the triggers are not in order of time."]),
+    ([5, 5, 5], SECOND + HUNDRED, [""],
+     [COURSE + "time bins begin at zero; the events come so late that the course of the "
+      "measurement would need 640000100 pages.", INTERVALS + "the triggers have no period."]),
+])
+def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
+    suggested = report_of(tmp_path, triggers, time=times).split("Suggestions\n")[1].splitlines()
+    commands = [line.split(" -i a.orvenevent", 1)[1] for line in suggested if " vexolan " in line]
+    assert [command.split(" -o ")[0].removesuffix(" -x 256").strip()
+            for command in commands] == options
+    assert suggested[3 * len(options):] == [f"  {note}" for note in notes]
+
+
 def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
     periods = numpy.tile([2, 1, 1, 1], 600_000)
     write(tmp_path / "a.orvenevent", numpy.zeros(1, EVENT), numpy.cumsum(periods))

@@ -16,7 +16,8 @@ namespace {
 constexpr std::uint64_t image_size = 512;
 constexpr std::uint64_t page_size = 256;  ///< one pixel of the detector each
 constexpr double good_number_of_bins = 100;
-constexpr std::uint64_t most_bytes_of_frames = std::uint64_t{1} << 30;
+constexpr std::uint64_t most_pages =
+    (std::uint64_t{1} << 30) / (page_size * page_size * sizeof(Counter));  // 1 GiB
 
 std::string shell_word(const std::string& text) {
     const auto plain = [](char c) {
@@ -105,18 +106,27 @@ Input_Words input_words(const Survey& survey, const std::vector<std::string>& in
 /// What outputs are named after.
 std::string base_name(const std::string& input) {
     const std::filesystem::path path = std::filesystem::path(input + "/").parent_path();
-    const std::string name = path.stem().string();
+    const bool is_file = path.extension() == Parameters::extension_eventFiles;
+    const std::string name = (is_file ? path.stem() : path.filename()).string();
     return name.empty() || name == "." || name == ".." ? "recording" : name;
 }
 
-/// The shortest digits from which vexolan reads the same number, without an exponent down to 1e-4.
-std::string number(double value) {
-    std::array<char, 32> digits{};
-    constexpr double readable = 1e-4;
+/// The fewest digits from which vexolan makes time bins of the same length, without an exponent
+/// down to 1e-4.
+std::string shortest(double seconds) {
+    constexpr double readable = 0.99e-4;  // 1e-4 may come as slightly less
     const auto format =
-        value >= readable ? std::chars_format::fixed : std::chars_format::scientific;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, format);
-    return {digits.data(), end.ptr};
+        seconds >= readable ? std::chars_format::fixed : std::chars_format::scientific;
+    const orven::Event_Time length = time_bin_length(seconds);
+    for (int decimals = 0;; ++decimals) {
+        std::array<char, 64> digits{};
+        const auto end =
+            std::to_chars(digits.data(), digits.data() + digits.size(), seconds, format, decimals);
+        const std::string text(digits.data(), end.ptr);
+        if (const double read = std::stod(text); read > 0 && time_bin_length(read) == length) {
+            return text;
+        }
+    }
 }
 
 /// The smallest of 1, 2 and 5 times a power of ten that is not below `seconds`, and at least a
@@ -184,7 +194,7 @@ private:
         }
         std::string ending = "image";
         if (bin_seconds) {
-            options += " -t " + number(*bin_seconds) + " -T " + std::to_string(nPages) + " -x " +
+            options += " -t " + shortest(*bin_seconds) + " -T " + std::to_string(nPages) + " -x " +
                        std::to_string(size);
             made.bin_seconds = seconds_of(time_bin_length(*bin_seconds).value);
             ending = mode_name == "ignore"      ? "course"
@@ -202,12 +212,25 @@ private:
     void suggest_image() { add("ignore", "all events in one image", {}, 1); }
 
     void suggest_course() {
+        const std::int64_t first = survey.total.order.times.smallest;
         const std::int64_t last = survey.total.order.times.largest;
-        if (last > 0) {
-            const double bin = round_number(seconds_of(last) / good_number_of_bins);
-            const std::int64_t ticks = time_bin_length(bin).value;
-            add("ignore", "the course of the measurement", bin,
-                static_cast<std::uint64_t>(last / ticks) + 1);
+        if (first < 0) {
+            note("ignore: time bins begin at zero; events long before that are in none.");
+        }
+        if (last <= 0) {
+            return;
+        }
+        const std::int64_t span = last - std::max<std::int64_t>(first, 0);
+        const double bin = round_number(seconds_of(span) / good_number_of_bins);
+        const std::uint64_t nPages =
+            static_cast<std::uint64_t>(last / time_bin_length(bin).value) + 1;
+        if (nPages <= most_pages) {
+            add("ignore", "the course of the measurement", bin, nPages);
+        } else {
+            note(
+                "ignore: time bins begin at zero; the events come so late that the course of the "
+                "measurement would need " +
+                std::to_string(nPages) + " pages.");
         }
     }
 
@@ -230,22 +253,29 @@ private:
                  " files were recorded without triggers.");
         } else if (nIntervals == 0) {
             note(modes + "no file has two triggers.");
+        } else if (survey.total.triggers->order.nSteps_back > 0) {
+            note(modes + "the triggers are not in order of time.");
         } else if (survey.total.triggers->median_period <= 0) {
-            note(modes + "the triggers are not in order.");
+            note(modes + "the triggers have no period.");
         } else {
+            if (survey.total.order.nSteps_back > 0) {
+                note(modes +
+                     "an event that comes late counts in the interval that the events "
+                     "before it have reached.");
+            }
             suggest_intervals(survey.total.triggers->median_period, nIntervals);
         }
     }
 
-    void suggest_intervals(std::int64_t period, std::uint64_t nIntervals) {
+    void suggest_intervals(std::int64_t median_period, std::uint64_t nIntervals) {
+        constexpr std::int64_t longest = std::int64_t{1} << 62;  // vexolan takes less than 2^63
+        const std::int64_t period = std::min(median_period, longest);
         const double bin = round_number(seconds_of(period) / good_number_of_bins);
         const std::int64_t ticks = time_bin_length(bin).value;
         add("reference", "what happens after a trigger, all intervals added up", bin,
             static_cast<std::uint64_t>((period + ticks - 1) / ticks));
 
-        constexpr std::uint64_t most =
-            most_bytes_of_frames / (page_size * page_size * sizeof(Counter));
-        const std::uint64_t nPages = std::min(nIntervals, most);
+        const std::uint64_t nPages = std::min(nIntervals, most_pages);
         add("frameSync",
             nPages == nIntervals ? "each trigger interval as a page"
                                  : "each of the first " + std::to_string(nPages) + " of " +
