@@ -1,11 +1,15 @@
 """The progress line, as a terminal receives it."""
 
+import fcntl
 import os
 import pathlib
 import pty
 import re
 import signal
+import struct
 import subprocess
+import termios
+import time
 
 import pytest
 
@@ -15,10 +19,11 @@ import recording
 ERASE = "\r\x1b[K"
 
 
-def on_terminal(vexolan, *arguments, command=(program.VEXOLAN,), ended_at=None):
+def on_terminal(vexolan, *arguments, command=(program.VEXOLAN,), ended_at=None, columns=100):
     """Runs the program with a terminal as standard error. Returns what came there. When
     `ended_at` has come, a signal ends the program."""
     ours, theirs = pty.openpty()
+    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
     with subprocess.Popen([*command, *arguments], cwd=vexolan.folder, stdin=theirs, stderr=theirs,
                           stdout=subprocess.DEVNULL) as process:
         os.close(theirs)
@@ -42,8 +47,8 @@ def slow(vexolan, faults):
         vexolan.record(name, [recording.Event()] * 9)
     vexolan.put("b.orvenevent", b"no recording, but long enough for its first header")
 
-    def slow(call, **settings):
-        faults(call, first=4, last=4, do="sleep 1.5 #", cores=1, **settings)
+    def slow(call, seconds=1.5, **settings):
+        faults(call, first=4, last=4, do=f"sleep {seconds} #", cores=1, **settings)
     return slow
 
 
@@ -57,6 +62,13 @@ def test_reading_is_shown_until_the_next_log_line(vexolan, slow):
     assert re.match(rf"({line})+{re.escape(ERASE)}terminate called", received)
 
 
+def test_reading_tells_how_much_is_read(vexolan, slow):
+    slow("read", path="c.orvenevent")  # 9 of 18 events are 288 of 704 bytes
+    received = on_terminal(vexolan, "-i", "a.orvenevent,c.orvenevent", "-o", "out")
+    line = rf"{re.escape(ERASE)}reading: 40 % of 704 B, \d events/s, 0:\d\d left"
+    assert re.fullmatch(rf"({line})+{re.escape(ERASE)}", received)
+
+
 def test_writing_is_shown_and_removed(vexolan, slow):
     slow("write")
     received = on_terminal(vexolan, "-i", "a.orvenevent", "-o", "out", "-x", "200", "-t", "1",
@@ -67,9 +79,11 @@ def test_writing_is_shown_and_removed(vexolan, slow):
 
 def test_log_lines_take_the_place_of_the_line(vexolan, slow):
     slow("read", path="a.orvenevent")
-    before, *shown, logged = on_terminal(vexolan, *FILES).split(ERASE)
+    started = time.monotonic()
+    before, *shown, logged = on_terminal(vexolan, *FILES, columns=20).split(ERASE)
     assert before == "" and shown
-    assert all(text.startswith("reading: ") for text in shown)
+    assert len(shown) <= 5 * (time.monotonic() - started)
+    assert all(text.startswith("reading: ") and len(text) == 19 for text in shown)
     assert re.fullmatch(r"ERROR: .*left in the file!\n", logged)
 
 
@@ -92,7 +106,7 @@ def test_jobs_in_the_background_show_nothing(vexolan, slow, job, shown):
     assert ("reading" in received) == shown
 
 
-@pytest.mark.parametrize("call, arguments", [("none", []), ("read", ["--verbose", "1"])])
-def test_nothing_is_shown_of_short_or_silent_runs(vexolan, slow, call, arguments):
-    slow(call, path="a.orvenevent")
+@pytest.mark.parametrize("seconds, arguments", [(0.2, []), (1.5, ["--verbose", "1"])])
+def test_nothing_is_shown_of_short_or_silent_runs(vexolan, slow, seconds, arguments):
+    slow("read", seconds, path="a.orvenevent")
     assert on_terminal(vexolan, *arguments, "-i", "a.orvenevent", "-o", "out") == ""
