@@ -44,6 +44,7 @@ def odd_events(seed, n, start, period):
     events["time"] = start + numpy.sort(random.integers(0, 40 * period, n))
     late = random.integers(1, n, n // 1000)
     events["time"][late] -= random.integers(0, 3 * period, late.size)
+    events["time"][[0, -2]] = start + 45 * period, start - 4 * period  # far apart
     events["photons"] = random.geometric(0.1, n) + 1000 * (random.random(n) < 0.01)
     events["psd"] = numpy.where(random.random(n) < 0.01, numpy.nan, random.normal(0.5, 0.3, n))
     return events
@@ -164,6 +165,9 @@ SECOND = round(1 / TICK)
      ["events    100 in 3.26 kB, NOT in order of time: 1 step back, by up to 9.375 ns"]),
     ({"photons": 1 + 150 * HUNDRED},
      ["photons   1 to 14,851, median 7,360, nine of ten from 608 to 14,208"]),
+    ({"photons": numpy.full(100, 2**64 - 1, "u8")},
+     ["photons   1.845e+19 to 1.845e+19, median 1.84e+19, nine of ten from 1.84e+19 to 1.84e+19",
+      f"{'1.8e+19':>10}{100:16} {50 * '#'}"]),
     ({"psd": numpy.where(HUNDRED < 10, -numpy.inf, 0.5)},
      ["PSD       -inf to 0.5, median 0.5, nine of ten from -inf to 0.5"]),
     ({"psd": numpy.where(HUNDRED < 10, 1.7e308, -1.7e308)}, []),
@@ -176,7 +180,7 @@ def test_odd_values_are_told_readably(tmp_path, columns, lines):
     report = report_of(tmp_path, **columns)
     for line in lines:
         assert f"  {line}\n" in report
-    assert not any(odd in report for odd in ("nan", "e+0"))
+    assert not any(odd in report for odd in ("nan", "e+0", "All 1 file"))
 
 
 COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
@@ -195,6 +199,10 @@ COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
     ([5, 3, 6], HUNDRED - 100, [""],
      [COURSE + "time bins begin at zero; events long before that are in none.",
       INTERVALS + "the triggers are not in order of time."]),
+    (None, 1000 * HUNDRED - 50_000, ["", "-t 1e-06 -T 77"],
+     [COURSE + "time bins begin at zero; events long before that are in none.",
+      INTERVALS + "no triggers were recorded."]),
+    ([], HUNDRED, ["", "-t 2e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
     ([5, 5, 5], SECOND + HUNDRED, [""],
      [COURSE + "time bins begin at zero; the events come so late that the course of the "
       "measurement would need 640000100 pages.", INTERVALS + "the triggers have no period."]),
@@ -205,19 +213,26 @@ def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
     assert [command.split(" -o ")[0].removesuffix(" -x 256").strip()
             for command in commands] == options
     assert suggested[3 * len(options):] == [f"  {note}" for note in notes]
+    since = told("a.orvenevent", folder=tmp_path)["total"]["events_since_trigger"]
+    assert (since is None) == (len(options) < 4)
 
 
 def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
-    periods = numpy.tile([2, 1, 1, 1], 600_000)
-    write(tmp_path / "a.orvenevent", numpy.zeros(1, EVENT), numpy.cumsum(periods))
-    period = told(tmp_path)["total"]["summary"]["trigger_period"]
-    assert (period["median_s"], period["missing"]) == (TICK, 599_999)
+    for name, steps in (("a", numpy.tile([2, 1, 1, 1], 600_000)), ("b", [3] * 900_000),
+                        ("c", numpy.tile([1, 2, 1, 1], 2**18 + 1))):
+        write(tmp_path / f"{name}.orvenevent", numpy.zeros(1, EVENT), numpy.cumsum(steps))
+    report = told(tmp_path)
+    spreads = [each["summary"]["trigger_period"] for each in (*report["inputs"], report["total"])]
+    assert [round(spread["median_s"] / TICK) for spread in spreads] == [1, 3, 1, 1]
+    assert [spread["missing"] for spread in spreads] == [
+        599_999, 0, 2**18 + 1, 599_999 + 2**18 + 1]
 
 
 def test_faulty_files_are_told_of_and_count_nowhere(tmp_path):
     sound = recording.recording([Event(x=PIXEL)] * 3)
     (tmp_path / "a.orvenevent").write_bytes(sound)
     (tmp_path / "b.orvenevent").write_bytes(sound + b"more")
+    (tmp_path / "folder.orvenevent").mkdir()
     report = told(tmp_path, tmp_path / "missing", status=1)
     errors = [each.get("error") for each in report["inputs"]]
     assert errors == [None, "File size mismatch!",
@@ -245,6 +260,8 @@ PERIOD = 640_000  # 1 ms
     (["run/a", "run/b"], 11, ["ignore", "ignore", "reference", "frameSync"]),
     (["run of 'today'/a", "run of 'today'/b"], 11,
      ["ignore", "ignore", "reference", "frameSync"]),
+    ([" one"], 11, ["ignore", "ignore", "reference", "frameSync"]),
+    (["run.2/a", "run.2/b"], 11, ["ignore", "ignore", "reference", "frameSync"]),
     (["one, two"], 11, ["ignore", "ignore", "reference", "frameSync"]),
     (["run/a", "run/b"], 0, ["ignore", "ignore"]),
     (["run/a", "run/b"], None, ["ignore", "ignore"]),
@@ -271,7 +288,7 @@ def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, faulty):
         done = subprocess.run(["sh", "-c", suggestion["shell"]], cwd=tmp_path, env=tools,
                               capture_output=True, text=True, timeout=60, check=False)
         assert (done.returncode, done.stderr) == (0, "")
-        output, = tmp_path.glob("*.tif")
+        output, = tmp_path.glob(f"{names[0].split('/')[0]}-*.tif")
         with tifffile.TiffFile(output) as tiff:
             pages = numpy.stack([page.asarray() for page in tiff.pages])
         assert pages.shape == (suggestion["pages"], suggestion["rows"], suggestion["columns"])

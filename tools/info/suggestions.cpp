@@ -9,15 +9,13 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
-#include <limits>
 
 namespace {
 
 constexpr std::uint64_t image_size = 512;
 constexpr std::uint64_t page_size = 256;  ///< one pixel of the detector each
 constexpr double good_number_of_bins = 100;
-constexpr std::uint64_t most_pages =
-    (std::uint64_t{1} << 30) / (page_size * page_size * sizeof(Counter));  // 1 GiB
+constexpr std::uint64_t most_pages = 4096;  ///< 1 GiB, which any kind of TIFF file holds
 
 std::string shell_word(const std::string& text) {
     const auto plain = [](char c) {
@@ -176,8 +174,6 @@ private:
              std::uint64_t nPages) {
         const std::uint64_t size = bin_seconds ? page_size : image_size;
         const Image_Pages image{{}, nPages, size, size};
-        const std::uint64_t classic = tiff_bytes(image, false);
-        const bool big = classic > std::numeric_limits<std::uint32_t>::max();
         const std::string_view mode_name = mode;
         const Input_Words words = input_words(survey, inputs, mode_name == "frameSync");
         Suggestion made{mode,
@@ -187,7 +183,7 @@ private:
                         nPages,
                         size,
                         size * size * nPages * sizeof(Counter),
-                        big ? tiff_bytes(image, true) : classic};
+                        tiff_bytes(image, false)};
         std::string options = words.options;
         if (mode_name != "ignore") {
             options += " -E " + made.mode;
@@ -200,9 +196,6 @@ private:
             ending = mode_name == "ignore"      ? "course"
                      : mode_name == "reference" ? "sequence"
                                                 : "frames";
-        }
-        if (big) {
-            options += " --fileFormat tiff_w8";
         }
         const std::string output = base_name(inputs.front()) + "-" + ending + ".tif";
         made.shell = words.before + "vexolan " + options + " -o " + shell_word(output);
