@@ -120,7 +120,7 @@ std::string shortest(double seconds) {
         std::array<char, 64> digits{};
         const auto end =
             std::to_chars(digits.data(), digits.data() + digits.size(), seconds, format, decimals);
-        const std::string text(digits.data(), end.ptr);
+        std::string text(digits.data(), end.ptr);
         if (const double read = std::stod(text); read > 0 && time_bin_length(read) == length) {
             return text;
         }
