@@ -83,7 +83,7 @@ def test_log_lines_take_the_place_of_the_line(vexolan, slow):
     before, *shown, logged = on_terminal(vexolan, *FILES, columns=20).split(ERASE)
     assert before == "" and shown
     assert len(shown) <= 5 * (time.monotonic() - started)
-    assert all(text.startswith("reading: ") and len(text) == 19 for text in shown)
+    assert all(text.startswith("reading: ") and len(text) == 17 for text in shown)
     assert re.fullmatch(r"ERROR: .*left in the file!\n", logged)
 
 
