@@ -137,9 +137,9 @@ def test_a_picture_that_cannot_be_written_leaves_the_older_one(vexolan):
 
 @pytest.fixture(scope="module")
 def module():
-    specification = importlib.util.spec_from_file_location("vexolan_plot", SOURCE)
-    plot_module = importlib.util.module_from_spec(specification)
-    specification.loader.exec_module(plot_module)
+    found = importlib.util.spec_from_file_location("vexolan_plot", SOURCE)
+    plot_module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(plot_module)
     plot_module.prepare_matplotlib()
     return plot_module
 
