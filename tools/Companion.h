@@ -28,10 +28,7 @@ public:
                make_groups(app, mode) + "\n" + make_footer(app);
     }
 
-    std::string make_option_name(const CLI::Option* option, bool positional) const override {
-        if (positional) {
-            return option->get_name(true);
-        }
+    std::string make_option_name(const CLI::Option* option, bool) const override {
         const bool has_short_name = !option->get_snames().empty();
         return (has_short_name ? "-" + option->get_snames().front() + ", " : "    ") + "--" +
                option->get_lnames().front();

@@ -2,6 +2,7 @@
 
 #include "binning/find_cells.h"
 #include "counting/Cell_Counter.h"
+#include "reading/Counting_Task.h"
 #include "settings/Parameters.h"
 #include "survey_triggers.h"
 
@@ -11,9 +12,6 @@
 #include <utility>
 
 namespace {
-
-/// How many events are read at a time: few enough to stay in a core's cache.
-constexpr std::size_t events_per_piece = 8192;
 
 /// So many events fit the counters of the image, wherever they lie.
 constexpr std::uint64_t most_uncollected = std::numeric_limits<unsigned int>::max();

@@ -50,8 +50,8 @@ struct Range_Survey {
     void clear() noexcept;
 };
 
-/// Reads ranges of events, and looks at each event once. All memory is made at construction.
-/// Threads: one object per task.
+/// Reads ranges of events piece by piece, and looks at each event once. Its memory does not grow
+/// with the files. Threads: one object per task.
 class Survey_Task {
 public:
     Survey_Task();
