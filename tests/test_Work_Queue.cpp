@@ -8,10 +8,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
-#include <limits>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -109,11 +110,9 @@ void run_until_asleep(pid_t thread, const std::future<long>& helper) {
     }
 }
 
-/// The file of which a task gets a range that asks for one while another task opens the file.
-long helped_file(const std::vector<std::string>& paths,
-                 Parameters::ExtTrigger_Mode mode = Parameters::ignore) {
-    Work_Queue queue(paths, mode, On_Failure::log, sharing);
-    std::future<long> helper;
+/// Lets another task ask for a range while the next file is being opened, until it has one or
+/// waits.
+void ask_while_opening(Work_Queue& queue, std::future<long>& helper) {
     while_opening = [&] {
         std::promise<pid_t> thread;
         helper = std::async(std::launch::async, [&] {
@@ -122,6 +121,14 @@ long helped_file(const std::vector<std::string>& paths,
         });
         run_until_asleep(thread.get_future().get(), helper);
     };
+}
+
+/// The file of which a task gets a range that asks for one while another task opens the file.
+long helped_file(const std::vector<std::string>& paths,
+                 Parameters::ExtTrigger_Mode mode = Parameters::ignore) {
+    Work_Queue queue(paths, mode, On_Failure::log, sharing);
+    std::future<long> helper;
+    ask_while_opening(queue, helper);
     (void)take_from(queue);
     return helper.get();
 }
@@ -145,28 +152,38 @@ TEST(Work_Queue, files_that_fail_at_the_same_time_do_not_wait_for_each_other) {
     EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
 }
 
-TEST(Work_Queue, ranges_hand_on_the_largest_number_so_far_and_files_the_first_frame) {
+std::string with_triggers(const Folder& folder, const char* name,
+                          const std::vector<long>& triggers) {
+    return folder.write(name, recording(std::vector<Photon_Event>(250, event(1, 2)), triggers));
+}
+
+TEST(Work_Queue, frames_are_numbered_in_list_order_whichever_file_is_opened_first) {
     const Folder folder;
-    const auto with_triggers = [&](const char* name, const std::vector<long>& triggers) {
-        return folder.write(name, recording(std::vector<Photon_Event>(250, event(1, 2)), triggers));
-    };
-    const std::vector<std::string> paths{with_triggers("a", {1, 2, 2, 5}),
-                                         with_triggers("b", {1, 3, 2}), with_triggers("c", {})};
+    const std::vector<std::string> paths{
+        with_triggers(folder, "a", {1, 2, 2, 5}), with_triggers(folder, "b", {1, 3, 2}),
+        with_triggers(folder, "c", {}), with_triggers(folder, "d", {1, 2})};
     Work_Queue queue(paths, Parameters::frameSync, On_Failure::end_run, sharing, 7);
-    auto first = queue.take();
-    auto second = queue.take();
-    auto third = queue.take();
-    EXPECT_EQ(first->input->firstFrame, 7U);
-    EXPECT_EQ(first->turn->number(), std::numeric_limits<std::int64_t>::min());
-    first->turn->give(5);
-    second.reset();  // leaves without a number of its own
-    EXPECT_EQ(third->turn->number(), 5);
-    EXPECT_EQ(third->end, 250U);
-    const auto unsorted = queue.take();
-    EXPECT_EQ(unsorted->input->firstFrame, 10U);
-    EXPECT_FALSE(unsorted->turn);
-    EXPECT_EQ(unsorted->end, 250U);
-    EXPECT_EQ(queue.take()->input->firstFrame, 12U);
+    const auto open_files = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto nBefore = open_files();
+    std::future<long> helper;
+    ask_while_opening(queue, helper);
+    const auto first = queue.take();
+    EXPECT_EQ(first->input->index, 0U);
+    // Two tasks open no more than two files beside the one that is missing.
+    EXPECT_EQ(open_files() - nBefore, 3);
+    (void)helper.get();
+    std::vector<std::size_t> ends;
+    std::vector<std::size_t> frames{first->input->firstFrame};
+    while (const auto range = queue.take()) {
+        ends.push_back(range->end);
+        frames.push_back(range->input->firstFrame);
+    }
+    std::ranges::sort(frames);
+    // The triggers of the second file do not ascend: it is one range.
+    EXPECT_EQ(ends, (std::vector<std::size_t>{250, 250, 100, 200, 250, 100, 200, 250}));
+    EXPECT_EQ(frames, (std::vector<std::size_t>{7, 7, 10, 12, 12, 12, 12, 12, 12}));
 }
 
 }  // namespace

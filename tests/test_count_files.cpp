@@ -1,9 +1,12 @@
 #include "binning/Binning_Events.h"
 #include "reading/count_files.h"
 #include "recordings.h"
+#include "system/Available_Cores.h"
 #include "system/Available_Memory.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <numeric>
@@ -129,6 +132,23 @@ TEST(count_files, each_of_many_tiny_files_is_counted_once) {
               Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles}));
 }
 
+std::size_t task_count_with_descriptors(rlim_t nDescriptors) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit fewer{nDescriptors, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &fewer);
+    const std::size_t count = default_task_count();
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return count;
+}
+
+TEST(default_task_count, there_are_no_more_tasks_than_files_may_be_open_for) {
+    EXPECT_EQ(task_count_with_descriptors(1000), std::min<std::size_t>(available_cores(), 496));
+    EXPECT_EQ(task_count_with_descriptors(13), std::min<std::size_t>(available_cores(), 2));
+    EXPECT_EQ(task_count_with_descriptors(11), 1U);
+    EXPECT_EQ(task_count_with_descriptors(5), 1U);
+}
+
 TEST(Binning_Events, any_number_of_threads_may_add_single_events) {
     constexpr unsigned nEvents = 1'000'000;
     Binning_Events_TimeIntegrated<Parameters::ignore> binning(parameters_from({"-x", "1"}));
@@ -165,8 +185,8 @@ TEST(Private_Counters, counts_wrap_modulo_2_to_32) {
     Private_Counters counters(image.get_content(), 2);
     counters.counter_of(0).count(std::vector<std::size_t>{1, 0});
     counters.counter_of(1).count(std::vector<std::size_t>{1});
-    counters.merge_part(0);
-    counters.merge_part(1);
+    counters.merge_part(0, 2);
+    counters.merge_part(1, 2);
     Cell_Counter(image.get_content(), true).count(std::vector<std::size_t>{0, 1});
     EXPECT_EQ(image[0], 2U);
     EXPECT_EQ(image[1], 2U);

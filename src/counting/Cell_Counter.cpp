@@ -73,13 +73,13 @@ Cell_Counter Private_Counters::counter_of(std::size_t task) noexcept {
     return {std::span(counters).subspan(task * image.size(), image.size()), false};
 }
 
-void Private_Counters::merge_part(std::size_t part) noexcept {
+void Private_Counters::merge_part(std::size_t part, std::size_t nUsed) noexcept {
     if (counters.empty()) {
         return;
     }
-    const std::size_t begin = image.size() * part / nTasks;
-    const std::size_t end = image.size() * (part + 1) / nTasks;
-    for (std::size_t task = 0; task < nTasks; ++task) {
+    const std::size_t begin = image.size() * part / nUsed;
+    const std::size_t end = image.size() * (part + 1) / nUsed;
+    for (std::size_t task = 0; task < nUsed; ++task) {
         const Counter* const own = &counters[task * image.size()];
         for (std::size_t cell = begin; cell < end; ++cell) {
             add_plain(image[cell], own[cell].load(std::memory_order_relaxed));

@@ -36,9 +36,9 @@ public:
 
     [[nodiscard]] Cell_Counter counter_of(std::size_t task) noexcept;
 
-    /// Adds one of `nTasks` parts of all private counters to the image.
+    /// Adds one of `nUsed` parts of the counters of the first `nUsed` tasks to the image.
     /// Threads: each may merge a part of its own, when nobody counts any more.
-    void merge_part(std::size_t part) noexcept;
+    void merge_part(std::size_t part, std::size_t nUsed) noexcept;
 
 private:
     std::span<Counter> image;

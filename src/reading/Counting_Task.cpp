@@ -3,8 +3,10 @@
 #include "binning/find_cells.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <exception>
+#include <limits>
 #include <optional>
 
 Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass-by-value): shared
@@ -17,8 +19,9 @@ Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass
     assert(piece_length > 0);
 }
 
-void Counting_Task::run(Work_Queue& queue) {
-    while (std::optional<Event_Range> range = queue.take()) {
+void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_work) {
+    while (const std::optional<Event_Range> range = queue.take()) {
+        found_work();
         const std::size_t fileIndex = range->input->index;
         nFound = 0;
         try {
@@ -40,7 +43,7 @@ void Counting_Task::add_events(const Event_Range& range) {
     }
 }
 
-bool Counting_Task::add_intervals(Event_Range& range) {
+bool Counting_Task::add_intervals(const Event_Range& range) {
     if (walked.lock() != range.input) {
         walked = range.input;
         walk.emplace(range.input->file, range.input->triggersAscend, range.input->firstFrame);
@@ -50,8 +53,8 @@ bool Counting_Task::add_intervals(Event_Range& range) {
     for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
          i += piece_length) {
         const auto events = read_piece(range, i);
-        if (range.turn) {
-            take_turn(*range.turn, events);
+        if (range.input->latestTimes != nullptr) {
+            walk->go_to(latest_before(range, events));
         }
         const auto rest = walk->walk(events, job.filter, visit);
         if (job.keepAccount) {
@@ -62,11 +65,25 @@ bool Counting_Task::add_intervals(Event_Range& range) {
     return job.keepAccount || !walk->finished();
 }
 
-void Counting_Task::take_turn(Turn& turn, std::span<const orven::Photon_Event> events) {
-    const std::int64_t latest = latest_accepted(events, job.filter).value;
-    const std::int64_t before = turn.number();
-    turn.give(std::max(before, latest));
-    walk->go_to(orven::Event_Time(before));
+orven::Event_Time Counting_Task::latest_before(const Event_Range& range,
+                                               std::span<const orven::Photon_Event> events) const {
+    Latest_Times& times = *range.input->latestTimes;
+    const std::size_t number = range.first / piece_length;
+    times.put(number, latest_accepted(events, job.filter));
+    return times.before(number,
+                        [&](std::size_t earlier) { return look_up_latest(*range.input, earlier); });
+}
+
+orven::Event_Time Counting_Task::look_up_latest(const Input& input, std::size_t range) const {
+    std::array<orven::Photon_Event, 512> memory;
+    const std::size_t end = (range + 1) * piece_length;
+    orven::Event_Time latest(std::numeric_limits<long>::min());
+    for (std::size_t i = range * piece_length; i < end; i += memory.size()) {
+        const std::span events(memory.data(), std::min(memory.size(), end - i));
+        input.file.read_events(i, events);
+        latest = std::max(latest, latest_accepted(events, job.filter));
+    }
+    return latest;
 }
 
 std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range& range,

@@ -13,6 +13,7 @@
 #include "settings/Parameters.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -40,9 +41,10 @@ public:
     /// Throws: std::bad_alloc.
     Counting_Task(const Counting_Job& job_, Cell_Counter counter_, std::size_t piece_length_);
 
-    /// Works until the queue is empty.
-    /// Throws: only what goes wrong outside of a file, such as std::bad_alloc while logging.
-    void run(Work_Queue& queue);
+    /// Works until the queue is empty, and calls `found_work` for each range.
+    /// Throws: what `found_work` throws, and only what goes wrong outside of a file, such as
+    /// std::bad_alloc while logging.
+    void run(Work_Queue& queue, const std::function<void()>& found_work);
 
     /// What became of the events of this task; complete only if the job wants an account.
     [[nodiscard]] const Event_Account& get_account() const noexcept { return account; }
@@ -50,9 +52,12 @@ public:
 private:
     void add_events(const Event_Range& range);
     /// Tells whether events that are left of the file may still lie in an interval.
-    bool add_intervals(Event_Range& range);
-    /// Where the walk stands at the start of a range follows from the events before it.
-    void take_turn(Turn& turn, std::span<const orven::Photon_Event> events);
+    bool add_intervals(const Event_Range& range);
+    /// The largest accepted time before a range, of which these are the events.
+    orven::Event_Time latest_before(const Event_Range& range,
+                                    std::span<const orven::Photon_Event> events) const;
+    /// The largest accepted time in a range that another task has.
+    [[nodiscard]] orven::Event_Time look_up_latest(const Input& input, std::size_t range) const;
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found() noexcept;

@@ -30,13 +30,6 @@ File_Account account_of(const orven::Event_File& file) {
     return account;
 }
 
-/// Takes over the number of the file's first frame, and gives on that of the next file's.
-void number_frames(Input& input, Turn& turn) {
-    const std::int64_t number = turn.number();
-    input.firstFrame = static_cast<std::size_t>(number);
-    turn.give(number + static_cast<std::int64_t>(input.file.index().nIntervals()));
-}
-
 }  // namespace
 
 Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
@@ -46,18 +39,17 @@ Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigg
       onFailure(onFailure_),
       sharing(sharing_),
       nWanted(paths.size()),
-      frames(static_cast<std::int64_t>(firstFrame)),
+      nextFrame(firstFrame),
       files(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
     std::unique_lock lock(mutex);
     while (true) {
-        changed.wait(lock,
-                     [this] { return !opened.empty() || nextPath < nWanted || nOpening == 0; });
+        changed.wait(lock, [this] { return !opened.empty() || may_open() || nOpening == 0; });
         if (!opened.empty()) {
             return take_range();
         }
-        if (nextPath >= nWanted) {
+        if (!may_open()) {
             return std::nullopt;
         }
         open_next(lock);
@@ -109,32 +101,47 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
     return true;
 }
 
+bool Work_Queue::may_open() const noexcept {
+    return nextPath < nWanted && early.size() < sharing.nTasks;
+}
+
 void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
-    std::optional<Turn> turn;
-    if (mode == Parameters::frameSync) {
-        turn.emplace(frames.next());
-    }
     const std::size_t fileIndex = nextPath++;
     ++nOpening;
     lock.unlock();
     const auto [input, failure] = try_open(fileIndex);
-    if (input != nullptr && turn) {
-        number_frames(*input, *turn);
-    }
-    turn.reset();  // not under the lock: it may wait for tasks that need it
     lock.lock();
     --nOpening;
+    if (mode == Parameters::frameSync) {
+        early.emplace(fileIndex, input);
+        offer_in_order();
+    } else if (input != nullptr) {
+        offer(input);
+    }
     changed.notify_all();
     if (failure != nullptr) {
         lock.unlock();
         fail(fileIndex, failure);
         lock.lock();
-    } else if (is_wanted(fileIndex)) {
-        files[fileIndex] = account_of(input->file);
-        opened.push_back({input, 0, {}});
-        if (sharing.nTasks > 1 && mode != Parameters::ignore && input->triggersAscend) {
-            opened.back().turns.emplace(std::numeric_limits<std::int64_t>::min());
+    }
+}
+
+void Work_Queue::offer_in_order() {
+    for (; !early.empty() && early.begin()->first == nInOrder; ++nInOrder) {
+        const std::shared_ptr<Input> input = early.begin()->second;
+        early.erase(early.begin());
+        if (input != nullptr) {
+            input->firstFrame = nextFrame;
+            nextFrame += input->file.index().nIntervals();
+            offer(input);
         }
+    }
+}
+
+void Work_Queue::offer(const std::shared_ptr<const Input>& input) {
+    if (is_wanted(input->index)) {
+        files[input->index] = account_of(input->file);
+        opened.push_back({input, 0});
     }
 }
 
@@ -155,12 +162,15 @@ std::shared_ptr<Input> Work_Queue::open(std::size_t fileIndex) const {
                 "enabled!");
         }
         input->triggersAscend = triggers_ascend(input->file);
+        if (sharing.nTasks > 1 && input->triggersAscend) {
+            input->latestTimes = std::make_unique<Latest_Times>();
+        }
     }
     return input;
 }
 
 std::size_t Work_Queue::range_length(const Rest& rest) const noexcept {
-    if (rest.turns) {
+    if (rest.input->latestTimes != nullptr) {
         return sharing.piece_length;
     }
     return mode == Parameters::ignore ? sharing.piece_length * pieces_per_range
@@ -172,10 +182,7 @@ Event_Range Work_Queue::take_range() {
     const std::size_t first = rest.next;
     const std::size_t nEvents = rest.input->file.index().events.nRecords;
     rest.next += std::min(range_length(rest), nEvents - first);
-    Event_Range range{rest.input, first, rest.next, {}};
-    if (rest.turns) {
-        range.turn.emplace(rest.turns->next());
-    }
+    const Event_Range range{rest.input, first, rest.next};
     if (rest.next == nEvents) {
         opened.pop_front();
     }

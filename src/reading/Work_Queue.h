@@ -2,13 +2,14 @@
 
 #include "Event_File.h"
 #include "counting/Run_Account.h"
-#include "reading/Turn.h"
+#include "reading/Latest_Times.h"
 #include "settings/Parameters.h"
 
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <exception>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,6 +30,7 @@ struct Input {
     orven::Event_File file;
     bool triggersAscend = false;  ///< in modes that use triggers
     std::size_t firstFrame = 0;   ///< number of the first trigger interval, in mode `frameSync`
+    std::unique_ptr<Latest_Times> latestTimes;  ///< of its ranges, if tasks share a walk
 
     /// Throws: as `Event_File`.
     Input(std::size_t index_, const std::string& path) : index(index_), file(path) {}
@@ -39,9 +41,6 @@ struct Event_Range {
     std::shared_ptr<const Input> input;
     std::size_t first;
     std::size_t end;
-    /// Where triggers ascend, and tasks share the file: each range gets the largest time of all
-    /// accepted events before it, and gives on that of all events up to its own end.
-    std::optional<Turn> turn;
 };
 
 /// How events are shared among tasks.
@@ -90,7 +89,6 @@ private:
     struct Rest {
         std::shared_ptr<const Input> input;
         std::size_t next;
-        std::optional<Line_Of_Turns> turns;
     };
 
     /// An open file, or why there is none.
@@ -99,11 +97,16 @@ private:
         std::exception_ptr failure;
     };
 
+    /// Whether files are left that may be opened now.
+    [[nodiscard]] bool may_open() const noexcept;
     /// Opens the next file, with the lock released meanwhile.
     void open_next(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] Opened try_open(std::size_t fileIndex) const noexcept;
     /// Throws: what opening and checking the file throws.
     [[nodiscard]] std::shared_ptr<Input> open(std::size_t fileIndex) const;
+    /// Numbers the frames of files of which all before them have been opened, and offers them.
+    void offer_in_order();
+    void offer(const std::shared_ptr<const Input>& input);
     [[nodiscard]] Event_Range take_range();
     [[nodiscard]] std::size_t range_length(const Rest& rest) const noexcept;
     [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
@@ -121,6 +124,9 @@ private:
     std::size_t nWanted;       ///< files from here on are not opened any more
     std::size_t nOpening = 0;  ///< files that tasks are opening
     std::deque<Rest> opened;
-    Line_Of_Turns frames;  ///< hands on the number of the first frame from file to file
+    /// In mode `frameSync`, files after one that is being opened; empty for those that failed.
+    std::map<std::size_t, std::shared_ptr<Input>> early;
+    std::size_t nInOrder = 0;  ///< files from the first on that have been opened
+    std::size_t nextFrame;     ///< the number of the first frame of the file after these
     std::vector<File_Account> files;
 };

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 namespace {
@@ -17,6 +18,18 @@ std::size_t count_intervals(const std::vector<File_Account>& files) {
         nIntervals += counts ? *file.nTriggers - 1 : 0;
     }
     return nIntervals;
+}
+
+/// Adds the counters of the tasks that have been used to the image.
+void merge(Private_Counters& counters, std::size_t nUsed) {
+    std::atomic<std::size_t> nTaken = 0;
+    const auto merge_parts = [&](std::size_t /*task*/, const auto& found_work) {
+        for (std::size_t part = nTaken++; part < nUsed; part = nTaken++) {
+            found_work();
+            counters.merge_part(part, nUsed);
+        }
+    };
+    run_concurrently(nUsed, merge_parts, [] {});
 }
 
 }  // namespace
@@ -40,13 +53,13 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
         tasks.emplace_back(job, counters.counter_of(i), sharing.piece_length);
     }
     Work_Queue queue(files, job.mode, onFailure, sharing, job.firstFrame);
-    run_concurrently(
-        nTasks, [&](std::size_t i) { tasks[i].run(queue); }, [&] { queue.stop(); });
+    const std::size_t nUsed = run_concurrently(
+        nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
+        [&] { queue.stop(); });
     if (onFailure == On_Failure::end_run) {
         queue.rethrow_failure();
     }
-    run_concurrently(
-        nTasks, [&](std::size_t i) { counters.merge_part(i); }, [] {});
+    merge(counters, nUsed);
     Run_Account account;
     for (const Counting_Task& task : tasks) {
         account.events += task.get_account();

@@ -3,7 +3,6 @@
 import errno
 import itertools
 import os
-import resource
 import shutil
 import signal
 import subprocess
@@ -126,15 +125,3 @@ def test_output_that_nobody_reads_does_not_end_the_run(vexolan):
         assert vexolan.pages().shape == (1, 3, 3)
         (vexolan.folder / "out").unlink()
     os.close(writing)
-
-
-def test_there_are_no_more_tasks_than_files_may_be_open_for(vexolan, faults):
-    name = vexolan.record("a", [Event()])
-    faults("thread", 10**9, cores=300)
-    most, limit = resource.getrlimit(resource.RLIMIT_NOFILE)
-    resource.setrlimit(resource.RLIMIT_NOFILE, (40, limit))
-    try:
-        assert vexolan("-i", name, "-x", 1, "-o", "out") == ended(out=info(0))
-    finally:
-        resource.setrlimit(resource.RLIMIT_NOFILE, (most, limit))
-    assert 20 < int(vexolan.bytes("calls")) < 40  # to count, and to add up

@@ -6,11 +6,14 @@
 #include "system/run_concurrently.h"
 
 #include <exception>
+#include <functional>
 
 namespace {
 
-void work(Survey_Task& task, Survey_Queue& queue, Progress_Count& nRead) {
+void work(Survey_Task& task, Survey_Queue& queue, Progress_Count& nRead,
+          const std::function<void()>& found_work) {
     while (const auto range = queue.take()) {
+        found_work();
         try {
             queue.add(*range, task.survey(*range));
             nRead.add(range->end - range->first);
@@ -27,7 +30,9 @@ bool try_survey(Survey& survey, Progress_Count& nRead) {
     Survey_Queue queue(survey.files);
     std::vector<Survey_Task> tasks(nTasks);
     run_concurrently(
-        nTasks, [&](std::size_t i) { work(tasks[i], queue, nRead); }, [&] { queue.stop(); });
+        nTasks,
+        [&](std::size_t i, const auto& found_work) { work(tasks[i], queue, nRead, found_work); },
+        [&] { queue.stop(); });
     if (queue.failed_late()) {
         return false;
     }
