@@ -102,7 +102,7 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
 }
 
 bool Work_Queue::may_open() const noexcept {
-    return nextPath < nWanted && early.size() < sharing.nTasks;
+    return nextPath < nWanted && early.size() + nOpening < sharing.nTasks;
 }
 
 void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {

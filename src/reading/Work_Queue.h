@@ -97,7 +97,7 @@ private:
         std::exception_ptr failure;
     };
 
-    /// Whether files are left that may be opened now.
+    /// Whether another file may be opened: as many as there are tasks may be held back.
     [[nodiscard]] bool may_open() const noexcept;
     /// Opens the next file, with the lock released meanwhile.
     void open_next(std::unique_lock<std::mutex>& lock);
