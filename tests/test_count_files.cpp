@@ -107,19 +107,30 @@ TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
     expect_equal_at_any_number_of_tasks(frames, Frame_Placement(frames));
 }
 
-TEST(count_files, a_file_is_read_no_further_than_intervals_may_reach) {
+TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
     const Folder folder;
     std::vector<Photon_Event> events;
     for (long tick = 0; tick < 1000; ++tick) {
         events.push_back(event(0, 0, tick));
     }
-    const std::vector files{folder.write("a", recording(events, {{0, 150}}))};
-    const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
-    Counting_Image<2> image({1, 1});
-    const Counting_Job job{Parameters::reference, Integrated_Placement(record),
-                           orven::Photon_Filter({0, 1}, {}), image.get_content()};
-    EXPECT_EQ(count_files(job, files, On_Failure::log, {1, 100}).events.recorded, 200U);
-    EXPECT_EQ(image[0], 150U);
+    const std::vector files{folder.write("a", recording(events, {{0, 150}})),
+                            folder.write("b", recording(events, {{0, 100, 350, 900}})),
+                            folder.write("c", recording(events, {{0, 900}}))};
+    const auto read_and_counted = [&](const Placement& placement, Parameters::ExtTrigger_Mode mode,
+                                      bool keepAccount = false) {
+        Counting_Image<3> image({3, 1, 1});
+        const orven::Photon_Filter filter({0, 1}, {});
+        const Counting_Job job{mode, placement, filter, image.get_content(), 0, keepAccount};
+        const auto account = count_files(job, files, On_Failure::log, {1, 100}).events;
+        const auto& cells = image.get_content();
+        EXPECT_EQ(account.counted, std::accumulate(cells.begin(), cells.end(), 0U));
+        return std::pair(account.recorded, account.counted);
+    };
+    const Integrated_Placement flat(parameters_from({"-x", "1"}));
+    EXPECT_EQ(read_and_counted(flat, Parameters::reference), std::pair(200UL + 1000 + 1000, 1950UL));
+    const Frame_Placement frames(parameters_from({"-x", "1", "-t", "1", "-T", "3"}));
+    EXPECT_EQ(read_and_counted(frames, Parameters::frameSync), std::pair(200UL + 400, 500UL));
+    EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
 }
 
 TEST(count_files, each_of_many_tiny_files_is_counted_once) {

@@ -169,7 +169,7 @@ void trigger_walk(benchmark::State& state) {
     std::vector<std::size_t> nEvents(triggers.size() - 1);
     const auto walk_all = [&] {
         std::ranges::fill(nEvents, 0);
-        Trigger_Walk walk(file, true, 0);
+        Trigger_Walk walk(file, true, 0, triggers.size());
         for (std::size_t piece = 0; piece < nCached; ++piece) {
             walk.walk(sample_piece(piece), accept_all,
                       [&](std::span<const Photon_Event> run, const Interval& interval) {

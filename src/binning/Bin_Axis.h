@@ -47,6 +47,7 @@ public:
     }
 
     [[nodiscard]] bool contains(std::size_t bin) const noexcept { return bin < nBins; }
+    [[nodiscard]] std::size_t size() const noexcept { return nBins; }
     [[nodiscard]] std::int64_t width() const noexcept { return width_ticks; }
 
     /// Whether there are bins, and all their times may be divided in doubles, as positions are:

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <variant>
 
@@ -112,3 +113,10 @@ private:
 };
 
 using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
+
+/// The number of the first interval of which no event lies in the image, nor of those after it.
+[[nodiscard]] inline std::size_t end_frame(const Placement& placement) noexcept {
+    const auto* frames = std::get_if<Frame_Placement>(&placement);
+    return frames != nullptr ? frames->get_axes().time_bins().size()
+                             : std::numeric_limits<std::size_t>::max();
+}

@@ -432,9 +432,7 @@ Found find_time_bins(const Time_Bin_Placement& placement, Events events,
 Found find_frames(const Frame_Placement& placement, Events events,
                   const orven::Photon_Filter& filter, const Interval& interval,
                   std::size_t* cells) {
-    if (!placement.get_axes().time_bins().contains(interval.frameIndex)) {
-        return {count_events(events, filter), 0};
-    }
+    assert(placement.get_axes().time_bins().contains(interval.frameIndex));
     return find(placement, events, filter, interval, cells);
 }
 

@@ -18,7 +18,7 @@ struct Found {
 
 /// Finds the cells of the events of one interval that pass the filter and lie in the image, and
 /// writes them to the start of `cells`, in the order of the events.
-/// `cells` must have room for one cell per event.
+/// `cells` must have room for one cell per event, and the image of frames a page for the interval.
 Found find_cells(const Placement& placement, std::span<const orven::Photon_Event> events,
                  const orven::Photon_Filter& filter, const Interval& interval,
                  std::span<std::size_t> cells);

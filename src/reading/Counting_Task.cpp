@@ -46,7 +46,8 @@ void Counting_Task::add_events(const Event_Range& range) {
 bool Counting_Task::add_intervals(const Event_Range& range) {
     if (walked.lock() != range.input) {
         walked = range.input;
-        walk.emplace(range.input->file, range.input->triggersAscend, range.input->firstFrame);
+        walk.emplace(range.input->file, range.input->triggersAscend, range.input->firstFrame,
+                     end_frame(job.placement));
     }
     const auto visit = [this](std::span<const orven::Photon_Event> events,
                               const Interval& interval) { find(events, interval); };

@@ -15,15 +15,14 @@
 /// Events at or after the last trigger belong to none. Both lists are taken as ascending in time.
 class Trigger_Walk {
 public:
-    /// `firstFrame_` is the number of the file's first interval. The file must hold triggers and
-    /// outlive this object.
-    Trigger_Walk(const orven::Event_File& file, bool ascending, std::size_t firstFrame_) noexcept
-        : triggers(file, ascending), firstFrame(firstFrame_) {}
-
-    /// The number of intervals: none with fewer than two triggers.
-    [[nodiscard]] std::size_t nIntervals() const noexcept {
-        return triggers.size() == 0 ? 0 : triggers.size() - 1;
-    }
+    /// `firstFrame_` is the number of the file's first interval; the walk ends before the one with
+    /// the number `endFrame`. The file must hold triggers and outlive this object.
+    Trigger_Walk(const orven::Event_File& file, bool ascending, std::size_t firstFrame_,
+                 std::size_t endFrame) noexcept
+        : triggers(file, ascending),
+          firstFrame(firstFrame_),
+          nIntervals(
+              std::min(file.index().nIntervals(), endFrame - std::min(firstFrame_, endFrame))) {}
 
     /// Goes on to the interval that the walk has reached after events up to this time. Right only
     /// where triggers ascend.
@@ -34,8 +33,8 @@ public:
         }
     }
 
-    /// True when no further event of the file lies in an interval.
-    [[nodiscard]] bool finished() const noexcept { return current >= nIntervals(); }
+    /// True when no further event of the file lies in an interval before the end.
+    [[nodiscard]] bool finished() const noexcept { return current >= nIntervals; }
 
     /// Calls `visit(events, interval)` for each run of events that lie in one interval. Events
     /// that the filter rejects may be among them, but never move the walk. Returns the events that
@@ -75,5 +74,6 @@ private:
 
     Trigger_List triggers;
     std::size_t firstFrame;
+    std::size_t nIntervals;
     std::size_t current = 0;
 };
