@@ -93,7 +93,7 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placeme
     }
 }
 
-/// Small images, which tasks count apart, and such of 34 MB, which they share.
+/// Small images, which tasks count apart, and such of 34 and 36 MB, which they share.
 TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
     for (const char* mode : {"ignore", "reference"}) {
         const Parameters flat = parameters_from({"-E", mode, "-x", "64"});
@@ -102,9 +102,11 @@ TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
             parameters_from({"-E", mode, "-x", "256", "-t", "1e-6", "-T", "130"});
         expect_equal_at_any_number_of_tasks(deep, Time_Bin_Placement(deep));
     }
-    const Parameters frames =
-        parameters_from({"-E", "frameSync", "-x", "20", "-t", "1e-6", "-T", "1000"});
-    expect_equal_at_any_number_of_tasks(frames, Frame_Placement(frames));
+    for (const char* size : {"20", "95"}) {
+        const Parameters frames =
+            parameters_from({"-E", "frameSync", "-x", size, "-t", "1e-6", "-T", "1000"});
+        expect_equal_at_any_number_of_tasks(frames, Frame_Placement(frames));
+    }
 }
 
 TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
@@ -127,7 +129,8 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
         return std::pair(account.recorded, account.counted);
     };
     const Integrated_Placement flat(parameters_from({"-x", "1"}));
-    EXPECT_EQ(read_and_counted(flat, Parameters::reference), std::pair(200UL + 1000 + 1000, 1950UL));
+    EXPECT_EQ(read_and_counted(flat, Parameters::reference),
+              std::pair(200UL + 1000 + 1000, 1950UL));
     const Frame_Placement frames(parameters_from({"-x", "1", "-t", "1", "-T", "3"}));
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync), std::pair(200UL + 400, 500UL));
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
@@ -177,7 +180,9 @@ TEST(Binning_Events, any_number_of_threads_may_add_single_events) {
 /// Whether the first of several tasks counts apart from the image.
 bool counts_apart(std::size_t nCells, std::size_t nTasks) {
     Counting_Image<2> image({1, nCells});
-    Private_Counters(image.get_content(), nTasks).counter_of(0).count(std::vector<std::size_t>{0});
+    Private_Counters(image.get_content(), nTasks, {})
+        .counter_of(0)
+        .count(std::vector<std::size_t>{0});
     return image[0] == 0;
 }
 
@@ -193,7 +198,7 @@ TEST(Private_Counters, images_to_32_MiB_are_counted_apart_in_little_of_the_memor
 TEST(Private_Counters, counts_wrap_modulo_2_to_32) {
     Counting_Image<2> image({1, 2});
     image[1] = 0xFFFFFFFF;
-    Private_Counters counters(image.get_content(), 2);
+    Private_Counters counters(image.get_content(), 2, {});
     counters.counter_of(0).count(std::vector<std::size_t>{1, 0});
     counters.counter_of(1).count(std::vector<std::size_t>{1});
     counters.merge_part(0, 2);

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
 #include <variant>
 
@@ -119,4 +120,14 @@ using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_P
     const auto* frames = std::get_if<Frame_Placement>(&placement);
     return frames != nullptr ? frames->get_axes().time_bins().size()
                              : std::numeric_limits<std::size_t>::max();
+}
+
+/// How many cells a page has, where pages are frames.
+[[nodiscard]] inline std::optional<std::size_t> frame_size(const Placement& placement) noexcept {
+    const auto* frames = std::get_if<Frame_Placement>(&placement);
+    if (frames == nullptr) {
+        return std::nullopt;
+    }
+    const Pixel_Grid& grid = frames->get_axes().get_grid();
+    return std::size_t{grid.rows.size()} * grid.columns.size();
 }

@@ -56,19 +56,38 @@ void add_each(Counter* counters, std::span<const std::size_t> cells) noexcept {
 }  // namespace
 
 void Cell_Counter::count(std::span<const std::size_t> positions) noexcept {
-    if (atomic) {
-        add_each<add_atomic>(cells.data(), positions);
-    } else {
+    if (!shared) {
         add_each<add_plain>(cells.data(), positions);
+    } else if (pages != nullptr) {
+        count_page_by_page(positions);
+    } else {
+        add_each<add_atomic>(cells.data(), positions);
     }
 }
 
-Private_Counters::Private_Counters(std::span<Counter> image_, std::size_t nTasks_)
-    : image(image_), nTasks(nTasks_), counters(private_counters(image_.size(), nTasks_)) {}
+void Cell_Counter::count_page_by_page(std::span<const std::size_t> positions) noexcept {
+    while (!positions.empty()) {
+        const std::size_t page = positions.front() / pages->cells_per_page();
+        const std::size_t page_end = (page + 1) * pages->cells_per_page();
+        const auto end = std::ranges::partition_point(
+            positions, [page_end](std::size_t position) { return position < page_end; });
+        const auto n = static_cast<std::size_t>(end - positions.begin());
+        const std::lock_guard lock(pages->lock_of(page));
+        add_each<add_plain>(cells.data(), positions.first(n));
+        positions = positions.subspan(n);
+    }
+}
+
+Private_Counters::Private_Counters(std::span<Counter> image_, std::size_t nTasks_,
+                                   std::optional<std::size_t> frame_size)
+    : image(image_),
+      nTasks(nTasks_),
+      pages(frame_size ? std::make_unique<Page_Locks>(*frame_size) : nullptr),
+      counters(private_counters(image_.size(), nTasks_)) {}
 
 Cell_Counter Private_Counters::counter_of(std::size_t task) noexcept {
     if (counters.empty()) {
-        return {image, nTasks > 1};
+        return {image, nTasks > 1, pages.get()};
     }
     return {std::span(counters).subspan(task * image.size(), image.size()), false};
 }

@@ -3,36 +3,62 @@
 #include "counting/Counting_Image.h"
 #include "counting/Image_Memory.h"
 
+#include <array>
 #include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <span>
 #include <vector>
 
-/// Counts cells for one task, with plain additions, or with atomic ones where others count into the
-/// same memory.
-/// Threads: one object per task.
+/// Which task may count in a page of an image of frames: one at a time.
+class Page_Locks {
+public:
+    explicit Page_Locks(std::size_t page_size_) noexcept : page_size(page_size_) {}
+
+    /// How many cells a page has.
+    [[nodiscard]] std::size_t cells_per_page() const noexcept { return page_size; }
+    [[nodiscard]] std::mutex& lock_of(std::size_t page) noexcept {
+        return locks[page % locks.size()];
+    }
+
+private:
+    std::size_t page_size;
+    std::array<std::mutex, 256> locks;  // more than tasks that may work at the same time
+};
+
+/// Counts cells for one task: by plain additions in memory of its own, or, where others count in
+/// the same memory, by atomic ones, or by plain ones page by page. Threads: one object per task.
 class Cell_Counter {
 public:
     /// `cells_` are those of the image, or counters of the task's own.
-    Cell_Counter(std::span<Counter> cells_, bool atomic_) noexcept
-        : cells(cells_), atomic(atomic_) {}
+    Cell_Counter(std::span<Counter> cells_, bool shared_, Page_Locks* pages_ = nullptr) noexcept
+        : cells(cells_), shared(shared_), pages(pages_) {}
 
     /// Adds 1 to each of these cells, given as positions in the image's storage order; all must lie
-    /// in the image.
+    /// in the image. Where pages have locks, those of a page must follow each other, and pages
+    /// ascend.
     void count(std::span<const std::size_t> positions) noexcept;
 
 private:
+    void count_page_by_page(std::span<const std::size_t> positions) noexcept;
+
     std::span<Counter> cells;
-    bool atomic;
+    bool shared;
+    Page_Locks* pages;
 };
 
 using Counters = std::vector<Counter, Image_Allocator<Counter>>;
 
 /// The memory that tasks count in: the image itself for one task. Several tasks count an image of
 /// everyday size in counters of their own, as long as all of these together need only a small share
-/// of the memory that is available, and a larger image by atomic additions.
+/// of the memory that is available. A larger image they share: frames page by page, others by
+/// atomic additions.
 class Private_Counters {
 public:
-    Private_Counters(std::span<Counter> image_, std::size_t nTasks_);
+    /// `frame_size` is the number of cells of a frame, where pages are frames.
+    Private_Counters(std::span<Counter> image_, std::size_t nTasks_,
+                     std::optional<std::size_t> frame_size);
 
     [[nodiscard]] Cell_Counter counter_of(std::size_t task) noexcept;
 
@@ -43,5 +69,6 @@ public:
 private:
     std::span<Counter> image;
     std::size_t nTasks;
+    std::unique_ptr<Page_Locks> pages;
     Counters counters;  ///< image after image; may be empty
 };

@@ -46,7 +46,7 @@ std::size_t default_task_count() {
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
                         On_Failure onFailure, const Sharing& sharing) {
     const std::size_t nTasks = sharing.nTasks;
-    Private_Counters counters(job.cells, nTasks);
+    Private_Counters counters(job.cells, nTasks, frame_size(job.placement));
     std::vector<Counting_Task> tasks;
     tasks.reserve(nTasks);
     for (std::size_t i = 0; i < nTasks; ++i) {
