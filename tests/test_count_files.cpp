@@ -195,6 +195,28 @@ TEST(Private_Counters, images_to_32_MiB_are_counted_apart_in_little_of_the_memor
     EXPECT_FALSE(counts_apart(nMost, nTasks + 2));
 }
 
+TEST(Private_Counters, tasks_that_share_an_image_lose_no_count) {
+    constexpr unsigned nRounds = 200'000;
+    const std::vector<std::size_t> positions{0, 0, 9, 0, 10, 19, 10, 10};
+    for (const std::optional<std::size_t> frame_size : {std::optional<std::size_t>(), {10}}) {
+        Counting_Image<2> image({1, (std::size_t{32} << 20) / sizeof(Counter) + 1});
+        Private_Counters counters(image.get_content(), 2, frame_size);
+        const auto count_all = [&](std::size_t task) {
+            Cell_Counter counter = counters.counter_of(task);
+            for (unsigned i = 0; i < nRounds; ++i) {
+                counter.count(positions);
+            }
+        };
+        std::thread other(count_all, 1);
+        count_all(0);
+        other.join();
+        EXPECT_EQ(image[0], 2 * 3 * nRounds);
+        EXPECT_EQ(image[9], 2 * nRounds);
+        EXPECT_EQ(image[10], 2 * 3 * nRounds);
+        EXPECT_EQ(image[19], 2 * nRounds);
+    }
+}
+
 TEST(Private_Counters, counts_wrap_modulo_2_to_32) {
     Counting_Image<2> image({1, 2});
     image[1] = 0xFFFFFFFF;
