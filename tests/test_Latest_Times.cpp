@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <limits>
 #include <random>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -43,6 +45,12 @@ TEST(Latest_Times, what_is_late_is_looked_up_and_may_still_come) {
     std::vector<std::size_t> late;
     const auto look_up = [&](std::size_t range) {
         late.push_back(range);
+        EXPECT_FALSE(times.knows(range));
+        if (range == 3) {  // is told meanwhile: what the look-up has found so far means nothing
+            times.put(range, Event_Time(6));
+            EXPECT_TRUE(times.knows(range));
+            return Event_Time(100);
+        }
         return Event_Time(7);
     };
     EXPECT_EQ(times.before(4, look_up), Event_Time(7));
@@ -51,6 +59,8 @@ TEST(Latest_Times, what_is_late_is_looked_up_and_may_still_come) {
     EXPECT_EQ(times.before(1, fail), Event_Time(0));
     EXPECT_EQ(times.before(3, fail), Event_Time(7));
     EXPECT_THROW((void)times.before(6, fail), std::out_of_range);
+    times.put(4, Event_Time(0));
+    EXPECT_EQ(times.before(5, fail), Event_Time(7));
 }
 
 /// Tasks take ranges in order, and some of them lose their cores before they tell of theirs.

@@ -79,7 +79,8 @@ orven::Event_Time Counting_Task::look_up_latest(const Input& input, std::size_t 
     std::array<orven::Photon_Event, 512> memory;
     const std::size_t end = (range + 1) * piece_length;
     orven::Event_Time latest(std::numeric_limits<long>::min());
-    for (std::size_t i = range * piece_length; i < end; i += memory.size()) {
+    for (std::size_t i = range * piece_length; i < end && !input.latestTimes->knows(range);
+         i += memory.size()) {
         const std::span events(memory.data(), std::min(memory.size(), end - i));
         input.file.read_events(i, events);
         latest = std::max(latest, latest_accepted(events, job.filter));

@@ -52,7 +52,7 @@ std::optional<std::size_t> Latest_Times::wait_for_all_before(std::size_t range) 
             return std::nullopt;
         }
         if (Clock::now() - moved > patience) {
-            moved = Clock::now();  // so that one task at a time looks it up
+            moved = Clock::now();  // so that another looks it up only if this takes long
             return nKnown;
         }
     }

@@ -19,12 +19,16 @@ class Latest_Times {
 public:
     Latest_Times();
 
-    /// Tells the largest accepted time in a range, which must be the same if it is told again.
+    /// Tells the largest accepted time in a range; if it is told again, nothing changes.
     /// Throws: std::bad_alloc.
     void put(std::size_t range, orven::Event_Time rangeLatest);
 
+    /// Whether this range and all before it have been told.
+    [[nodiscard]] bool knows(std::size_t range) const noexcept { return range < nKnown; }
+
     /// The largest accepted time before a range, the smallest time there is if there was none; each
-    /// range may ask once. Calls `look_up(late)` for a range before it that is late.
+    /// range may ask once. Calls `look_up(late)` for a range before it that is late, which may
+    /// return anything once `knows(late)`.
     /// Throws: what `look_up` throws, std::bad_alloc.
     [[nodiscard]] orven::Event_Time before(
         std::size_t range, const std::function<orven::Event_Time(std::size_t)>& look_up);
