@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 

@@ -24,7 +24,7 @@ public:
 
 private:
     std::size_t page_size;
-    std::array<std::mutex, 256> locks;  // more than tasks that may work at the same time
+    std::array<std::mutex, 256> locks;  ///< so many that tasks at different pages seldom meet
 };
 
 /// Counts cells for one task: by plain additions in memory of its own, or, where others count in

@@ -35,7 +35,7 @@ struct File_Account {
 
 /// What a run has counted.
 struct Run_Account {
-    std::size_t nIntervals = 0;  ///< trigger intervals of all files that were read to their ends
-    Event_Account events;        ///< complete only if the run was asked for it
+    std::size_t nIntervals = 0;       ///< trigger intervals of all files that did not fail
+    Event_Account events;             ///< complete only if the run was asked for it
     std::vector<File_Account> files;  ///< in list order
 };

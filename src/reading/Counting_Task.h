@@ -42,7 +42,7 @@ public:
     Counting_Task(const Counting_Job& job_, Cell_Counter counter_, std::size_t piece_length_);
 
     /// Works until the queue is empty, and calls `found_work` for each range.
-    /// Throws: what `found_work` throws, and only what goes wrong outside of a file, such as
+    /// Throws: what `found_work` throws, and else only what goes wrong outside of a file, such as
     /// std::bad_alloc while logging.
     void run(Work_Queue& queue, const std::function<void()>& found_work);
 
@@ -56,7 +56,7 @@ private:
     /// The largest accepted time before a range, of which these are the events.
     orven::Event_Time latest_before(const Event_Range& range,
                                     std::span<const orven::Photon_Event> events) const;
-    /// The largest accepted time in a range that another task has.
+    /// The largest accepted time in a range that another task has; gives up when it is told.
     [[nodiscard]] orven::Event_Time look_up_latest(const Input& input, std::size_t range) const;
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);

@@ -38,7 +38,7 @@ public:
 
     /// Calls `visit(events, interval)` for each run of events that lie in one interval. Events
     /// that the filter rejects may be among them, but never move the walk. Returns the events that
-    /// come after the last interval.
+    /// come after the last of these intervals.
     /// Throws: std::invalid_argument "Read Error!".
     template <class Visit>
     std::span<const orven::Photon_Event> walk(std::span<const orven::Photon_Event> piece,
