@@ -7,6 +7,7 @@
 
 #include <exception>
 #include <functional>
+#include <span>
 
 namespace {
 
@@ -29,7 +30,7 @@ bool try_survey(Survey& survey, Progress_Count& nRead) {
     const std::size_t nTasks = default_task_count();
     Survey_Queue queue(survey.files);
     std::vector<Survey_Task> tasks(nTasks);
-    run_concurrently(
+    const std::size_t nUsed = run_concurrently(
         nTasks,
         [&](std::size_t i, const auto& found_work) { work(tasks[i], queue, nRead, found_work); },
         [&] { queue.stop(); });
@@ -37,7 +38,7 @@ bool try_survey(Survey& survey, Progress_Count& nRead) {
         return false;
     }
     queue.sum_up(survey);
-    for (Survey_Task& task : tasks) {
+    for (Survey_Task& task : std::span(tasks).first(nUsed)) {
         task.sum_up(survey);
     }
     return true;
