@@ -1,3 +1,4 @@
+#include "asleep.h"
 #include "reading/Work_Queue.h"
 #include "recordings.h"
 
@@ -7,9 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <iterator>
@@ -78,9 +77,11 @@ TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_s
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     queue.finish(0);
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
-    queue.finish(1);
-    while_opening = [&] { queue.stop(); };
+    queue.stop();
     EXPECT_EQ(take_from(queue), nothing);
+    Work_Queue stopped(paths, Parameters::ignore, On_Failure::log, sharing);
+    while_opening = [&] { stopped.stop(); };
+    EXPECT_EQ(take_from(stopped), nothing);
 }
 
 TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
@@ -98,16 +99,6 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     queue.fail(0, failure("of the first"));
     queue.fail(1, failure("of the second"));
     EXPECT_EQ(message(), "of the first");
-}
-
-/// Runs until `helper` has ended, or until nothing is left for its thread but to wait.
-void run_until_asleep(pid_t thread, const std::future<long>& helper) {
-    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
-    char state = 'R';
-    while (state != 'S' && helper.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        std::ifstream stat(path);
-        stat.ignore(1000, ')') >> state;
-    }
 }
 
 /// Lets another task ask for a range while the next file is being opened, until it has one or
