@@ -1,3 +1,4 @@
+#include "asleep.h"
 #include "binning/Binning_Events.h"
 #include "reading/count_files.h"
 #include "recordings.h"
@@ -7,10 +8,15 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <future>
+#include <mutex>
 #include <numeric>
 #include <random>
+#include <stdexcept>
 #include <thread>
 #include <tuple>
 
@@ -136,6 +142,39 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
 }
 
+/// The events after the late one are before the interval that the walk has reached by then.
+TEST(Counting_Task, finds_the_latest_event_in_the_range_of_a_task_that_lost_its_core) {
+    const Folder folder;
+    const Parameters record = parameters_from({"-x", "1", "-t", "1", "-T", "2"});
+    const orven::Photon_Filter filter({0, 1}, {});
+    for (const std::size_t late : {0U, 511U, 512U, 999U, 1001U}) {
+        std::vector<Photon_Event> events(1100, event(0, 0, -25));
+        events[late] = event(0, 0, -15);
+        const std::vector files{folder.write("a", recording(events, {{-30, -20, -10}}))};
+        constexpr Sharing sharing{2, 1000};
+        Work_Queue queue(files, Parameters::frameSync, On_Failure::log, sharing);
+        (void)queue.take();
+        Counting_Image<3> image({2, 1, 1});
+        const Counting_Job job{Parameters::frameSync, Frame_Placement(record), filter,
+                               image.get_content()};
+        Counting_Task(job, Cell_Counter(image.get_content(), false), sharing.piece_length)
+            .run(queue, [] {});
+        EXPECT_EQ(image[0], late < 1000 ? 0 : late - 1000) << late;
+    }
+}
+
+TEST(Counting_Task, what_cannot_be_started_is_no_failure_of_a_file) {
+    const Folder folder;
+    const std::vector files{folder.write("a", recording({event(0, 0)}))};
+    Work_Queue queue(files, Parameters::ignore, On_Failure::log, {2, 100});
+    Counting_Image<2> image({1, 1});
+    const Counting_Job job{Parameters::ignore, Integrated_Placement(parameters_from({"-x", "1"})),
+                           orven::Photon_Filter({0, 1}, {}), image.get_content()};
+    Counting_Task task(job, Cell_Counter(image.get_content(), false), 100);
+    EXPECT_THROW(task.run(queue, [] { throw std::runtime_error("no thread"); }),
+                 std::runtime_error);
+}
+
 TEST(count_files, each_of_many_tiny_files_is_counted_once) {
     constexpr unsigned nFiles = 20'000;
     const Folder folder;
@@ -195,14 +234,39 @@ TEST(Private_Counters, images_to_32_MiB_are_counted_apart_in_little_of_the_memor
     EXPECT_FALSE(counts_apart(nMost, nTasks + 2));
 }
 
+TEST(Cell_Counter, counts_in_a_page_while_no_other_task_does) {
+    Counting_Image<2> image({1, 30});
+    Page_Locks pages(10);
+    std::unique_lock lock(pages.lock_of(1));
+    std::promise<pid_t> thread;
+    std::future<void> other = std::async(std::launch::async, [&] {
+        const std::vector<std::size_t> positions{0, 0, 9, 10, 19, 19, 20};
+        Cell_Counter counter(image.get_content(), true, &pages);
+        thread.set_value(gettid());
+        counter.count(positions);
+    });
+    run_until_asleep(thread.get_future().get(), other);
+    const auto counts = [&] {
+        return std::vector<unsigned>{image[0], image[9], image[10], image[19], image[20]};
+    };
+    EXPECT_EQ(counts(), (std::vector{2U, 1U, 0U, 0U, 0U}));
+    EXPECT_TRUE(std::unique_lock(pages.lock_of(0), std::try_to_lock));
+    lock.unlock();
+    other.get();
+    EXPECT_EQ(counts(), (std::vector{2U, 1U, 1U, 2U, 1U}));
+}
+
 TEST(Private_Counters, tasks_that_share_an_image_lose_no_count) {
-    constexpr unsigned nRounds = 200'000;
+    constexpr unsigned nRounds = 1'000'000;
     const std::vector<std::size_t> positions{0, 0, 9, 0, 10, 19, 10, 10};
     for (const std::optional<std::size_t> frame_size : {std::optional<std::size_t>(), {10}}) {
         Counting_Image<2> image({1, (std::size_t{32} << 20) / sizeof(Counter) + 1});
         Private_Counters counters(image.get_content(), 2, frame_size);
+        std::atomic<int> nReady = 0;
         const auto count_all = [&](std::size_t task) {
             Cell_Counter counter = counters.counter_of(task);
+            for (++nReady; nReady < 2;) {  // what loses counts is short: none may end too early
+            }
             for (unsigned i = 0; i < nRounds; ++i) {
                 counter.count(positions);
             }
