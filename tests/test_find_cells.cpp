@@ -116,4 +116,9 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
     }
 }
 
+TEST(frame_size, is_how_far_frames_lie_apart) {
+    const Frame_Placement frames(parameters_from({"-x", "5", "-y", "3", "-t", "1", "-T", "2"}));
+    EXPECT_EQ(frame_size(frames), frames.place(event(0, 0), orven::Event_Time(0), 1).cell);
+}
+
 }  // namespace
