@@ -93,9 +93,6 @@ Cell_Counter Private_Counters::counter_of(std::size_t task) noexcept {
 }
 
 void Private_Counters::merge_part(std::size_t part, std::size_t nUsed) noexcept {
-    if (counters.empty()) {
-        return;
-    }
     const std::size_t begin = image.size() * part / nUsed;
     const std::size_t end = image.size() * (part + 1) / nUsed;
     for (std::size_t task = 0; task < nUsed; ++task) {

@@ -62,6 +62,9 @@ public:
 
     [[nodiscard]] Cell_Counter counter_of(std::size_t task) noexcept;
 
+    /// Whether tasks count in the image itself.
+    [[nodiscard]] bool empty() const noexcept { return counters.empty(); }
+
     /// Adds one of `nUsed` parts of the counters of the first `nUsed` tasks to the image.
     /// Threads: each may merge a part of its own, when nobody counts any more.
     void merge_part(std::size_t part, std::size_t nUsed) noexcept;

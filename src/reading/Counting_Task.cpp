@@ -53,9 +53,10 @@ bool Counting_Task::add_intervals(const Event_Range& range) {
                               const Interval& interval) { find(events, interval); };
     for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
          i += piece_length) {
+        const auto began = Latest_Times::Clock::now();
         const auto events = read_piece(range, i);
         if (range.input->latestTimes != nullptr) {
-            walk->go_to(latest_before(range, events));
+            walk->go_to(latest_before(range, events, began));
         }
         const auto rest = walk->walk(events, job.filter, visit);
         if (job.keepAccount) {
@@ -67,10 +68,12 @@ bool Counting_Task::add_intervals(const Event_Range& range) {
 }
 
 orven::Event_Time Counting_Task::latest_before(const Event_Range& range,
-                                               std::span<const orven::Photon_Event> events) const {
+                                               std::span<const orven::Photon_Event> events,
+                                               Latest_Times::Clock::time_point began) const {
     Latest_Times& times = *range.input->latestTimes;
     const std::size_t number = range.first / piece_length;
-    times.put(number, latest_accepted(events, job.filter));
+    const orven::Event_Time latest = latest_accepted(events, job.filter);
+    times.put(number, latest, Latest_Times::Clock::now() - began);
     return times.before(number,
                         [&](std::size_t earlier) { return look_up_latest(*range.input, earlier); });
 }

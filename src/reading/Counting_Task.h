@@ -8,6 +8,7 @@
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
 #include "progress/Progress_Count.h"
+#include "reading/Latest_Times.h"
 #include "reading/Trigger_Walk.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
@@ -53,9 +54,11 @@ private:
     void add_events(const Event_Range& range);
     /// Tells whether events that are left of the file may still lie in an interval.
     bool add_intervals(const Event_Range& range);
-    /// The largest accepted time before a range, of which these are the events.
+    /// The largest accepted time before a range, of which these are the events; when it `began` to
+    /// be read.
     orven::Event_Time latest_before(const Event_Range& range,
-                                    std::span<const orven::Photon_Event> events) const;
+                                    std::span<const orven::Photon_Event> events,
+                                    Latest_Times::Clock::time_point began) const;
     /// The largest accepted time in a range that another task has; gives up when it is told.
     [[nodiscard]] orven::Event_Time look_up_latest(const Input& input, std::size_t range) const;
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);

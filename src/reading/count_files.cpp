@@ -59,7 +59,9 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     if (onFailure == On_Failure::end_run) {
         queue.rethrow_failure();
     }
-    merge(counters, nUsed);
+    if (!counters.empty()) {
+        merge(counters, nUsed);
+    }
     Run_Account account;
     for (const Counting_Task& task : tasks) {
         account.events += task.get_account();
