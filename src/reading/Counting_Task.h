@@ -56,9 +56,9 @@ private:
     bool add_intervals(const Event_Range& range);
     /// The largest accepted time before a range, of which these are the events; when it `began` to
     /// be read.
-    orven::Event_Time latest_before(const Event_Range& range,
-                                    std::span<const orven::Photon_Event> events,
-                                    Latest_Times::Clock::time_point began) const;
+    [[nodiscard]] orven::Event_Time latest_before(const Event_Range& range,
+                                                  std::span<const orven::Photon_Event> events,
+                                                  Latest_Times::Clock::time_point began) const;
     /// The largest accepted time in a range that another task has; gives up when it is told.
     [[nodiscard]] orven::Event_Time look_up_latest(const Input& input, std::size_t range) const;
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);

@@ -182,7 +182,7 @@ Event_Range Work_Queue::take_range() {
     const std::size_t first = rest.next;
     const std::size_t nEvents = rest.input->file.index().events.nRecords;
     rest.next += std::min(range_length(rest), nEvents - first);
-    const Event_Range range{rest.input, first, rest.next};
+    Event_Range range{rest.input, first, rest.next};
     if (rest.next == nEvents) {
         opened.pop_front();
     }
