@@ -141,9 +141,9 @@ public:
     [[nodiscard]] HWY_INLINE Mask accept(const Event_Lanes& events) const {
         // One comparison for both bounds, of differences that wrap.
         const auto difference = as_signed(hn::Sub(events.nPhotons, count_min));
-        const auto in_counts = hn::RebindMask(Real(), hn::Not(hn::Gt(difference, count_range)));
+        const auto out_of_counts = hn::RebindMask(Real(), hn::Gt(difference, count_range));
         const auto in_psds = hn::And(hn::Ge(events.psd, psd_min), hn::Le(events.psd, psd_max));
-        return hn::And(hn::And(in_counts, any_count), hn::Or(in_psds, any_psd));
+        return hn::AndNot(out_of_counts, hn::Or(in_psds, any_psd));
     }
 
 private:
@@ -153,10 +153,14 @@ private:
                  const orven::Photon_Filters::PSD_Core& psds)
         : count_min(hn::Set(Whole(), counts.min)),
           count_range(as_signed(hn::Set(Whole(), counts.max - counts.min))),
-          psd_min(hn::Set(Real(), psds.min.value_or(-infinity))),
-          psd_max(hn::Set(Real(), psds.max.value_or(infinity))),
-          any_count(all_if(counts.min <= counts.max)),
-          any_psd(all_if(!psds.min && !psds.max)) {}
+          // Where no count is accepted, no PSD is either.
+          psd_min(hn::Set(Real(), no_count(counts) ? infinity : psds.min.value_or(-infinity))),
+          psd_max(hn::Set(Real(), no_count(counts) ? -infinity : psds.max.value_or(infinity))),
+          any_psd(all_if(!no_count(counts) && !psds.min && !psds.max)) {}
+
+    static bool no_count(const orven::Photon_Filters::NPhotons_Core& counts) {
+        return counts.min > counts.max;
+    }
 
     /// Unsigned numbers in the order of signed ones.
     static HWY_INLINE Signed_Lanes as_signed(Whole_Lanes number) {
@@ -172,7 +176,6 @@ private:
     Signed_Lanes count_range;
     Real_Lanes psd_min;
     Real_Lanes psd_max;
-    Mask any_count;
     Mask any_psd;
 };
 
@@ -224,6 +227,11 @@ public:
                 column_quotient, row_quotient};
     }
 
+    /// The cell in the only page.
+    [[nodiscard]] HWY_INLINE Real_Lanes cell(const Grid_Places& places) const {
+        return columns.cell(hn::Trunc(places.row), places.column);
+    }
+
     /// The cell in a page after so many complete pages.
     [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes page, const Grid_Places& places) const {
         return columns.cell(rows.cell(page, places.row), places.column);
@@ -259,7 +267,7 @@ public:
 
     [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
         const auto places = grid.place(x_of(events), y_of(events));
-        return {places.inside, to_whole(grid.cell(hn::Zero(Real()), places))};
+        return {places.inside, to_whole(grid.cell(places))};
     }
 
 private:
@@ -327,6 +335,20 @@ HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) 
     const Whole whole;
     return hn::CompressStore(cells, hn::RebindMask(whole, chosen), whole,
                              reinterpret_cast<std::uint64_t*>(end));
+}
+
+#elif HWY_TARGET == HWY_SSE4
+
+/// Appends the cells of the chosen ones of two lanes; writes one more.
+HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
+    const hn::Half<Whole> half;
+    auto* const next = reinterpret_cast<std::uint64_t*>(end);
+    std::uint8_t bits[8] = {};
+    hn::StoreMaskBits(Real(), chosen, bits);
+    const std::size_t first = bits[0] & 1U;
+    hn::StoreU(hn::LowerHalf(half, cells), half, next);
+    hn::StoreU(hn::UpperHalf(half, cells), half, next + first);
+    return first + (bits[0] >> 1U);
 }
 
 #else
