@@ -118,7 +118,7 @@ void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
     } else if (input != nullptr) {
         offer(input);
     }
-    changed.notify_all();
+    changed.notify_all();  // before the failure is told: logging it may throw
     if (failure != nullptr) {
         lock.unlock();
         fail(fileIndex, failure);
