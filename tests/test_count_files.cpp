@@ -143,7 +143,7 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
 }
 
 /// The events after the late one are before the interval that the walk has reached by then.
-TEST(Counting_Task, finds_the_latest_event_in_the_range_of_a_task_that_lost_its_core) {
+TEST(Counting_Task, looks_up_how_far_the_range_of_a_task_reaches_that_lost_its_core) {
     const Folder folder;
     const Parameters record = parameters_from({"-x", "1", "-t", "1", "-T", "2"});
     const orven::Photon_Filter filter({0, 1}, {});

@@ -41,14 +41,6 @@ Found find_one_by_one(Kind placement, Events events,
     return {nAccepted, nCells};
 }
 
-orven::Event_Time latest_one_by_one(Events events, const orven::Photon_Filter& filter) {
-    orven::Event_Time latest(std::numeric_limits<long>::min());
-    for (const orven::Photon_Event& event : events) {
-        latest = filter.accepts(event) ? std::max(latest, event.time) : latest;
-    }
-    return latest;
-}
-
 std::size_t count_one_by_one(Events events, const orven::Photon_Filter& filter) {
     std::size_t nAccepted = 0;
     for (const orven::Photon_Event& event : events) {
@@ -63,10 +55,6 @@ template <class Kind>
 Found find(const Kind& placement, Events events, const orven::Photon_Filter& filter,
            const Interval& interval, std::size_t* cells) noexcept {
     return find_one_by_one(placement, events, filter, interval, cells);
-}
-
-orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
-    return latest_one_by_one(events, filter);
 }
 
 std::size_t count_events(Events events, const orven::Photon_Filter& filter) {
@@ -405,25 +393,6 @@ Found find(const Kind& placement, Events events, const orven::Photon_Filter& fil
     return {found.nAccepted + last.nAccepted, found.nCells + last.nCells};
 }
 
-orven::Event_Time find_latest(Events events, const orven::Photon_Filter& filter) {
-    const auto [whole, rest] = split(events);
-    const Filter_Lanes filter_lanes(filter);
-    auto latest = hn::Set(Signed(), std::numeric_limits<std::int64_t>::min());
-    for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
-        const Event_Lanes lanes = load(&whole[i]);
-        const auto accepted = hn::RebindMask(Signed(), filter_lanes.accept(lanes));
-        const auto time = hn::BitCast(Signed(), lanes.time);
-        latest = hn::IfThenElse(hn::And(accepted, hn::Gt(time, latest)), time, latest);
-    }
-    alignas(64) std::int64_t times[hn::MaxLanes(Signed())];
-    hn::Store(latest, Signed(), times);
-    orven::Event_Time result = latest_one_by_one(rest, filter);
-    for (std::size_t i = 0; i < hn::Lanes(Signed()); ++i) {
-        result = std::max(result, orven::Event_Time(times[i]));
-    }
-    return result;
-}
-
 std::size_t count_events(Events events, const orven::Photon_Filter& filter) {
     const auto [whole, rest] = split(events);
     const Filter_Lanes filter_lanes(filter);
@@ -468,7 +437,6 @@ namespace find_cells_kernels {
 HWY_EXPORT(find_integrated);
 HWY_EXPORT(find_time_bins);
 HWY_EXPORT(find_frames);
-HWY_EXPORT(find_latest);
 HWY_EXPORT(count_events);
 
 Found find(const Integrated_Placement& placement, const auto&... rest) noexcept {
@@ -479,11 +447,6 @@ Found find(const Time_Bin_Placement& placement, const auto&... rest) noexcept {
 }
 Found find(const Frame_Placement& placement, const auto&... rest) noexcept {
     return HWY_DYNAMIC_DISPATCH(find_frames)(placement, rest...);
-}
-
-orven::Event_Time latest(std::span<const orven::Photon_Event> events,
-                         const orven::Photon_Filter& filter) {
-    return HWY_DYNAMIC_DISPATCH(find_latest)(events, filter);
 }
 
 std::size_t accepted(std::span<const orven::Photon_Event> events,
@@ -502,11 +465,6 @@ Found find_cells(const Placement& placement, std::span<const orven::Photon_Event
             return find_cells_kernels::find(kind, events, filter, interval, cells.data());
         },
         placement);
-}
-
-orven::Event_Time latest_accepted(std::span<const orven::Photon_Event> events,
-                                  const orven::Photon_Filter& filter) noexcept {
-    return find_cells_kernels::latest(events, filter);
 }
 
 std::size_t count_accepted(std::span<const orven::Photon_Event> events,

@@ -26,7 +26,3 @@ Found find_cells(const Placement& placement, std::span<const orven::Photon_Event
 /// How many of the events pass the filter.
 [[nodiscard]] std::size_t count_accepted(std::span<const orven::Photon_Event> events,
                                          const orven::Photon_Filter& filter) noexcept;
-
-/// The largest time of all events that pass the filter; the smallest time there is if none does.
-[[nodiscard]] orven::Event_Time latest_accepted(std::span<const orven::Photon_Event> events,
-                                                const orven::Photon_Filter& filter) noexcept;

@@ -65,6 +65,11 @@ public:
     /// Whether tasks count in the image itself.
     [[nodiscard]] bool empty() const noexcept { return counters.empty(); }
 
+    /// Beside the image.
+    [[nodiscard]] std::size_t bytes_per_task() const noexcept {
+        return counters.size() / nTasks * sizeof(Counter);
+    }
+
     /// Adds one of `nUsed` parts of the counters of the first `nUsed` tasks to the image.
     /// Threads: each may merge a part of its own, when nobody counts any more.
     void merge_part(std::size_t part, std::size_t nUsed) noexcept;

@@ -1,7 +1,5 @@
 #include "reading/Counting_Task.h"
 
-#include "binning/find_cells.h"
-
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -15,7 +13,7 @@ Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass
       counter(counter_),
       piece_length(piece_length_),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(piece_length_)),
-      found(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {
+      cells(std::make_unique_for_overwrite<std::size_t[]>(piece_length_)) {
     assert(piece_length > 0);
 }
 
@@ -23,7 +21,7 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
     while (const std::optional<Event_Range> range = queue.take()) {
         found_work();
         const std::size_t fileIndex = range->input->index;
-        nFound = 0;
+        found = {};
         try {
             if (job.mode == Parameters::ignore) {
                 add_events(*range);
@@ -46,49 +44,66 @@ void Counting_Task::add_events(const Event_Range& range) {
 bool Counting_Task::add_intervals(const Event_Range& range) {
     if (walked.lock() != range.input) {
         walked = range.input;
-        walk.emplace(range.input->file, range.input->triggersAscend, range.input->firstFrame,
-                     end_frame(job.placement));
+        walk.emplace(walk_of(*range.input));
     }
-    const auto visit = [this](std::span<const orven::Photon_Event> events,
-                              const Interval& interval) { find(events, interval); };
     for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
          i += piece_length) {
-        const auto began = Latest_Times::Clock::now();
-        const auto events = read_piece(range, i);
-        if (range.input->latestTimes != nullptr) {
-            walk->go_to(latest_before(range, events, began));
-        }
-        const auto rest = walk->walk(events, job.filter, visit);
-        if (job.keepAccount) {
-            account.accepted += count_accepted(rest, job.filter);
+        if (range.input->sharedWalk == nullptr) {
+            walk_on(read_piece(range, i));
+        } else {
+            share_walk(*range.input->sharedWalk, range, i);
         }
         count_found();
     }
     return job.keepAccount || !walk->finished();
 }
 
-orven::Event_Time Counting_Task::latest_before(const Event_Range& range,
-                                               std::span<const orven::Photon_Event> events,
-                                               Latest_Times::Clock::time_point began) const {
-    Latest_Times& times = *range.input->latestTimes;
-    const std::size_t number = range.first / piece_length;
-    const orven::Event_Time latest = latest_accepted(events, job.filter);
-    times.put(number, latest, Latest_Times::Clock::now() - began);
-    return times.before(number,
-                        [&](std::size_t earlier) { return look_up_latest(*range.input, earlier); });
+void Counting_Task::share_walk(Shared_Walk& shared, const Event_Range& range, std::size_t first) {
+    const std::size_t number = first / piece_length;
+    const auto began = Shared_Walk::Clock::now();
+    const auto events = read_piece(range, first);
+    const std::size_t first_counted = walk_on(events);
+    shared.put(number, walk->reached(), Shared_Walk::Clock::now() - began);
+    const std::size_t start = shared.before(
+        number, [&](std::size_t late) { return look_up_reached(*range.input, late); });
+    if (first_counted < start) {
+        found = {};
+        walk->go_to(start);
+        walk_on(events);
+    }
 }
 
-orven::Event_Time Counting_Task::look_up_latest(const Input& input, std::size_t range) const {
+std::size_t Counting_Task::walk_on(std::span<const orven::Photon_Event> events) {
+    std::optional<std::size_t> first_counted;
+    const auto rest =
+        walk->walk(events, job.filter,
+                   [&](std::span<const orven::Photon_Event> run, const Interval& interval) {
+                       find(run, interval);
+                       if (!first_counted && found.nAccepted > 0) {
+                           first_counted = walk->reached();
+                       }
+                   });
+    if (job.keepAccount) {
+        found.nAccepted += count_accepted(rest, job.filter);
+    }
+    return first_counted.value_or(std::numeric_limits<std::size_t>::max());
+}
+
+std::size_t Counting_Task::look_up_reached(const Input& input, std::size_t range) const {
     std::array<orven::Photon_Event, 512> memory;
+    Trigger_Walk late_walk = walk_of(input);
     const std::size_t end = (range + 1) * piece_length;
-    orven::Event_Time latest(std::numeric_limits<long>::min());
-    for (std::size_t i = range * piece_length; i < end && !input.latestTimes->knows(range);
+    for (std::size_t i = range * piece_length; i < end && !input.sharedWalk->knows(range);
          i += memory.size()) {
         const std::span events(memory.data(), std::min(memory.size(), end - i));
         input.file.read_events(i, events);
-        latest = std::max(latest, latest_accepted(events, job.filter));
+        late_walk.walk(events, job.filter, [](const auto& /*run*/, const auto& /*interval*/) {});
     }
-    return latest;
+    return late_walk.reached();
+}
+
+Trigger_Walk Counting_Task::walk_of(const Input& input) const noexcept {
+    return {input.file, input.triggersAscend, input.firstFrame, end_frame(job.placement)};
 }
 
 std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range& range,
@@ -103,14 +118,15 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
 }
 
 void Counting_Task::find(std::span<const orven::Photon_Event> events, const Interval& interval) {
-    const std::span room(found.get() + nFound, piece_length - nFound);
+    const std::span room(cells.get() + found.nCells, piece_length - found.nCells);
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
-    nFound += now.nCells;
-    account.accepted += now.nAccepted;
+    found.nAccepted += now.nAccepted;
+    found.nCells += now.nCells;
 }
 
 void Counting_Task::count_found() noexcept {
-    counter.count(std::span(found.get(), nFound));
-    account.counted += nFound;
-    nFound = 0;
+    counter.count(std::span(cells.get(), found.nCells));
+    account.accepted += found.nAccepted;
+    account.counted += found.nCells;
+    found = {};
 }

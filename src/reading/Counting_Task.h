@@ -4,11 +4,12 @@
 #include "Filters_Events.h"
 #include "binning/Interval.h"
 #include "binning/Placement.h"
+#include "binning/find_cells.h"
 #include "counting/Cell_Counter.h"
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
 #include "progress/Progress_Count.h"
-#include "reading/Latest_Times.h"
+#include "reading/Shared_Walk.h"
 #include "reading/Trigger_Walk.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
@@ -54,13 +55,17 @@ private:
     void add_events(const Event_Range& range);
     /// Tells whether events that are left of the file may still lie in an interval.
     bool add_intervals(const Event_Range& range);
-    /// The largest accepted time before a range, of which these are the events; when it `began` to
-    /// be read.
-    [[nodiscard]] orven::Event_Time latest_before(const Event_Range& range,
-                                                  std::span<const orven::Photon_Event> events,
-                                                  Latest_Times::Clock::time_point began) const;
-    /// The largest accepted time in a range that another task has; gives up when it is told.
-    [[nodiscard]] orven::Event_Time look_up_latest(const Input& input, std::size_t range) const;
+    /// Finds the cells of a range's events, beginning with `first`, in a file whose other ranges
+    /// other tasks walk. Walks on from where its own last range began or ended, and again only if
+    /// events in between turn out to have reached a later interval than the one it began with.
+    void share_walk(Shared_Walk& shared, const Event_Range& range, std::size_t first);
+    /// Finds the cells of events from the interval on that the walk has reached. Returns the one
+    /// of the first event that the filter accepts, or the largest number there is.
+    std::size_t walk_on(std::span<const orven::Photon_Event> events);
+    /// The interval that a range, which another task has, reaches by itself; gives up when it is
+    /// told.
+    [[nodiscard]] std::size_t look_up_reached(const Input& input, std::size_t range) const;
+    [[nodiscard]] Trigger_Walk walk_of(const Input& input) const noexcept;
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found() noexcept;
@@ -69,8 +74,8 @@ private:
     Cell_Counter counter;
     std::size_t piece_length;
     std::unique_ptr<orven::Photon_Event[]> piece;
-    std::unique_ptr<std::size_t[]> found;  ///< cells of the piece's events
-    std::size_t nFound = 0;
+    std::unique_ptr<std::size_t[]> cells;  ///< of the piece's events
+    Found found{};                         ///< in the piece
     Event_Account account;
     std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
     std::weak_ptr<const Input> walked;  ///< does not keep the file open

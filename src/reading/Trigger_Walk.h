@@ -24,14 +24,12 @@ public:
           nIntervals(
               std::min(file.index().nIntervals(), endFrame - std::min(firstFrame_, endFrame))) {}
 
-    /// Goes on to the interval that the walk has reached after events up to this time. Right only
-    /// where triggers ascend.
-    /// Throws: std::invalid_argument "Read Error!".
-    void go_to(orven::Event_Time latest) {
-        if (!finished()) {
-            current = triggers.first_after(latest, current + 1) - 1;
-        }
-    }
+    /// The interval that the walk has reached, counted from the file's first; all are behind it
+    /// when it is the number of intervals, or more.
+    [[nodiscard]] std::size_t reached() const noexcept { return current; }
+
+    /// Goes on, or back, to where a walk has reached this interval.
+    void go_to(std::size_t interval) noexcept { current = interval; }
 
     /// True when no further event of the file lies in an interval before the end.
     [[nodiscard]] bool finished() const noexcept { return current >= nIntervals; }

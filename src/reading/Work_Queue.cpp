@@ -163,14 +163,14 @@ std::shared_ptr<Input> Work_Queue::open(std::size_t fileIndex) const {
         }
         input->triggersAscend = triggers_ascend(input->file);
         if (sharing.nTasks > 1 && input->triggersAscend) {
-            input->latestTimes = std::make_unique<Latest_Times>();
+            input->sharedWalk = std::make_unique<Shared_Walk>();
         }
     }
     return input;
 }
 
 std::size_t Work_Queue::range_length(const Rest& rest) const noexcept {
-    if (rest.input->latestTimes != nullptr) {
+    if (rest.input->sharedWalk != nullptr) {
         return sharing.piece_length;
     }
     return mode == Parameters::ignore ? sharing.piece_length * pieces_per_range

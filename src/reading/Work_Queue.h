@@ -2,7 +2,7 @@
 
 #include "Event_File.h"
 #include "counting/Run_Account.h"
-#include "reading/Latest_Times.h"
+#include "reading/Shared_Walk.h"
 #include "settings/Parameters.h"
 
 #include <condition_variable>
@@ -30,7 +30,7 @@ struct Input {
     orven::Event_File file;
     bool triggersAscend = false;  ///< in modes that use triggers
     std::size_t firstFrame = 0;   ///< number of the first trigger interval, in mode `frameSync`
-    std::unique_ptr<Latest_Times> latestTimes;  ///< of its ranges, if tasks share a walk
+    std::unique_ptr<Shared_Walk> sharedWalk;  ///< if tasks share its ranges
 
     /// Throws: as `Event_File`.
     Input(std::size_t index_, const std::string& path) : index(index_), file(path) {}

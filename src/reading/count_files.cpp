@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <vector>
 
 namespace {
@@ -18,6 +19,13 @@ std::size_t count_intervals(const std::vector<File_Account>& files) {
         nIntervals += counts ? *file.nTriggers - 1 : 0;
     }
     return nIntervals;
+}
+
+/// The system must clear a task's counters, and they are added up: this takes about a millisecond
+/// for each MiB.
+std::chrono::milliseconds work_per_start(std::size_t bytes_of_counters) {
+    constexpr std::chrono::milliseconds work_per_MiB(20);
+    return least_work_per_start + (bytes_of_counters >> 20U) * work_per_MiB;
 }
 
 /// Adds the counters of the tasks that have been used to the image.
@@ -55,7 +63,7 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     Work_Queue queue(files, job.mode, onFailure, sharing, job.firstFrame);
     const std::size_t nUsed = run_concurrently(
         nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
-        [&] { queue.stop(); });
+        [&] { queue.stop(); }, work_per_start(counters.bytes_per_task()));
     if (onFailure == On_Failure::end_run) {
         queue.rethrow_failure();
     }
