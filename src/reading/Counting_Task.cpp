@@ -62,11 +62,12 @@ void Counting_Task::share_walk(Shared_Walk& shared, const Event_Range& range, st
     const std::size_t number = first / piece_length;
     const auto began = Shared_Walk::Clock::now();
     const auto events = read_piece(range, first);
-    const std::size_t first_counted = walk_on(events);
+    const std::size_t first_accepted = walk_on(events);
     shared.put(number, walk->reached(), Shared_Walk::Clock::now() - began);
     const std::size_t start = shared.before(
         number, [&](std::size_t late) { return look_up_reached(*range.input, late); });
-    if (first_counted < start) {
+    // Otherwise a walk from `start` comes to the same interval at the first accepted event.
+    if (first_accepted < start) {
         found = {};
         walk->go_to(start);
         walk_on(events);
@@ -74,19 +75,19 @@ void Counting_Task::share_walk(Shared_Walk& shared, const Event_Range& range, st
 }
 
 std::size_t Counting_Task::walk_on(std::span<const orven::Photon_Event> events) {
-    std::optional<std::size_t> first_counted;
+    std::size_t first_accepted = std::numeric_limits<std::size_t>::max();
     const auto rest =
         walk->walk(events, job.filter,
                    [&](std::span<const orven::Photon_Event> run, const Interval& interval) {
                        find(run, interval);
-                       if (!first_counted && found.nAccepted > 0) {
-                           first_counted = walk->reached();
+                       if (found.nAccepted > 0) {
+                           first_accepted = std::min(first_accepted, walk->reached());
                        }
                    });
     if (job.keepAccount) {
         found.nAccepted += count_accepted(rest, job.filter);
     }
-    return first_counted.value_or(std::numeric_limits<std::size_t>::max());
+    return first_accepted;
 }
 
 std::size_t Counting_Task::look_up_reached(const Input& input, std::size_t range) const {
