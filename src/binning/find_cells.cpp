@@ -2,7 +2,6 @@
 
 #include "Branchless.h"
 
-#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cstdint>
