@@ -65,7 +65,7 @@ public:
     /// Whether tasks count in the image itself.
     [[nodiscard]] bool empty() const noexcept { return counters.empty(); }
 
-    /// Beside the image.
+    /// What the counters of a task's own take; 0 where tasks count in the image itself.
     [[nodiscard]] std::size_t bytes_per_task() const noexcept {
         return counters.size() / nTasks * sizeof(Counter);
     }

@@ -56,11 +56,11 @@ private:
     /// Tells whether events that are left of the file may still lie in an interval.
     bool add_intervals(const Event_Range& range);
     /// Finds the cells of a range's events, beginning with `first`, in a file whose other ranges
-    /// other tasks walk. Walks on from where its own last range began or ended, and again only if
-    /// events in between turn out to have reached a later interval than the one it began with.
+    /// other tasks walk. Walks on from where its own last range ended, and again only if the ranges
+    /// before this one turn out to reach a later interval than that of its first accepted event.
     void share_walk(Shared_Walk& shared, const Event_Range& range, std::size_t first);
     /// Finds the cells of events from the interval on that the walk has reached. Returns the one
-    /// of the first event that the filter accepts, or the largest number there is.
+    /// of the first event that the filter accepts; the largest number there is if none is in one.
     std::size_t walk_on(std::span<const orven::Photon_Event> events);
     /// The interval that a range, which another task has, reaches by itself; gives up when it is
     /// told.

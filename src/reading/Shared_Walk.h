@@ -17,8 +17,9 @@ class Shared_Walk {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Tells the interval that the events of a range reach by themselves, and how long it took to
-    /// read and to walk them; nothing changes if the range is known already.
+    /// Tells the interval that a walk along a range reaches, whether it began with the first one or
+    /// with one that ranges before have reached, and how long it took to read and to walk it.
+    /// Nothing changes if the range is known already.
     /// Throws: std::bad_alloc.
     void put(std::size_t range, std::size_t reached, Clock::duration took);
 

@@ -24,11 +24,11 @@ public:
           nIntervals(
               std::min(file.index().nIntervals(), endFrame - std::min(firstFrame_, endFrame))) {}
 
-    /// The interval that the walk has reached, counted from the file's first; all are behind it
-    /// when it is the number of intervals, or more.
+    /// The interval that the walk has reached, counted from the file's first; one that is not
+    /// walked any more, or does not exist, when `finished()`.
     [[nodiscard]] std::size_t reached() const noexcept { return current; }
 
-    /// Goes on, or back, to where a walk has reached this interval.
+    /// Goes on, or back, to an interval that `reached()` has told.
     void go_to(std::size_t interval) noexcept { current = interval; }
 
     /// True when no further event of the file lies in an interval before the end.

@@ -21,8 +21,8 @@ std::size_t count_intervals(const std::vector<File_Account>& files) {
     return nIntervals;
 }
 
-/// The system must clear a task's counters, and they are added up: this takes about a millisecond
-/// for each MiB.
+/// What starting one more task must be worth: beside the least, twenty times as long as it takes to
+/// clear its counters and to add them up, which is about a millisecond for each MiB.
 std::chrono::milliseconds work_per_start(std::size_t bytes_of_counters) {
     constexpr std::chrono::milliseconds work_per_MiB(20);
     return least_work_per_start + (bytes_of_counters >> 20U) * work_per_MiB;

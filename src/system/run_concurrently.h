@@ -16,7 +16,7 @@ inline constexpr std::chrono::milliseconds least_work_per_start(100);
 /// once, and one more each time they have worked for `work_per_start`, waiting not counted. So
 /// where there is little work few tasks are started, and those beyond the cores that are free only
 /// as the work goes on. When a task throws, `stop()` is called, and the exception is thrown when
-/// all have ended. Returns how many tasks, from the first on, have been run. Throws:
-/// std::system_error if a thread cannot be started, std::bad_alloc.
+/// all have ended. Returns how many tasks, from the first on, have been run.
+/// Throws: std::system_error if a thread cannot be started, std::bad_alloc.
 std::size_t run_concurrently(std::size_t n, const Task& task, const std::function<void()>& stop,
                              std::chrono::milliseconds work_per_start = least_work_per_start);
