@@ -142,24 +142,33 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
 }
 
-/// The events after the late one are before the interval that the walk has reached by then.
+/// The last event is in the interval that the walk has reached with the late one, all others come
+/// before it by two ticks: this is in its first time bin, but in no frame. In the interval before,
+/// where they would be without the late one, they are in the frame, but in no time bin.
 TEST(Counting_Task, looks_up_how_far_the_range_of_a_task_reaches_that_lost_its_core) {
     const Folder folder;
-    const Parameters record = parameters_from({"-x", "1", "-t", "1", "-T", "2"});
-    const orven::Photon_Filter filter({0, 1}, {});
-    for (const std::size_t late : {0U, 511U, 512U, 999U, 1001U}) {
-        std::vector<Photon_Event> events(1100, event(0, 0, -25));
-        events[late] = event(0, 0, -15);
+    const auto counted_first = [&](const Placement& placement, Parameters::ExtTrigger_Mode mode,
+                                   std::size_t late) {
+        std::vector<Photon_Event> events(1100, event(0, 0, -22));
+        events[late] = events.back() = event(0, 0, -15);
         const std::vector files{folder.write("a", recording(events, {{-30, -20, -10}}))};
         constexpr Sharing sharing{2, 1000};
-        Work_Queue queue(files, Parameters::frameSync, On_Failure::log, sharing);
+        Work_Queue queue(files, mode, On_Failure::log, sharing);
         (void)queue.take();
         Counting_Image<3> image({2, 1, 1});
-        const Counting_Job job{Parameters::frameSync, Frame_Placement(record), filter,
+        const Counting_Job job{mode, placement, orven::Photon_Filter({0, 1}, {}),
                                image.get_content()};
         Counting_Task(job, Cell_Counter(image.get_content(), false), sharing.piece_length)
             .run(queue, [] {});
-        EXPECT_EQ(image[0], late < 1000 ? 0 : late - 1000) << late;
+        return std::size_t{image[0]};
+    };
+    const Frame_Placement frames(parameters_from({"-x", "1", "-t", "1", "-T", "2"}));
+    const Time_Bin_Placement bins(parameters_from({"-x", "1", "-t", "8e-9", "-T", "1"}));
+    for (const std::size_t late : {0U, 511U, 512U, 999U, 1001U}) {
+        const std::size_t nBefore = late < 1000 ? 0 : late - 1000;
+        const std::size_t nAfter = late < 1000 ? 99 : 98 - nBefore;
+        EXPECT_EQ(counted_first(frames, Parameters::frameSync, late), nBefore) << late;
+        EXPECT_EQ(counted_first(bins, Parameters::reference, late), nAfter) << late;
     }
 }
 
