@@ -1,7 +1,7 @@
 #include "system/run_concurrently.h"
 
 #include <atomic>
-#include <ctime>
+#include <fstream>
 #include <future>
 #include <mutex>
 #include <vector>
@@ -10,15 +10,25 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A thread that gets a core later than this after its start has waited for other threads.
-constexpr std::chrono::microseconds prompt_start(500);
+/// What a thread has had of the cores since it began.
+struct Core_Time {
+    std::chrono::nanoseconds used{};
+    std::chrono::nanoseconds waited{};  ///< while others had them; not for reading or a lock
+};
 
-/// How long this thread has had a core.
-std::chrono::nanoseconds time_worked() noexcept {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+/// That of this thread; all zero where the system does not tell.
+Core_Time core_time() {
+    std::chrono::nanoseconds::rep used = 0;
+    std::chrono::nanoseconds::rep waited = 0;
+    std::ifstream("/proc/thread-self/schedstat") >> used >> waited;
+    return {std::chrono::nanoseconds(used), std::chrono::nanoseconds(waited)};
 }
+
+/// How often a task looks whether there are free cores.
+constexpr std::chrono::milliseconds between_looks(10);
+
+/// Who waits longer than this between two looks shares a core with others.
+constexpr std::chrono::microseconds short_wait(500);
 
 class Concurrent_Tasks {
 public:
@@ -46,9 +56,9 @@ private:
             return;
         }
         const std::size_t i = nStarted;
-        ends[i] = std::async(std::launch::async, [this, i, begin = Clock::now()] {
+        ends[i] = std::async(std::launch::async, [this, i] {
             try {
-                run_task(i, Clock::now() - begin);
+                run_task(i);
             } catch (...) {
                 stop();
                 throw;
@@ -57,13 +67,24 @@ private:
         ++nStarted;
     }
 
-    void run_task(std::size_t i, Clock::duration waited) {
-        auto next_start = waited < prompt_start ? std::chrono::nanoseconds(0) : work_per_start;
+    void run_task(std::size_t i) {
+        Clock::time_point next_look;
+        Core_Time last_look;
+        std::chrono::nanoseconds used_at_start{};
         task(i, [&] {
-            if (nStarted < ends.size() && time_worked() >= next_start) {
-                next_start = time_worked() + work_per_start;
+            if (nStarted == ends.size() || Clock::now() < next_look) {
+                return;
+            }
+            const Core_Time now = core_time();
+            const bool isLast = i + 1 == nStarted;
+            const bool hasCore = now.waited - last_look.waited < short_wait;
+            if (nStarted == 1 || (isLast && hasCore) ||
+                now.used - used_at_start >= work_per_start) {
+                used_at_start = now.used;
                 start_next();
             }
+            last_look = now;
+            next_look = Clock::now() + between_looks;
         });
     }
 
