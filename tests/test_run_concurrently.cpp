@@ -17,6 +17,13 @@ TEST(run_concurrently, starts_no_task_where_the_one_before_finds_no_work) {
     EXPECT_EQ(run_concurrently(64, find_nothing, [] {}), 1U);
 }
 
+TEST(run_concurrently, the_first_task_starts_a_second_however_soon_it_finds_work) {
+    const auto find_work = [](std::size_t /*task*/, const Signal& found_work) { found_work(); };
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(run_concurrently(2, find_work, [] {}), 2U);
+    }
+}
+
 TEST(run_concurrently, starts_all_tasks_where_work_remains_even_without_a_core_for_each) {
     constexpr std::size_t nTasks = 8;
     std::vector<std::atomic<bool>> ran(nTasks);

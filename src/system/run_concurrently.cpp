@@ -76,10 +76,9 @@ private:
                 return;
             }
             const Core_Time now = core_time();
-            const bool isLast = i + 1 == nStarted;
+            const bool isLast = i + 1 >= nStarted;  // it may run before it has been counted
             const bool hasCore = now.waited - last_look.waited < short_wait;
-            if (nStarted == 1 || (isLast && hasCore) ||
-                now.used - used_at_start >= work_per_start) {
+            if ((isLast && (i == 0 || hasCore)) || now.used - used_at_start >= work_per_start) {
                 used_at_start = now.used;
                 start_next();
             }
