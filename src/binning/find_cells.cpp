@@ -127,7 +127,7 @@ public:
 
     [[nodiscard]] HWY_INLINE Mask accept(const Event_Lanes& events) const {
         // One comparison for both bounds, of differences that wrap.
-        const auto difference = as_signed(hn::Sub(events.nPhotons, count_min));
+        const auto difference = hn::BitCast(Signed(), hn::Sub(events.nPhotons, count_origin));
         const auto out_of_counts = hn::RebindMask(Real(), hn::Gt(difference, count_range));
         const auto in_psds = hn::And(hn::Ge(events.psd, psd_min), hn::Le(events.psd, psd_max));
         return hn::AndNot(out_of_counts, hn::Or(in_psds, any_psd));
@@ -135,11 +135,13 @@ public:
 
 private:
     static constexpr double infinity = std::numeric_limits<double>::infinity();
+    /// Added to unsigned numbers, gives signed ones in the same order.
+    static constexpr std::uint64_t sign = std::uint64_t{1} << 63U;
 
     Filter_Lanes(const orven::Photon_Filters::NPhotons_Core& counts,
                  const orven::Photon_Filters::PSD_Core& psds)
-        : count_min(hn::Set(Whole(), counts.min)),
-          count_range(as_signed(hn::Set(Whole(), counts.max - counts.min))),
+        : count_origin(hn::Set(Whole(), counts.min + sign)),
+          count_range(hn::BitCast(Signed(), hn::Set(Whole(), counts.max - counts.min + sign))),
           // Where no count is accepted, no PSD is either.
           psd_min(hn::Set(Real(), no_count(counts) ? infinity : psds.min.value_or(-infinity))),
           psd_max(hn::Set(Real(), no_count(counts) ? -infinity : psds.max.value_or(infinity))),
@@ -149,17 +151,11 @@ private:
         return counts.min > counts.max;
     }
 
-    /// Unsigned numbers in the order of signed ones.
-    static HWY_INLINE Signed_Lanes as_signed(Whole_Lanes number) {
-        constexpr std::uint64_t sign = std::uint64_t{1} << 63U;
-        return hn::BitCast(Signed(), hn::Xor(number, hn::Set(Whole(), sign)));
-    }
-
     static HWY_INLINE Mask all_if(bool condition) {
         return hn::FirstN(Real(), condition ? hn::Lanes(Real()) : 0);
     }
 
-    Whole_Lanes count_min;
+    Whole_Lanes count_origin;
     Signed_Lanes count_range;
     Real_Lanes psd_min;
     Real_Lanes psd_max;
@@ -328,13 +324,13 @@ HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) 
 
 /// Appends the cells of the chosen ones of two lanes; writes one more.
 HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
-    const hn::Half<Whole> half;
-    auto* const next = reinterpret_cast<std::uint64_t*>(end);
     std::uint8_t bits[8] = {};
     hn::StoreMaskBits(Real(), chosen, bits);
     const std::size_t first = bits[0] & 1U;
-    hn::StoreU(hn::LowerHalf(half, cells), half, next);
-    hn::StoreU(hn::UpperHalf(half, cells), half, next + first);
+    // The portable way to store the upper lane shifts it down first.
+    const auto lanes = hn::BitCast(hn::Repartition<float, Whole>(), cells).raw;
+    _mm_storel_pi(reinterpret_cast<__m64*>(end), lanes);
+    _mm_storeh_pi(reinterpret_cast<__m64*>(end + first), lanes);
     return first + (bits[0] >> 1U);
 }
 
@@ -380,16 +376,19 @@ Found find(const Kind& placement, Events events, const orven::Photon_Filter& fil
     const auto [whole, rest] = split(events);
     const Placement_Lanes<Kind> kind(placement, interval);
     const Filter_Lanes filter_lanes(filter);
-    Found found{0, 0};
+    std::size_t nCells = 0;
+    auto nAccepted = hn::Zero(Signed());
     for (std::size_t i = 0; i < whole.size(); i += hn::Lanes(Whole())) {
         const Event_Lanes lanes = load(&whole[i]);
         const Mask accepted = filter_lanes.accept(lanes);
         const auto [inside, cell] = kind.place(lanes);
-        found.nAccepted += hn::CountTrue(Real(), accepted);
-        found.nCells += append(cell, hn::And(inside, accepted), cells + found.nCells);
+        // As a number, a lane of a mask is -1.
+        nAccepted = hn::Sub(nAccepted, hn::BitCast(Signed(), hn::VecFromMask(Real(), accepted)));
+        nCells += append(cell, hn::And(inside, accepted), cells + nCells);
     }
-    const Found last = find_one_by_one(placement, rest, filter, interval, cells + found.nCells);
-    return {found.nAccepted + last.nAccepted, found.nCells + last.nCells};
+    const Found last = find_one_by_one(placement, rest, filter, interval, cells + nCells);
+    const auto nWhole_accepted = hn::GetLane(hn::SumOfLanes(Signed(), nAccepted));
+    return {static_cast<std::size_t>(nWhole_accepted) + last.nAccepted, nCells + last.nCells};
 }
 
 std::size_t count_events(Events events, const orven::Photon_Filter& filter) {
