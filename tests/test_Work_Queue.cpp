@@ -1,4 +1,5 @@
 #include "asleep.h"
+#include "reading/Trigger_List.h"
 #include "reading/Work_Queue.h"
 #include "recordings.h"
 
@@ -42,6 +43,12 @@ std::exception_ptr failure(const char* message) {
 constexpr Sharing sharing{2, 100};
 constexpr std::size_t range_length = 800;  // eight pieces
 
+void see_nothing(Input& /*input*/) {}
+
+void look_at_triggers(Input& input) {
+    input.shared = triggers_ascend(input.file);
+}
+
 /// The file and the first event of the next range, {-1, 0} if there is none.
 std::pair<long, std::size_t> take_from(Work_Queue& queue) {
     const auto range = queue.take();
@@ -55,7 +62,7 @@ TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     const Folder folder;
     const std::string path = record(folder, "a", 2 * range_length + 1);
     const std::vector paths{path, path};
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
+    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     testing::internal::CaptureStderr();
     queue.fail(0, failure("first"));
@@ -73,15 +80,37 @@ TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_s
     const Folder folder;
     const std::string path = record(folder, "a", 2 * range_length);
     const std::vector paths{path, path, path};
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::log, sharing);
+    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     queue.finish(0);
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
     queue.stop();
     EXPECT_EQ(take_from(queue), nothing);
-    Work_Queue stopped(paths, Parameters::ignore, On_Failure::log, sharing);
+    Work_Queue stopped(paths, see_nothing, On_Failure::log, sharing);
     while_opening = [&] { stopped.stop(); };
     EXPECT_EQ(take_from(stopped), nothing);
+}
+
+TEST(Work_Queue, what_is_put_back_comes_first_unless_its_file_has_failed) {
+    const Folder folder;
+    const std::string path = record(folder, "a", 2 * range_length);
+    const std::vector paths{path, path};
+    Work_Queue queue(paths, see_nothing, On_Failure::leave, sharing);
+    const auto first = queue.take();
+    const auto second = queue.take();
+    const auto third = queue.take();
+    queue.put_back({third->input, 5, 6, {{5, 6, 0, 1}}});
+    queue.put_back({first->input, 3, 4, {{3, 4, 0, 1}}});
+    queue.put_back({third->input, 7, 8, {{7, 8, 0, 1}}});
+    queue.fail(0, failure("late"));
+    queue.put_back(*second);
+    queue.finish(1);
+    EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{5}));
+    EXPECT_EQ(queue.take()->wrong->right_start, 1U);
+    EXPECT_EQ(take_from(queue), nothing);
+    queue.put_back(*third);
+    queue.stop();
+    EXPECT_EQ(take_from(queue), nothing);
 }
 
 TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
@@ -89,7 +118,7 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     const std::string path = record(folder, "a", 1);
     const std::string damaged = folder.write("b", "ORVEN");
     const std::vector paths{path, path, damaged, path};
-    Work_Queue queue(paths, Parameters::ignore, On_Failure::end_run, sharing);
+    Work_Queue queue(paths, see_nothing, On_Failure::end_run, sharing);
     const auto message = [&] { return message_of([&] { queue.rethrow_failure(); }); };
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
@@ -116,8 +145,8 @@ void ask_while_opening(Work_Queue& queue, std::future<long>& helper) {
 
 /// The file of which a task gets a range that asks for one while another task opens the file.
 long helped_file(const std::vector<std::string>& paths,
-                 Parameters::ExtTrigger_Mode mode = Parameters::ignore) {
-    Work_Queue queue(paths, mode, On_Failure::log, sharing);
+                 std::optional<std::size_t> firstFrame = {}) {
+    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing, firstFrame);
     std::future<long> helper;
     ask_while_opening(queue, helper);
     (void)take_from(queue);
@@ -138,7 +167,7 @@ TEST(Work_Queue, files_that_fail_at_the_same_time_do_not_wait_for_each_other) {
     const Folder folder;
     const std::string damaged = folder.write("a", "ORVEN");
     testing::internal::CaptureStderr();
-    EXPECT_EQ(helped_file({damaged, damaged}, Parameters::frameSync), -1);
+    EXPECT_EQ(helped_file({damaged, damaged}, 0), -1);
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::ranges::count(log, '\n'), 2) << log;
 }
@@ -153,7 +182,7 @@ TEST(Work_Queue, frames_are_numbered_in_list_order_whichever_file_is_opened_firs
     const std::vector<std::string> paths{
         with_triggers(folder, "a", {1, 2, 2, 5}), with_triggers(folder, "b", {1, 3, 2}),
         with_triggers(folder, "c", {}), with_triggers(folder, "d", {1, 2})};
-    Work_Queue queue(paths, Parameters::frameSync, On_Failure::end_run, sharing, 7);
+    Work_Queue queue(paths, look_at_triggers, On_Failure::end_run, {2, 10}, 7);
     const auto open_files = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     };
@@ -171,9 +200,10 @@ TEST(Work_Queue, frames_are_numbered_in_list_order_whichever_file_is_opened_firs
         frames.push_back(range->input->firstFrame);
     }
     std::ranges::sort(frames);
-    // The triggers of the second file do not ascend: it is one range.
-    EXPECT_EQ(ends, (std::vector<std::size_t>{250, 250, 100, 200, 250, 100, 200, 250}));
-    EXPECT_EQ(frames, (std::vector<std::size_t>{7, 7, 10, 12, 12, 12, 12, 12, 12}));
+    // One range has the helper. The triggers of the second file do not ascend: it is one range.
+    EXPECT_EQ(ends,
+              (std::vector<std::size_t>{240, 250, 250, 80, 160, 240, 250, 80, 160, 240, 250}));
+    EXPECT_EQ(frames, (std::vector<std::size_t>{7, 7, 7, 10, 12, 12, 12, 12, 12, 12, 12, 12}));
 }
 
 }  // namespace

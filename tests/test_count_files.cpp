@@ -142,43 +142,63 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
 }
 
-/// The last event is in the interval that the walk has reached with the late one, all others come
-/// before it by two ticks: this is in its first time bin, but in no frame. In the interval before,
-/// where they would be without the late one, they are in the frame, but in no time bin.
-TEST(Counting_Task, looks_up_how_far_the_range_of_a_task_reaches_that_lost_its_core) {
+/// Counts a recording by a task that takes its second range before another has entered the first:
+/// the image after each of both.
+std::pair<std::vector<unsigned>, std::vector<unsigned>> counted_out_of_order(
+    const std::vector<Photon_Event>& events, const std::vector<long>& triggers,
+    const Placement& placement, Parameters::ExtTrigger_Mode mode, std::size_t nPages) {
     const Folder folder;
-    const auto counted_first = [&](const Placement& placement, Parameters::ExtTrigger_Mode mode,
-                                   std::size_t late) {
-        std::vector<Photon_Event> events(1100, event(0, 0, -22));
-        events[late] = events.back() = event(0, 0, -15);
-        const std::vector files{folder.write("a", recording(events, {{-30, -20, -10}}))};
-        constexpr Sharing sharing{2, 1000};
-        Work_Queue queue(files, mode, On_Failure::log, sharing);
-        (void)queue.take();
-        Counting_Image<3> image({2, 1, 1});
-        const Counting_Job job{mode, placement, orven::Photon_Filter({0, 1}, {}),
-                               image.get_content()};
-        Counting_Task(job, Cell_Counter(image.get_content(), false), sharing.piece_length)
-            .run(queue, [] {});
-        return std::size_t{image[0]};
+    const std::vector files{folder.write("a", recording(events, triggers))};
+    constexpr Sharing sharing{2, 1000};
+    std::vector<Counter> cells(nPages);
+    const Counting_Job job{mode, placement, orven::Photon_Filter({1, 1}, {}), cells};
+    Work_Queue queue = queue_for(job, files, On_Failure::end_run, sharing);
+    const auto first = queue.take();
+    Counting_Task(job, Cell_Counter(cells, false), sharing.piece_length).run(queue, [] {});
+    const std::vector<unsigned> before(cells.begin(), cells.end());
+    queue.put_back(*first);
+    Counting_Task(job, Cell_Counter(cells, false), sharing.piece_length).run(queue, [] {});
+    return {before, {cells.begin(), cells.end()}};
+}
+
+/// Of the second range, one event is rejected, those up to `meet` lie in frame 1, all others in
+/// frame
+/// 3. The last event of the first range, at `spike`, decides which of them are late.
+TEST(Counting_Task, takes_back_what_it_counted_in_too_early_an_interval) {
+    constexpr long range_length = 8000;
+    const Frame_Placement frames(parameters_from({"-x", "1", "-t", "1", "-T", "4"}));
+    struct Case {
+        long spike;
+        long meet;
+        std::vector<unsigned> before;
+        std::vector<unsigned> after;
     };
-    const Frame_Placement frames(parameters_from({"-x", "1", "-t", "1", "-T", "2"}));
-    const Time_Bin_Placement bins(parameters_from({"-x", "1", "-t", "8e-9", "-T", "1"}));
-    for (const std::size_t late : {0U, 511U, 512U, 999U, 1001U}) {
-        const std::size_t nBefore = late < 1000 ? 0 : late - 1000;
-        const std::size_t nAfter = late < 1000 ? 99 : 98 - nBefore;
-        EXPECT_EQ(counted_first(frames, Parameters::frameSync, late), nBefore) << late;
-        EXPECT_EQ(counted_first(bins, Parameters::reference, late), nAfter) << late;
+    const std::vector<Case> cases{
+        {150, 2000, {0, 1999, 0, 6000}, {7999, 2000, 0, 6000}},  // none
+        {250, 2000, {0, 1999, 0, 6000}, {7999, 0, 1, 6000}},
+        {250, 2, {0, 1, 0, 7998}, {7999, 0, 1, 7998}},
+        {350, range_length, {0, 7999, 0, 0}, {7999, 0, 0, 1}},
+        {400, 2000, {0, 1999, 0, 6000}, {7999, 0, 0, 0}},  // behind the last frame nothing counts
+    };
+    for (const auto& [spike, meet, before, after] : cases) {
+        std::vector<Photon_Event> events(2 * range_length, event(0, 0, 50));
+        events[range_length - 1] = event(0, 0, spike);
+        std::fill_n(events.begin() + range_length, meet, event(0, 0, 150));
+        std::fill(events.begin() + range_length + meet, events.end(), event(0, 0, 350));
+        events[range_length] = event(0, 0, 390, 2);
+        const auto counted = counted_out_of_order(events, {0, 100, 200, 300, 400}, frames,
+                                                  Parameters::frameSync, before.size());
+        EXPECT_EQ(counted, std::pair(before, after)) << spike << ' ' << meet;
     }
 }
 
 TEST(Counting_Task, what_cannot_be_started_is_no_failure_of_a_file) {
     const Folder folder;
     const std::vector files{folder.write("a", recording({event(0, 0)}))};
-    Work_Queue queue(files, Parameters::ignore, On_Failure::log, {2, 100});
     Counting_Image<2> image({1, 1});
     const Counting_Job job{Parameters::ignore, Integrated_Placement(parameters_from({"-x", "1"})),
                            orven::Photon_Filter({0, 1}, {}), image.get_content()};
+    Work_Queue queue = queue_for(job, files, On_Failure::log, {2, 100});
     Counting_Task task(job, Cell_Counter(image.get_content(), false), 100);
     EXPECT_THROW(task.run(queue, [] { throw std::runtime_error("no thread"); }),
                  std::runtime_error);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <new>
 
 namespace {
@@ -41,31 +42,41 @@ void add_plain(Counter& counter, unsigned int count) noexcept {
 }
 
 template <auto add>
-void add_each(Counter* counters, std::span<const std::size_t> cells) noexcept {
+void add_each(Counter* counters, std::span<const std::size_t> cells, unsigned int count) noexcept {
     const std::size_t nAhead = cells.size() - std::min(cells.size(), prefetch_distance);
     std::size_t i = 0;
     for (; i < nAhead; ++i) {
         __builtin_prefetch(&counters[cells[i + prefetch_distance]], 1);
-        add(counters[cells[i]], 1);
+        add(counters[cells[i]], count);
     }
     for (; i < cells.size(); ++i) {
-        add(counters[cells[i]], 1);
+        add(counters[cells[i]], count);
     }
 }
 
 }  // namespace
 
 void Cell_Counter::count(std::span<const std::size_t> positions) noexcept {
+    add(positions, 1);
+}
+
+void Cell_Counter::take_back(std::span<const std::size_t> positions) noexcept {
+    constexpr unsigned int minus_one = std::numeric_limits<unsigned int>::max();
+    add(positions, minus_one);
+}
+
+void Cell_Counter::add(std::span<const std::size_t> positions, unsigned int count) noexcept {
     if (!shared) {
-        add_each<add_plain>(cells.data(), positions);
+        add_each<add_plain>(cells.data(), positions, count);
     } else if (pages != nullptr) {
-        count_page_by_page(positions);
+        add_page_by_page(positions, count);
     } else {
-        add_each<add_atomic>(cells.data(), positions);
+        add_each<add_atomic>(cells.data(), positions, count);
     }
 }
 
-void Cell_Counter::count_page_by_page(std::span<const std::size_t> positions) noexcept {
+void Cell_Counter::add_page_by_page(std::span<const std::size_t> positions,
+                                    unsigned int count) noexcept {
     while (!positions.empty()) {
         const std::size_t page = positions.front() / pages->cells_per_page();
         const std::size_t page_end = (page + 1) * pages->cells_per_page();
@@ -73,7 +84,7 @@ void Cell_Counter::count_page_by_page(std::span<const std::size_t> positions) no
             positions, [page_end](std::size_t position) { return position < page_end; });
         const auto n = static_cast<std::size_t>(end - positions.begin());
         const std::lock_guard lock(pages->lock_of(page));
-        add_each<add_plain>(cells.data(), positions.first(n));
+        add_each<add_plain>(cells.data(), positions.first(n), count);
         positions = positions.subspan(n);
     }
 }

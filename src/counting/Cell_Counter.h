@@ -40,8 +40,13 @@ public:
     /// ascend.
     void count(std::span<const std::size_t> positions) noexcept;
 
+    /// Subtracts 1 from each of these cells, under the same conditions. It may come before they are
+    /// counted, or in the counters of another task: sums are modulo 2^32.
+    void take_back(std::span<const std::size_t> positions) noexcept;
+
 private:
-    void count_page_by_page(std::span<const std::size_t> positions) noexcept;
+    void add(std::span<const std::size_t> positions, unsigned int count) noexcept;
+    void add_page_by_page(std::span<const std::size_t> positions, unsigned int count) noexcept;
 
     std::span<Counter> cells;
     bool shared;

@@ -1,11 +1,17 @@
 #include "reading/Counting_Task.h"
 
 #include <algorithm>
-#include <array>
 #include <cassert>
 #include <exception>
-#include <limits>
 #include <optional>
+#include <utility>
+
+namespace {
+
+/// How many events of a range are walked at first to correct it: walks meet after a few.
+constexpr std::size_t first_corrected = 256;
+
+}  // namespace
 
 Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass-by-value): shared
                              Cell_Counter counter_, std::size_t piece_length_)
@@ -20,68 +26,87 @@ Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass
 void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_work) {
     while (const std::optional<Event_Range> range = queue.take()) {
         found_work();
-        const std::size_t fileIndex = range->input->index;
         found = {};
         try {
             if (job.mode == Parameters::ignore) {
                 add_events(*range);
-            } else if (!add_intervals(*range)) {
-                queue.finish(fileIndex);
+            } else if (range->wrong) {
+                correct(*range);
+            } else {
+                add_intervals(*range, queue);
             }
         } catch (const std::exception&) {
-            queue.fail(fileIndex, std::current_exception());
+            queue.fail(range->input->index, std::current_exception());
         }
     }
 }
 
 void Counting_Task::add_events(const Event_Range& range) {
     for (std::size_t i = range.first; i < range.end; i += piece_length) {
-        find(read_piece(range, i), Interval{});
-        count_found();
+        const auto events = read_piece(range, i, piece_length);
+        find(events, Interval{});
+        count_found(events.size());
     }
 }
 
-bool Counting_Task::add_intervals(const Event_Range& range) {
+void Counting_Task::add_intervals(const Event_Range& range, Work_Queue& queue) {
+    const Walked came_to = walk_along(range);
+    for (const Wrong_Walk& wrong : range.input->ledger.enter(range.first, range.end, came_to)) {
+        queue.put_back({range.input, wrong.first, wrong.end, wrong});
+    }
+    if (walk->finished() && !job.keepAccount) {
+        queue.finish(range.input->index);
+    }
+}
+
+Walked Counting_Task::walk_along(const Event_Range& range) {
     if (walked.lock() != range.input) {
         walked = range.input;
         walk.emplace(walk_of(*range.input));
     }
+    // Where the task's own last range ended is a lower bound as well.
+    walk->go_to(std::max(walk->reached(), range.input->ledger.lower_bound()));
+    Walked came_to{walk->reached(), Walked::no_interval, {}};
     for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
          i += piece_length) {
-        if (range.input->sharedWalk == nullptr) {
-            walk_on(read_piece(range, i));
-        } else {
-            share_walk(*range.input->sharedWalk, range, i);
-        }
-        count_found();
+        const auto events = read_piece(range, i, piece_length);
+        came_to.first_accepted = std::min(came_to.first_accepted, find_along(*walk, events));
+        count_found(events.size());
     }
-    return job.keepAccount || !walk->finished();
+    came_to.reached = walk->reached();
+    return came_to;
 }
 
-void Counting_Task::share_walk(Shared_Walk& shared, const Event_Range& range, std::size_t first) {
-    const std::size_t number = first / piece_length;
-    const auto began = Shared_Walk::Clock::now();
-    const auto events = read_piece(range, first);
-    const std::size_t first_accepted = walk_on(events);
-    shared.put(number, walk->reached(), Shared_Walk::Clock::now() - began);
-    const std::size_t start = shared.before(
-        number, [&](std::size_t late) { return look_up_reached(*range.input, late); });
-    // Otherwise a walk from `start` comes to the same interval at the first accepted event.
-    if (first_accepted < start) {
-        found = {};
-        walk->go_to(start);
-        walk_on(events);
+void Counting_Task::correct(const Event_Range& range) {
+    Trigger_Walk wrong = walk_of(*range.input);
+    Trigger_Walk right = walk_of(*range.input);
+    wrong.go_to(range.wrong->wrong_start);
+    right.go_to(range.wrong->right_start);
+    const auto apart = [&] { return wrong.reached() != right.reached() && !wrong.finished(); };
+    std::size_t next = range.first;
+    std::size_t length = std::min(first_corrected, piece_length);
+    while (next < range.end && apart()) {
+        const auto events = read_piece(range, next, length);
+        find_along(wrong, events);
+        counter.take_back(found_cells());
+        account.counted -= std::exchange(found, {}).nCells;
+        find_along(right, events);
+        counter.count(found_cells());
+        account.counted += std::exchange(found, {}).nCells;
+        next += events.size();
+        length = std::min(2 * length, piece_length);
     }
 }
 
-std::size_t Counting_Task::walk_on(std::span<const orven::Photon_Event> events) {
-    std::size_t first_accepted = std::numeric_limits<std::size_t>::max();
+std::size_t Counting_Task::find_along(Trigger_Walk& along,
+                                      std::span<const orven::Photon_Event> events) {
+    std::size_t first_accepted = Walked::no_interval;
     const auto rest =
-        walk->walk(events, job.filter,
+        along.walk(events, job.filter,
                    [&](std::span<const orven::Photon_Event> run, const Interval& interval) {
                        find(run, interval);
                        if (found.nAccepted > 0) {
-                           first_accepted = std::min(first_accepted, walk->reached());
+                           first_accepted = std::min(first_accepted, along.reached());
                        }
                    });
     if (job.keepAccount) {
@@ -90,31 +115,15 @@ std::size_t Counting_Task::walk_on(std::span<const orven::Photon_Event> events) 
     return first_accepted;
 }
 
-std::size_t Counting_Task::look_up_reached(const Input& input, std::size_t range) const {
-    std::array<orven::Photon_Event, 512> memory;
-    Trigger_Walk late_walk = walk_of(input);
-    const std::size_t end = (range + 1) * piece_length;
-    for (std::size_t i = range * piece_length; i < end && !input.sharedWalk->knows(range);
-         i += memory.size()) {
-        const std::span events(memory.data(), std::min(memory.size(), end - i));
-        input.file.read_events(i, events);
-        late_walk.walk(events, job.filter, [](const auto& /*run*/, const auto& /*interval*/) {});
-    }
-    return late_walk.reached();
-}
-
 Trigger_Walk Counting_Task::walk_of(const Input& input) const noexcept {
-    return {input.file, input.triggersAscend, input.firstFrame, end_frame(job.placement)};
+    return {input.file, input.shared, input.firstFrame, end_frame(job.placement)};
 }
 
 std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range& range,
-                                                               std::size_t first) {
-    const std::span events(piece.get(), std::min(piece_length, range.end - first));
+                                                               std::size_t first,
+                                                               std::size_t length) {
+    const std::span events(piece.get(), std::min(length, range.end - first));
     range.input->file.read_events(first, events);
-    account.recorded += events.size();
-    if (job.nRead != nullptr) {
-        job.nRead->add(events.size());
-    }
     return events;
 }
 
@@ -125,9 +134,17 @@ void Counting_Task::find(std::span<const orven::Photon_Event> events, const Inte
     found.nCells += now.nCells;
 }
 
-void Counting_Task::count_found() noexcept {
-    counter.count(std::span(cells.get(), found.nCells));
+void Counting_Task::count_found(std::size_t nRead) {
+    counter.count(found_cells());
+    account.recorded += nRead;
     account.accepted += found.nAccepted;
     account.counted += found.nCells;
     found = {};
+    if (job.nRead != nullptr) {
+        job.nRead->add(nRead);
+    }
+}
+
+std::span<const std::size_t> Counting_Task::found_cells() const noexcept {
+    return {cells.get(), found.nCells};
 }

@@ -9,8 +9,8 @@
 #include "counting/Counting_Image.h"
 #include "counting/Run_Account.h"
 #include "progress/Progress_Count.h"
-#include "reading/Shared_Walk.h"
 #include "reading/Trigger_Walk.h"
+#include "reading/Walk_Ledger.h"
 #include "reading/Work_Queue.h"
 #include "settings/Parameters.h"
 
@@ -53,22 +53,22 @@ public:
 
 private:
     void add_events(const Event_Range& range);
-    /// Tells whether events that are left of the file may still lie in an interval.
-    bool add_intervals(const Event_Range& range);
-    /// Finds the cells of a range's events, beginning with `first`, in a file whose other ranges
-    /// other tasks walk. Walks on from where its own last range ended, and again only if the ranges
-    /// before this one turn out to reach a later interval than that of its first accepted event.
-    void share_walk(Shared_Walk& shared, const Event_Range& range, std::size_t first);
-    /// Finds the cells of events from the interval on that the walk has reached. Returns the one
-    /// of the first event that the filter accepts; the largest number there is if none is in one.
-    std::size_t walk_on(std::span<const orven::Photon_Event> events);
-    /// The interval that a range, which another task has, reaches by itself; gives up when it is
-    /// told.
-    [[nodiscard]] std::size_t look_up_reached(const Input& input, std::size_t range) const;
+    void add_intervals(const Event_Range& range, Work_Queue& queue);
+    /// Takes back what was counted along a walk from too early an interval, and counts it from the
+    /// right one, up to where both walks meet.
+    void correct(const Event_Range& range);
+    /// Walks from a lower bound of the interval in which the range begins.
+    Walked walk_along(const Event_Range& range);
+    /// Finds the cells of events along a walk. Returns the interval of the first one that the
+    /// filter accepts, if it lies in one.
+    std::size_t find_along(Trigger_Walk& along, std::span<const orven::Photon_Event> events);
     [[nodiscard]] Trigger_Walk walk_of(const Input& input) const noexcept;
-    std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first);
+    /// The events of a range from `first` on, at most `length` of them.
+    std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first,
+                                                    std::size_t length);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
-    void count_found() noexcept;
+    void count_found(std::size_t nRead);
+    [[nodiscard]] std::span<const std::size_t> found_cells() const noexcept;
 
     Counting_Job job;
     Cell_Counter counter;

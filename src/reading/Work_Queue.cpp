@@ -1,16 +1,13 @@
 #include "reading/Work_Queue.h"
 
 #include "logging.h"
-#include "reading/Trigger_List.h"
 
 #include <algorithm>
-#include <limits>
-#include <stdexcept>
 
 namespace {
 
-/// How many pieces of a file a task takes at a time in mode `ignore`: enough for the system to read
-/// ahead, few enough for tasks to end together.
+/// How many pieces of a file a task takes at a time: enough for the system to read ahead, few
+/// enough for tasks to end together.
 constexpr std::size_t pieces_per_range = 8;
 
 void log_failure(const std::exception_ptr& failure) {
@@ -32,10 +29,10 @@ File_Account account_of(const orven::Event_File& file) {
 
 }  // namespace
 
-Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-                       On_Failure onFailure_, const Sharing& sharing_, std::size_t firstFrame)
+Work_Queue::Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
+                       const Sharing& sharing_, std::optional<std::size_t> firstFrame)
     : paths(paths_),
-      mode(mode_),
+      look_at(std::move(look_at_)),
       onFailure(onFailure_),
       sharing(sharing_),
       nWanted(paths.size()),
@@ -43,10 +40,12 @@ Work_Queue::Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigg
       files(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
-    std::unique_lock lock(mutex);
+    Lock lock(mutex);
     while (true) {
-        changed.wait(lock, [this] { return !opened.empty() || may_open() || nOpening == 0; });
-        if (!opened.empty()) {
+        while (!has_ranges() && !may_open() && nOpening > 0) {
+            changed.wait(lock);
+        }
+        if (has_ranges()) {
             return take_range();
         }
         if (!may_open()) {
@@ -56,8 +55,15 @@ std::optional<Event_Range> Work_Queue::take() {
     }
 }
 
+void Work_Queue::put_back(Event_Range range) {
+    const Lock lock(mutex);
+    if (is_wanted(range.input->index)) {
+        returned.push_back(std::move(range));
+    }
+}
+
 void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) {
-    std::unique_lock lock(mutex);
+    Lock lock(mutex);
     const bool isFirst = note_failure(fileIndex, failure);
     lock.unlock();
     if (isFirst && onFailure == On_Failure::log) {
@@ -66,23 +72,30 @@ void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) 
 }
 
 void Work_Queue::finish(std::size_t fileIndex) {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     std::erase_if(opened, [&](const Rest& rest) { return rest.input->index == fileIndex; });
 }
 
 void Work_Queue::stop() {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     nWanted = 0;
     opened.clear();
+    returned.clear();
     changed.notify_all();
 }
 
 void Work_Queue::rethrow_failure() const {
+    const Lock lock(mutex);
     for (const File_Account& file : files) {
         if (file.failure != nullptr) {
             std::rethrow_exception(file.failure);
         }
     }
+}
+
+std::vector<File_Account> Work_Queue::take_files() noexcept {
+    const Lock lock(mutex);
+    return std::move(files);
 }
 
 bool Work_Queue::is_wanted(std::size_t fileIndex) const {
@@ -97,7 +110,10 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
     if (onFailure == On_Failure::end_run) {
         nWanted = std::min(nWanted, fileIndex);
     }
-    std::erase_if(opened, [&](const Rest& rest) { return !is_wanted(rest.input->index); });
+    const auto is_left = [this](const auto& work)
+                             REQUIRES(mutex) { return !is_wanted(work.input->index); };
+    std::erase_if(opened, is_left);
+    std::erase_if(returned, is_left);
     return true;
 }
 
@@ -105,14 +121,18 @@ bool Work_Queue::may_open() const noexcept {
     return nextPath < nWanted && early.size() + nOpening < sharing.nTasks;
 }
 
-void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
+bool Work_Queue::has_ranges() const noexcept {
+    return !returned.empty() || !opened.empty();
+}
+
+void Work_Queue::open_next(Lock& lock) {
     const std::size_t fileIndex = nextPath++;
     ++nOpening;
     lock.unlock();
     const auto [input, failure] = try_open(fileIndex);
     lock.lock();
     --nOpening;
-    if (mode == Parameters::frameSync) {
+    if (nextFrame) {
         early.emplace(fileIndex, input);
         offer_in_order();
     } else if (input != nullptr) {
@@ -126,13 +146,23 @@ void Work_Queue::open_next(std::unique_lock<std::mutex>& lock) {
     }
 }
 
+auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
+    try {
+        auto input = std::make_shared<Input>(fileIndex, paths[fileIndex]);
+        look_at(*input);
+        return {std::move(input), nullptr};
+    } catch (...) {
+        return {nullptr, std::current_exception()};
+    }
+}
+
 void Work_Queue::offer_in_order() {
     for (; !early.empty() && early.begin()->first == nInOrder; ++nInOrder) {
         const std::shared_ptr<Input> input = early.begin()->second;
         early.erase(early.begin());
         if (input != nullptr) {
-            input->firstFrame = nextFrame;
-            nextFrame += input->file.index().nIntervals();
+            input->firstFrame = *nextFrame;
+            *nextFrame += input->file.index().nIntervals();
             offer(input);
         }
     }
@@ -145,45 +175,20 @@ void Work_Queue::offer(const std::shared_ptr<const Input>& input) {
     }
 }
 
-auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
-    try {
-        return {open(fileIndex), nullptr};
-    } catch (...) {
-        return {nullptr, std::current_exception()};
-    }
-}
-
-std::shared_ptr<Input> Work_Queue::open(std::size_t fileIndex) const {
-    auto input = std::make_shared<Input>(fileIndex, paths[fileIndex]);
-    if (mode != Parameters::ignore) {
-        if (!input->file.index().extTriggers) {
-            throw std::invalid_argument(
-                "External trigger data requested from data set recorded without external trigger "
-                "enabled!");
-        }
-        input->triggersAscend = triggers_ascend(input->file);
-        if (sharing.nTasks > 1 && input->triggersAscend) {
-            input->sharedWalk = std::make_unique<Shared_Walk>();
-        }
-    }
-    return input;
-}
-
-std::size_t Work_Queue::range_length(const Rest& rest) const noexcept {
-    if (rest.input->sharedWalk != nullptr) {
-        return sharing.piece_length;
-    }
-    return mode == Parameters::ignore ? sharing.piece_length * pieces_per_range
-                                      : std::numeric_limits<std::size_t>::max();
-}
-
 Event_Range Work_Queue::take_range() {
+    if (!returned.empty()) {
+        Event_Range range = std::move(returned.front());
+        returned.pop_front();
+        return range;
+    }
     Rest& rest = opened.front();
     const std::size_t first = rest.next;
-    const std::size_t nEvents = rest.input->file.index().events.nRecords;
-    rest.next += std::min(range_length(rest), nEvents - first);
-    Event_Range range{rest.input, first, rest.next};
-    if (rest.next == nEvents) {
+    const std::size_t nLeft = rest.input->file.index().events.nRecords - first;
+    const std::size_t most = sharing.piece_length * pieces_per_range;
+    const std::size_t n = rest.input->shared ? std::min(most, nLeft) : nLeft;
+    rest.next += n;
+    Event_Range range{rest.input, first, rest.next, {}};
+    if (n == nLeft) {
         opened.pop_front();
     }
     return range;

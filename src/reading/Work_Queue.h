@@ -2,16 +2,16 @@
 
 #include "Event_File.h"
 #include "counting/Run_Account.h"
-#include "reading/Shared_Walk.h"
-#include "settings/Parameters.h"
+#include "reading/Walk_Ledger.h"
+#include "system/Mutex.h"
 
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -21,6 +21,7 @@
 /// What a file that fails does to the run.
 enum class On_Failure {
     log,     ///< it is logged at level `error` and left
+    leave,   ///< it is left
     end_run  ///< no later file is read, and the caller rethrows
 };
 
@@ -28,9 +29,11 @@ enum class On_Failure {
 struct Input {
     std::size_t index;  ///< in the list of files
     orven::Event_File file;
-    bool triggersAscend = false;  ///< in modes that use triggers
-    std::size_t firstFrame = 0;   ///< number of the first trigger interval, in mode `frameSync`
-    std::unique_ptr<Shared_Walk> sharedWalk;  ///< if tasks share its ranges
+    /// Whether tasks may share its events: not where triggers are used and do not ascend, as then
+    /// only a task that has seen all events before one knows where it belongs.
+    bool shared = true;
+    std::size_t firstFrame = 0;  ///< number of the first trigger interval, where frames have one
+    mutable Walk_Ledger ledger;  ///< of the walks along its ranges, where triggers are used
 
     /// Throws: as `Event_File`.
     Input(std::size_t index_, const std::string& path) : index(index_), file(path) {}
@@ -41,6 +44,7 @@ struct Event_Range {
     std::shared_ptr<const Input> input;
     std::size_t first;
     std::size_t end;
+    std::optional<Wrong_Walk> wrong;  ///< if they were counted along a walk that must be corrected
 };
 
 /// How events are shared among tasks.
@@ -50,28 +54,36 @@ struct Sharing {
     std::size_t piece_length;
 };
 
-/// Shares the events of a list of files among tasks. Each file is opened and checked once, in list
-/// order, by the task that needs it next, and stays open while ranges of it are at work.
-/// Several tasks work on one file, unless its triggers are used and do not ascend: then where an
-/// event belongs is known only to a task that has seen all events before it.
-/// Threads: any number may call `take`, `fail`, `finish` and `stop`.
+/// Looks at a file that has just been opened. What it throws is the file's failure. It is called by
+/// the task that opens the file, while others work.
+using Look_At = std::function<void(Input&)>;
+
+/// Shares the events of a list of files among tasks. Each file is opened and looked at once, by the
+/// task that needs it next, and stays open while ranges of it are at work. Files are opened in list
+/// order, and several tasks work on one.
+/// Threads: any number may call `take`, `put_back`, `fail`, `finish` and `stop`.
 class Work_Queue {
 public:
-    /// The paths must outlive this object. `firstFrame` is the number of the first trigger
-    /// interval.
-    Work_Queue(std::span<const std::string> paths_, Parameters::ExtTrigger_Mode mode_,
-               On_Failure onFailure_, const Sharing& sharing_, std::size_t firstFrame = 0);
+    /// The paths must outlive this object. With `firstFrame`, the number of the first trigger
+    /// interval, intervals are numbered through all files.
+    Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
+               const Sharing& sharing_, std::optional<std::size_t> firstFrame = {});
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
     [[nodiscard]] std::optional<Event_Range> take();
+
+    /// Gives a range back that must be counted again. Unless its file has failed, it is handed out
+    /// before any other.
+    /// Throws: std::bad_alloc.
+    void put_back(Event_Range range);
 
     /// Tells that a range could not be read. Of each file the first failure counts, and what is
     /// left of it is no longer handed out.
     /// Throws: std::bad_alloc while logging.
     void fail(std::size_t fileIndex, const std::exception_ptr& failure);
 
-    /// Hands out no more of a file: nothing that is left of it counts.
+    /// Hands out no more new ranges of a file: nothing that is left of it counts.
     void finish(std::size_t fileIndex);
 
     /// Hands out nothing any more.
@@ -82,7 +94,7 @@ public:
     void rethrow_failure() const;
 
     /// What was found of the files; call when no task runs any more.
-    [[nodiscard]] std::vector<File_Account> take_files() noexcept { return std::move(files); }
+    [[nodiscard]] std::vector<File_Account> take_files() noexcept;
 
 private:
     /// What is left to take of an open file.
@@ -98,35 +110,37 @@ private:
     };
 
     /// Whether another file may be opened: as many as there are tasks may be held back.
-    [[nodiscard]] bool may_open() const noexcept;
+    [[nodiscard]] bool may_open() const noexcept REQUIRES(mutex);
+    [[nodiscard]] bool has_ranges() const noexcept REQUIRES(mutex);
     /// Opens the next file, with the lock released meanwhile.
-    void open_next(std::unique_lock<std::mutex>& lock);
+    void open_next(Lock& lock) REQUIRES(mutex);
     [[nodiscard]] Opened try_open(std::size_t fileIndex) const noexcept;
-    /// Throws: what opening and checking the file throws.
-    [[nodiscard]] std::shared_ptr<Input> open(std::size_t fileIndex) const;
     /// Numbers the frames of files of which all before them have been opened, and offers them.
-    void offer_in_order();
-    void offer(const std::shared_ptr<const Input>& input);
-    [[nodiscard]] Event_Range take_range();
-    [[nodiscard]] std::size_t range_length(const Rest& rest) const noexcept;
-    [[nodiscard]] bool is_wanted(std::size_t fileIndex) const;
+    void offer_in_order() REQUIRES(mutex);
+    void offer(const std::shared_ptr<const Input>& input) REQUIRES(mutex);
+    [[nodiscard]] Event_Range take_range() REQUIRES(mutex);
+    [[nodiscard]] bool is_wanted(std::size_t fileIndex) const REQUIRES(mutex);
     /// Tells whether this is the file's first failure.
-    [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
+    [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure)
+        REQUIRES(mutex);
 
     const std::span<const std::string> paths;
-    const Parameters::ExtTrigger_Mode mode;
+    const Look_At look_at;
     const On_Failure onFailure;
     const Sharing sharing;
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::size_t nextPath = 0;
-    std::size_t nWanted;       ///< files from here on are not opened any more
-    std::size_t nOpening = 0;  ///< files that tasks are opening
-    std::deque<Rest> opened;
-    /// In mode `frameSync`, files after one that is being opened; empty for those that failed.
-    std::map<std::size_t, std::shared_ptr<Input>> early;
-    std::size_t nInOrder = 0;  ///< files from the first on that have been opened
-    std::size_t nextFrame;     ///< the number of the first frame of the file after these
-    std::vector<File_Account> files;
+    mutable Mutex mutex;
+    std::condition_variable_any changed;
+    std::size_t nextPath GUARDED_BY(mutex) = 0;
+    std::size_t nWanted GUARDED_BY(mutex);       ///< files from here on are not opened any more
+    std::size_t nOpening GUARDED_BY(mutex) = 0;  ///< files that tasks are opening
+    std::deque<Rest> opened GUARDED_BY(mutex);
+    std::deque<Event_Range> returned GUARDED_BY(mutex);  ///< ranges that were put back
+    /// Where frames are numbered, files after one that is being opened; empty for those that
+    /// failed.
+    std::map<std::size_t, std::shared_ptr<Input>> early GUARDED_BY(mutex);
+    std::size_t nInOrder GUARDED_BY(mutex) = 0;  ///< files from the first on that have been opened
+    /// The number of the first frame of the file after these, where frames are numbered.
+    std::optional<std::size_t> nextFrame GUARDED_BY(mutex);
+    std::vector<File_Account> files GUARDED_BY(mutex);
 };

@@ -1,5 +1,6 @@
 #include "reading/count_files.h"
 
+#include "reading/Trigger_List.h"
 #include "system/Available_Cores.h"
 #include "system/run_concurrently.h"
 
@@ -8,6 +9,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -21,11 +24,22 @@ std::size_t count_intervals(const std::vector<File_Account>& files) {
     return nIntervals;
 }
 
-/// What starting one more task must be worth: beside the least, twenty times as long as it takes to
-/// clear its counters and to add them up, which is about a millisecond for each MiB.
-std::chrono::milliseconds work_per_start(std::size_t bytes_of_counters) {
-    constexpr std::chrono::milliseconds work_per_MiB(20);
-    return least_work_per_start + (bytes_of_counters >> 20U) * work_per_MiB;
+/// A file's triggers say whether tasks may share its events.
+void look_at_triggers(Input& input) {
+    if (!input.file.index().extTriggers) {
+        throw std::invalid_argument(
+            "External trigger data requested from data set recorded without external trigger "
+            "enabled!");
+    }
+    input.shared = triggers_ascend(input.file);
+}
+
+/// How long tasks work before they start others where cores are busy: beside the least, twenty
+/// times as long as it takes to clear the counters of a task and to add them up, which is about a
+/// millisecond for each MiB.
+std::chrono::milliseconds between_starts(std::size_t bytes_of_counters) {
+    constexpr std::chrono::milliseconds per_MiB(20);
+    return least_between_starts + static_cast<int>(bytes_of_counters >> 20U) * per_MiB;
 }
 
 /// Adds the counters of the tasks that have been used to the image.
@@ -51,6 +65,15 @@ std::size_t default_task_count() {
     return std::clamp<rlim_t>(available_cores(), 1, std::max<rlim_t>(most, 1));
 }
 
+Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files,
+                     On_Failure onFailure, const Sharing& sharing) {
+    const Look_At look_at =
+        job.mode == Parameters::ignore ? [](Input& /*input*/) {} : look_at_triggers;
+    const bool numbersFrames = job.mode == Parameters::frameSync;
+    return Work_Queue(files, look_at, onFailure, sharing,
+                      numbersFrames ? std::optional(job.firstFrame) : std::nullopt);
+}
+
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
                         On_Failure onFailure, const Sharing& sharing) {
     const std::size_t nTasks = sharing.nTasks;
@@ -60,10 +83,10 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     for (std::size_t i = 0; i < nTasks; ++i) {
         tasks.emplace_back(job, counters.counter_of(i), sharing.piece_length);
     }
-    Work_Queue queue(files, job.mode, onFailure, sharing, job.firstFrame);
+    Work_Queue queue = queue_for(job, files, onFailure, sharing);
     const std::size_t nUsed = run_concurrently(
         nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
-        [&] { queue.stop(); }, work_per_start(counters.bytes_per_task()));
+        [&] { queue.stop(); }, between_starts(counters.bytes_per_task()));
     if (onFailure == On_Failure::end_run) {
         queue.rethrow_failure();
     }

@@ -12,6 +12,11 @@
 /// may not open enough files for them.
 [[nodiscard]] std::size_t default_task_count();
 
+/// Shares the events of files among the tasks of a job.
+/// A file fails that has no trigger data where the job needs them, with std::invalid_argument.
+[[nodiscard]] Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files,
+                                   On_Failure onFailure, const Sharing& sharing);
+
 /// Counts the events of all files; a single task works on the calling thread.
 /// Throws: with `On_Failure::end_run`, what the first file in the list that fails throws;
 /// std::bad_alloc; std::system_error if a thread cannot be started.

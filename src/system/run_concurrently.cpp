@@ -1,49 +1,35 @@
 #include "system/run_concurrently.h"
 
+#include "system/Mutex.h"
+
 #include <atomic>
-#include <fstream>
 #include <future>
-#include <mutex>
+#include <system_error>
 #include <vector>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// What a thread has had of the cores since it began.
-struct Core_Time {
-    std::chrono::nanoseconds used{};
-    std::chrono::nanoseconds waited{};  ///< while others had them; not for reading or a lock
-};
-
-/// That of this thread; all zero where the system does not tell.
-Core_Time core_time() {
-    std::chrono::nanoseconds::rep used = 0;
-    std::chrono::nanoseconds::rep waited = 0;
-    std::ifstream("/proc/thread-self/schedstat") >> used >> waited;
-    return {std::chrono::nanoseconds(used), std::chrono::nanoseconds(waited)};
-}
-
-/// How often a task looks whether there are free cores.
-constexpr std::chrono::milliseconds between_looks(10);
-
-/// Who waits longer than this between two looks shares a core with others.
+/// A thread that begins later than this after it was asked for shares a core with others.
 constexpr std::chrono::microseconds short_wait(500);
 
 class Concurrent_Tasks {
 public:
     Concurrent_Tasks(std::size_t n, const Task& task_, const std::function<void()>& stop_,
-                     std::chrono::nanoseconds work_per_start_)
-        : task(task_), stop(stop_), work_per_start(work_per_start_), ends(n) {}
+                     std::chrono::milliseconds between_starts_)
+        : task(task_), stop(stop_), between_starts(between_starts_), most(n) {
+        ends.reserve(n);
+    }
 
     std::size_t run() {
         start_next();
         // Each is started by one before it: when all of these have ended, no other will be.
         for (std::size_t i = 0; i < nStarted; ++i) {
-            ends[i].wait();
+            end_of(i).wait();
         }
         for (std::size_t i = 0; i < nStarted; ++i) {
-            ends[i].get();
+            end_of(i).get();
         }
         return nStarted;
     }
@@ -51,57 +37,61 @@ public:
 private:
     /// Starts the next task, unless all have been started.
     void start_next() {
-        const std::lock_guard lock(mutex);
-        if (nStarted == ends.size()) {
+        const Lock lock(mutex);
+        if (nStarted == most) {
             return;
         }
-        const std::size_t i = nStarted;
-        ends[i] = std::async(std::launch::async, [this, i] {
-            try {
-                run_task(i);
-            } catch (...) {
-                stop();
+        try {
+            const auto run = [this, i = ends.size(), asked = Clock::now()] { run_task(i, asked); };
+            ends.push_back(std::async(std::launch::async, run));
+            ++nStarted;
+        } catch (const std::system_error&) {
+            if (nStarted == 0) {
                 throw;
             }
-        });
-        ++nStarted;
+            most = nStarted.load();
+        }
     }
 
-    void run_task(std::size_t i) {
-        Clock::time_point next_look;
-        Core_Time last_look;
-        std::chrono::nanoseconds used_at_start{};
-        task(i, [&] {
-            if (nStarted == ends.size() || Clock::now() < next_look) {
-                return;
-            }
-            const Core_Time now = core_time();
-            const bool isLast = i + 1 >= nStarted;  // it may run before it has been counted
-            const bool hasCore = now.waited - last_look.waited < short_wait;
-            if ((isLast && (i == 0 || hasCore)) || now.used - used_at_start >= work_per_start) {
-                used_at_start = now.used;
+    void run_task(std::size_t i, Clock::time_point asked) {
+        const Clock::time_point began = Clock::now();
+        const bool foundCore = began - asked < short_wait;
+        Clock::time_point next_start = i == 0 || foundCore ? began : began + between_starts;
+        const auto found_work = [&] {
+            if (nStarted < most && Clock::now() >= next_start) {
+                next_start = Clock::now() + between_starts;
                 start_next();
             }
-            last_look = now;
-            next_look = Clock::now() + between_looks;
-        });
+        };
+        try {
+            task(i, found_work);
+        } catch (...) {
+            stop();
+            throw;
+        }
+    }
+
+    std::future<void>& end_of(std::size_t i) {
+        const Lock lock(mutex);
+        return ends[i];
     }
 
     const Task& task;
     const std::function<void()>& stop;
-    const std::chrono::nanoseconds work_per_start;
-    std::mutex mutex;
+    const std::chrono::milliseconds between_starts;
+    std::atomic<std::size_t> most;
     std::atomic<std::size_t> nStarted = 0;
-    std::vector<std::future<void>> ends;
+    Mutex mutex;
+    std::vector<std::future<void>> ends GUARDED_BY(mutex);  ///< as many as have been started
 };
 
 }  // namespace
 
 std::size_t run_concurrently(std::size_t n, const Task& task, const std::function<void()>& stop,
-                             std::chrono::milliseconds work_per_start) {
+                             std::chrono::milliseconds between_starts) {
     if (n == 1) {
         task(0, [] {});
         return 1;
     }
-    return Concurrent_Tasks(n, task, stop, work_per_start).run();
+    return Concurrent_Tasks(n, task, stop, between_starts).run();
 }

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "system/Mutex.h"
+
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <vector>
+
+/// What a walk along some events came to, in trigger intervals counted from the file's first.
+struct Walked {
+    static constexpr std::size_t no_interval = std::numeric_limits<std::size_t>::max();
+
+    std::size_t start;                         ///< the one it began with
+    std::size_t first_accepted = no_interval;  ///< that of the first accepted event, if it has one
+    std::size_t reached;
+};
+
+/// Events from `first` to before `end` that were counted along a walk from too early an interval.
+struct Wrong_Walk {
+    std::size_t first;
+    std::size_t end;
+    std::size_t wrong_start;
+    std::size_t right_start;
+};
+
+/// What the walks along the ranges of one file came to. The interval in which a range begins is the
+/// prefix maximum: the latest that any range before it has reached. Tasks do not wait until it is
+/// known: each walks its range from a lower bound of it, and enters the walk here, in any order.
+/// When all ranges before one have been entered, it shows whether that bound was good enough.
+/// Threads: any number may call all members.
+class Walk_Ledger {
+public:
+    /// A lower bound of the interval in which any range begins that has not been entered yet.
+    [[nodiscard]] std::size_t lower_bound() const;
+
+    /// Enters the walk along a range; each event of the file must be entered once. Returns the
+    /// ranges of which this has shown that they were counted from too early an interval.
+    /// Throws: std::bad_alloc.
+    [[nodiscard]] std::vector<Wrong_Walk> enter(std::size_t first, std::size_t end,
+                                                const Walked& walked);
+
+private:
+    struct Entry {
+        std::size_t end;
+        Walked walked;
+    };
+
+    mutable Mutex mutex;
+    /// The walks along ranges behind one that has not been entered, by their first event.
+    std::map<std::size_t, Entry> entries GUARDED_BY(mutex);
+    std::size_t known_events GUARDED_BY(mutex) = 0;    ///< from the first on, all entered
+    std::size_t prefix_maximum GUARDED_BY(mutex) = 0;  ///< reached by these
+};
