@@ -3,6 +3,7 @@
 #include <cassert>
 #include <functional>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -50,43 +51,32 @@ void Time_Order::add(const Time_Order& other) noexcept {
 }
 
 void Value_Sample::add(std::int64_t value) {
-    if (is_kept(nSeen++, power)) {
-        if (values.size() == most) {
-            thin_out(power + 1);
-        }
-        values.push_back(value);
-    }
+    add({next++, value});
 }
 
 void Value_Sample::add(const Value_Sample& other) {
-    Value_Sample thinner = other;
-    const int common = std::max(power, other.power);
-    thin_out(common);
-    thinner.thin_out(common);
-    values.insert(values.end(), thinner.values.begin(), thinner.values.end());
-    if (values.size() > most) {
-        thin_out(power + 1);
+    for (const Numbered& numbered : other.kept) {
+        add(numbered);
     }
-    nSeen = values.size() << power;
 }
 
 std::int64_t Value_Sample::median() const {
-    assert(!values.empty());
-    std::vector<std::int64_t> sorted = values;
+    assert(!kept.empty());
+    std::vector<Numbered> sorted = kept;
     const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-    std::ranges::nth_element(sorted, middle);
-    return *middle;
+    std::ranges::nth_element(sorted, middle, {}, &Numbered::value);
+    return middle->value;
 }
 
-void Value_Sample::thin_out(int next_power) {
-    std::size_t nKept = 0;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (is_kept(i, next_power - power)) {
-            values[nKept++] = values[i];
-        }
+void Value_Sample::add(const Numbered& numbered) {
+    if (!is_kept(numbered.number, power)) {
+        return;
     }
-    values.resize(nKept);
-    power = next_power;
+    kept.push_back(numbered);
+    while (kept.size() > most) {
+        ++power;
+        std::erase_if(kept, [this](const Numbered& one) { return !is_kept(one.number, power); });
+    }
 }
 
 void Event_Summary::add(const Event_Summary& other) noexcept {
@@ -103,9 +93,15 @@ void Survey_Image::add(const Survey_Image& other) noexcept {
     nOutside += other.nOutside;
 }
 
-void Since_Trigger::add(const Since_Trigger& other) noexcept {
-    assert(shift == other.shift);
-    add_counts(counts, other.counts);
+void Since_Trigger::add(const Since_Trigger& other) {
+    const int wider = std::max(shift, other.shift);
+    std::vector<std::uint64_t> sums(nBins);
+    for (std::size_t bin = 0; bin < nBins; ++bin) {
+        sums[bin >> (wider - shift)] += counts[bin];
+        sums[bin >> (wider - other.shift)] += other.counts[bin];
+    }
+    counts = std::move(sums);
+    shift = wider;
     nBeyond += other.nBeyond;
     nWithout += other.nWithout;
 }

@@ -53,23 +53,32 @@ struct Time_Order {
     void add(const Time_Order& other) noexcept;
 };
 
-/// Some values of many, by which their median is known: one in 2^k, at most 2^20.
+/// Some values of many, by which their median is known: one in 2^k, at most 2^20. Which ones does
+/// not depend on the order in which samples are added up.
 class Value_Sample {
 public:
+    /// Samples that are added up must have different numbers.
+    explicit Value_Sample(std::size_t number = 0) noexcept : next(std::uint64_t{number} << 40U) {}
+
     void add(std::int64_t value);
     void add(const Value_Sample& other);
-    [[nodiscard]] bool empty() const noexcept { return values.empty(); }
+    [[nodiscard]] bool empty() const noexcept { return kept.empty(); }
     /// There must be values.
     [[nodiscard]] std::int64_t median() const;
 
 private:
+    struct Numbered {
+        std::uint64_t number;
+        std::int64_t value;
+    };
+
     static constexpr std::size_t most = std::size_t{1} << 20;
 
-    void thin_out(int next_power);
+    void add(const Numbered& numbered);
 
-    std::vector<std::int64_t> values;
+    std::vector<Numbered> kept;
     int power = 0;
-    std::uint64_t nSeen = 0;
+    std::uint64_t next;  ///< the number of the next value
 };
 
 /// The trigger pulses of a file, or of all files.
@@ -129,8 +138,8 @@ struct Since_Trigger {
     std::uint64_t nBeyond = 0;   ///< later than all bins
     std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last
 
-    /// The bins of `other` must be as wide.
-    void add(const Since_Trigger& other) noexcept;
+    /// Bins become as wide as those of both.
+    void add(const Since_Trigger& other);
 };
 
 /// What is found of all files that can be read.

@@ -4,7 +4,6 @@
 #include "counting/Cell_Counter.h"
 #include "reading/Counting_Task.h"
 #include "settings/Parameters.h"
-#include "survey_triggers.h"
 
 #include <algorithm>
 #include <array>
@@ -55,18 +54,6 @@ void count_times(std::span<const std::int64_t> times, std::int64_t open, Since_T
 
 }  // namespace
 
-Surveyed_File::Surveyed_File(std::size_t index_, const std::string& path, Value_Sample& periods)
-    : index(index_), file(path) {
-    if (file.index().extTriggers) {
-        triggers = survey_triggers(file, periods);
-    }
-}
-
-bool Surveyed_File::has_intervals() const noexcept {
-    return triggers && triggers->nPulses > 1 && triggers->order.nSteps_back == 0 &&
-           triggers->median_period > 0;
-}
-
 void Range_Survey::clear() noexcept {
     events = {};
     order = {};
@@ -83,21 +70,21 @@ Survey_Task::Survey_Task()
     times.reserve(events_per_piece);
 }
 
-const Range_Survey& Survey_Task::survey(const Survey_Range& range) {
-    const bool count_since = range.since_shift && range.file->has_intervals();
-    if (count_since) {
-        start_walk(range);
+const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<int> since_shift) {
+    if (since_shift) {
+        start_walk(range.input);
+        since_triggers[*since_shift].shift = *since_shift;
     }
     found.clear();
     for (std::size_t i = range.first; i < range.end; i += events_per_piece) {
         const std::span events(piece.get(), std::min(events_per_piece, range.end - i));
-        range.file->file.read_events(i, events);
+        range.input->file.read_events(i, events);
         survey_piece(events);
         count_pixels(events);
         found.order.append(take_times(events));
         over_time.add(times);
-        if (count_since) {
-            count_since_triggers(times);
+        if (since_shift) {
+            count_since_triggers(times, since_triggers[*since_shift]);
         }
     }
     collect_photon_counts();
@@ -108,22 +95,21 @@ void Survey_Task::sum_up(Survey& survey) {
     collect_image();
     survey.image.add(image);
     survey.over_time += over_time;
-    if (since_trigger && survey.since_trigger) {
-        survey.since_trigger->add(*since_trigger);
-    } else if (since_trigger) {
-        survey.since_trigger = since_trigger;
+    for (const auto& [shift, since] : since_triggers) {
+        if (survey.since_trigger) {
+            survey.since_trigger->add(since);
+        } else {
+            survey.since_trigger = since;
+        }
     }
 }
 
-void Survey_Task::start_walk(const Survey_Range& range) {
-    if (walked != range.file) {
-        walked = range.file;
+void Survey_Task::start_walk(const std::shared_ptr<const Input>& input) {
+    if (walked != input) {
+        walked = input;
         triggers.emplace(walked->file, true);
     }
     next_trigger = 0;
-    if (!since_trigger) {
-        since_trigger.emplace().shift = *range.since_shift;
-    }
 }
 
 void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
@@ -180,7 +166,8 @@ Time_Order Survey_Task::take_times(std::span<const orven::Photon_Event> events) 
     return order;
 }
 
-void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending) {
+void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending,
+                                       Since_Trigger& since) {
     const std::size_t nTriggers = triggers->size();
     const auto count_before = [&](std::int64_t end) {
         return static_cast<std::size_t>(std::ranges::lower_bound(ascending, end) -
@@ -191,14 +178,14 @@ void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending) 
         const bool went_back = next_trigger > 0 && time < triggers->at(next_trigger - 1);
         next_trigger = triggers->first_after(time, went_back ? 0 : next_trigger);
         if (next_trigger == nTriggers) {
-            since_trigger->nWithout += ascending.size();
+            since.nWithout += ascending.size();
             return;
         }
         const std::size_t n = count_before(triggers->at(next_trigger).value);
         if (next_trigger == 0) {
-            since_trigger->nWithout += n;
+            since.nWithout += n;
         } else {
-            count_times(ascending.first(n), triggers->at(next_trigger - 1).value, *since_trigger);
+            count_times(ascending.first(n), triggers->at(next_trigger - 1).value, since);
         }
         ascending = ascending.subspan(n);
     }

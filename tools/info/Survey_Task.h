@@ -1,44 +1,21 @@
 #pragma once
 
 #include "Event.h"
-#include "Event_File.h"
 #include "Filters_Events.h"
 #include "Survey.h"
 #include "binning/Placement.h"
 #include "counting/Cell_Counter.h"
 #include "reading/Trigger_List.h"
+#include "reading/Work_Queue.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
 #include <vector>
-
-/// A file that is being read: opened once, its triggers looked at.
-struct Surveyed_File {
-    std::size_t index;  ///< in the list of files
-    orven::Event_File file;
-    std::optional<Trigger_Summary> triggers;
-
-    /// `periods` gets the ticks from each trigger to the next.
-    /// Throws: as `Event_File` and `survey_triggers`.
-    Surveyed_File(std::size_t index_, const std::string& path, Value_Sample& periods);
-
-    /// Whether the time since the trigger before can be told.
-    [[nodiscard]] bool has_intervals() const noexcept;
-};
-
-/// Some events of one file.
-struct Survey_Range {
-    std::shared_ptr<const Surveyed_File> file;
-    std::size_t first;
-    std::size_t end;
-    /// How wide the bins of times since triggers are: 2^n ticks, the same for all ranges; empty as
-    /// long as no file had intervals.
-    std::optional<int> since_shift;
-};
 
 /// What is found of a range.
 struct Range_Survey {
@@ -56,22 +33,23 @@ class Survey_Task {
 public:
     Survey_Task();
 
-    /// Looks at the events of a range.
+    /// Looks at the events of a range. Times since triggers are counted in bins of 2^`since_shift`
+    /// ticks, if they can be told.
     /// Throws: std::invalid_argument "Read Error!".
-    const Range_Survey& survey(const Survey_Range& range);
+    const Range_Survey& survey(const Event_Range& range, std::optional<int> since_shift);
 
     /// Adds what was found of all ranges together.
     void sum_up(Survey& survey);
 
 private:
-    void start_walk(const Survey_Range& range);
+    void start_walk(const std::shared_ptr<const Input>& input);
     void survey_piece(std::span<const orven::Photon_Event> events);
     void count_pixels(std::span<const orven::Photon_Event> events);
     void collect_image() noexcept;
     void collect_photon_counts() noexcept;
     /// Takes the times out of the events, and sorts them.
     Time_Order take_times(std::span<const orven::Photon_Event> events);
-    void count_since_triggers(std::span<const std::int64_t> ascending);
+    void count_since_triggers(std::span<const std::int64_t> ascending, Since_Trigger& since);
 
     Placement placement;  ///< in the image
     orven::Photon_Filter any_event;
@@ -85,8 +63,8 @@ private:
     Range_Survey found;
     Survey_Image image;
     Time_Histogram over_time;
-    std::optional<Since_Trigger> since_trigger;
-    std::shared_ptr<const Surveyed_File> walked;  ///< `triggers` are of this file
+    std::map<int, Since_Trigger> since_triggers;  ///< by the width of their bins
+    std::shared_ptr<const Input> walked;          ///< `triggers` are of this file
     std::optional<Trigger_List> triggers;
     std::size_t next_trigger = 0;
 };

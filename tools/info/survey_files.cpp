@@ -1,69 +1,89 @@
 #include "survey_files.h"
 
-#include "Survey_Queue.h"
+#include "Survey_Collection.h"
 #include "Survey_Task.h"
+#include "reading/Counting_Task.h"
 #include "reading/count_files.h"
 #include "system/run_concurrently.h"
 
+#include <atomic>
 #include <exception>
 #include <functional>
 #include <span>
 
 namespace {
 
-void work(Survey_Task& task, Survey_Queue& queue, Progress_Count& nRead,
-          const std::function<void()>& found_work) {
-    while (const auto range = queue.take()) {
-        found_work();
-        try {
-            queue.add(*range, task.survey(*range));
-            nRead.add(range->end - range->first);
-        } catch (const std::exception& failure) {
-            queue.fail(*range, failure);
-        }
+/// Why files could not be read, by file.
+using Failures = std::vector<std::exception_ptr>;
+
+std::string message_of(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& exception) {
+        return exception.what();
     }
 }
 
-/// Looks at all files that have no fault. Returns whether that is done: not if another file turns
-/// out to have one when some of its events have been counted.
-bool try_survey(Survey& survey, Progress_Count& nRead) {
+/// Looks at all files that have not failed before. Returns whether that is done: not if another one
+/// fails after some of its events have been counted.
+bool try_survey(const std::vector<std::string>& paths, Failures& failures, Survey& survey,
+                Progress_Count& nRead) {
+    Survey_Collection collection(survey.files);
+    const auto look_at = [&](const Input& input) {
+        if (failures[input.index] != nullptr) {
+            std::rethrow_exception(failures[input.index]);
+        }
+        collection.look_at(input);
+    };
     const std::size_t nTasks = default_task_count();
-    Survey_Queue queue(survey.files);
+    Work_Queue queue(paths, look_at, On_Failure::leave, {nTasks, events_per_piece});
     std::vector<Survey_Task> tasks(nTasks);
-    const std::size_t nUsed = run_concurrently(
-        nTasks,
-        [&](std::size_t i, const auto& found_work) { work(tasks[i], queue, nRead, found_work); },
-        [&] { queue.stop(); });
-    if (queue.failed_late()) {
+    std::atomic<bool> failedLate = false;
+    const auto work = [&](std::size_t i, const std::function<void()>& found_work) {
+        while (const auto range = queue.take()) {
+            found_work();
+            try {
+                collection.add(*range,
+                               tasks[i].survey(*range, collection.since_shift(*range->input)));
+                nRead.add(range->end - range->first);
+            } catch (const std::exception&) {
+                queue.fail(range->input->index, std::current_exception());
+                failedLate = true;
+            }
+        }
+    };
+    const std::size_t nUsed = run_concurrently(nTasks, work, [&] { queue.stop(); });
+    const std::vector<File_Account> files = queue.take_files();
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        failures[i] = files[i].failure;
+        survey.files[i].bytes = files[i].bytes;
+    }
+    if (failedLate) {
         return false;
     }
-    queue.sum_up(survey);
+    collection.sum_up(survey);
     for (Survey_Task& task : std::span(tasks).first(nUsed)) {
         task.sum_up(survey);
     }
     return true;
 }
 
-std::vector<File_Survey> without_findings(const std::vector<File_Survey>& files) {
-    std::vector<File_Survey> cleared;
-    cleared.reserve(files.size());
-    for (const File_Survey& file : files) {
-        cleared.push_back({file.path, file.fault, 0, {}});
-    }
-    return cleared;
-}
-
 }  // namespace
 
 Survey survey_files(const std::vector<std::string>& paths, Progress_Count& nRead) {
     Survey survey;
-    survey.files.reserve(paths.size());
-    for (const std::string& path : paths) {
-        survey.files.push_back({path, {}, 0, {}});
-    }
-    while (!try_survey(survey, nRead)) {
+    Failures failures(paths.size());
+    do {
         nRead.start_again();
-        survey.files = without_findings(survey.files);
+        survey.files.clear();
+        for (const std::string& path : paths) {
+            survey.files.push_back({path, {}, 0, {}});
+        }
+    } while (!try_survey(paths, failures, survey, nRead));
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (failures[i] != nullptr) {
+            survey.files[i].fault = message_of(failures[i]);
+        }
     }
     return survey;
 }
