@@ -5,6 +5,9 @@ set(VEXOLAN_SANITIZERS "" CACHE STRING "Value for -fsanitize=, e.g. address,unde
 
 if(VEXOLAN_WARNINGS_AS_ERRORS)
     add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+        add_compile_options(-Wthread-safety)
+    endif()
 endif()
 if(VEXOLAN_SANITIZERS)
     add_compile_options(-fsanitize=${VEXOLAN_SANITIZERS} -fno-sanitize-recover=all

@@ -1,5 +1,7 @@
 #include "logging.h"
 
+#include "system/Mutex.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -8,7 +10,6 @@
 #include <ctime>
 #include <iomanip>
 #include <iostream>
-#include <mutex>
 #include <sstream>
 #include <string_view>
 
@@ -37,7 +38,7 @@ std::tm local_time_now() {
     return local;
 }
 
-std::mutex terminal;
+Mutex terminal;
 std::atomic<bool> status_shown = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
@@ -76,14 +77,14 @@ void logging(const std::string& message) {
     std::ostringstream line;
     line.exceptions(std::ios::badbit);  // without memory, fail rather than write half a line
     line << prefix(level) << std::put_time(&local, "%Y-%m-%d %X UTC%z") << ": " << message << '\n';
-    const std::lock_guard lock(terminal);
+    const Lock lock(terminal);
     erase_status_line();
     (level >= info ? std::cout : std::cerr) << line.str() << std::flush;
 }
 
 void show_status_line(const std::string& text) {
     const std::string line = "\r\033[K" + text.substr(0, status_columns());
-    const std::lock_guard lock(terminal);
+    const Lock lock(terminal);
     status_shown = has_terminal();
     if (status_shown) {
         std::cerr << line << std::flush;
@@ -91,7 +92,7 @@ void show_status_line(const std::string& text) {
 }
 
 void remove_status_line() noexcept {
-    const std::lock_guard lock(terminal);
+    const Lock lock(terminal);
     erase_status_line();
 }
 

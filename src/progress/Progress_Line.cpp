@@ -76,7 +76,7 @@ Progress_Line::Progress_Line(std::function<std::string(Duration)> text_) : text(
 
 Progress_Line::~Progress_Line() {
     {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         ended = true;
     }
     changed.notify_all();
@@ -90,15 +90,16 @@ void Progress_Line::run() {
     constexpr std::chrono::seconds before_first(1);
     constexpr std::chrono::milliseconds between(200);
     const auto start = std::chrono::steady_clock::now();
-    std::unique_lock lock(mutex);
-    changed.wait_for(lock, before_first, [this] { return ended; });
+    Lock lock(mutex);
+    const auto has_ended = [this]() REQUIRES(mutex) { return ended; };
+    changed.wait_for(lock, before_first, has_ended);
     while (!ended) {
         try {
             show_status_line(text(std::chrono::steady_clock::now() - start));
         } catch (const std::bad_alloc&) {
             return;
         }
-        changed.wait_for(lock, between, [this] { return ended; });
+        changed.wait_for(lock, between, has_ended);
     }
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "progress/Progress_Count.h"
+#include "system/Mutex.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,9 +30,9 @@ private:
     void run();
 
     std::function<std::string(Duration)> text;
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool ended = false;
+    Mutex mutex;
+    std::condition_variable_any changed;
+    bool ended GUARDED_BY(mutex) = false;
     std::thread thread;
 };
 

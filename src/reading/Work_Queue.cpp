@@ -40,18 +40,23 @@ Work_Queue::Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On
       files(paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
-    Lock lock(mutex);
     while (true) {
-        while (!has_ranges() && !may_open() && nOpening > 0) {
-            changed.wait(lock);
+        std::size_t to_open = 0;
+        {
+            Lock lock(mutex);
+            while (!has_ranges() && !may_open() && nOpening > 0) {
+                changed.wait(lock);
+            }
+            if (has_ranges()) {
+                return take_range();
+            }
+            if (!may_open()) {
+                return std::nullopt;
+            }
+            to_open = nextPath++;
+            ++nOpening;
         }
-        if (has_ranges()) {
-            return take_range();
-        }
-        if (!may_open()) {
-            return std::nullopt;
-        }
-        open_next(lock);
+        open(to_open);
     }
 }
 
@@ -63,10 +68,7 @@ void Work_Queue::put_back(Event_Range range) {
 }
 
 void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) {
-    Lock lock(mutex);
-    const bool isFirst = note_failure(fileIndex, failure);
-    lock.unlock();
-    if (isFirst && onFailure == On_Failure::log) {
+    if (note_failure(fileIndex, failure) && onFailure == On_Failure::log) {
         log_failure(failure);
     }
 }
@@ -103,6 +105,7 @@ bool Work_Queue::is_wanted(std::size_t fileIndex) const {
 }
 
 bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& failure) {
+    const Lock lock(mutex);
     if (files[fileIndex].failure != nullptr) {
         return false;
     }
@@ -125,24 +128,21 @@ bool Work_Queue::has_ranges() const noexcept {
     return !returned.empty() || !opened.empty();
 }
 
-void Work_Queue::open_next(Lock& lock) {
-    const std::size_t fileIndex = nextPath++;
-    ++nOpening;
-    lock.unlock();
+void Work_Queue::open(std::size_t fileIndex) {
     const auto [input, failure] = try_open(fileIndex);
-    lock.lock();
-    --nOpening;
-    if (nextFrame) {
-        early.emplace(fileIndex, input);
-        offer_in_order();
-    } else if (input != nullptr) {
-        offer(input);
+    {
+        const Lock lock(mutex);
+        --nOpening;
+        if (nextFrame) {
+            early.emplace(fileIndex, input);
+            offer_in_order();
+        } else if (input != nullptr) {
+            offer(input);
+        }
+        changed.notify_all();  // before the failure is told: logging it may throw
     }
-    changed.notify_all();  // before the failure is told: logging it may throw
     if (failure != nullptr) {
-        lock.unlock();
         fail(fileIndex, failure);
-        lock.lock();
     }
 }
 

@@ -112,8 +112,8 @@ private:
     /// Whether another file may be opened: as many as there are tasks may be held back.
     [[nodiscard]] bool may_open() const noexcept REQUIRES(mutex);
     [[nodiscard]] bool has_ranges() const noexcept REQUIRES(mutex);
-    /// Opens the next file, with the lock released meanwhile.
-    void open_next(Lock& lock) REQUIRES(mutex);
+    /// Opens a file whose turn it is.
+    void open(std::size_t fileIndex);
     [[nodiscard]] Opened try_open(std::size_t fileIndex) const noexcept;
     /// Numbers the frames of files of which all before them have been opened, and offers them.
     void offer_in_order() REQUIRES(mutex);
@@ -121,8 +121,7 @@ private:
     [[nodiscard]] Event_Range take_range() REQUIRES(mutex);
     [[nodiscard]] bool is_wanted(std::size_t fileIndex) const REQUIRES(mutex);
     /// Tells whether this is the file's first failure.
-    [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure)
-        REQUIRES(mutex);
+    [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
 
     const std::span<const std::string> paths;
     const Look_At look_at;
