@@ -1,6 +1,9 @@
 #include "output/Json_Writer.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 
 namespace {
 
@@ -24,4 +27,16 @@ std::string utf8(std::string text) {
 
 void Json_Writer::value(const std::string& text) {
     writer.String(utf8(text).c_str());
+}
+
+void Json_Writer::value(double number) {
+    if (!std::isfinite(number)) {
+        writer.Null();
+        return;
+    }
+    constexpr std::size_t most_digits = 32;  // -2.2250738585072014e-308 and the like
+    std::array<char, most_digits> digits{};
+    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    writer.RawValue(digits.data(), static_cast<std::size_t>(end - digits.data()),
+                          rapidjson::kNumberType);
 }

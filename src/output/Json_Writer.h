@@ -3,7 +3,6 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
-#include <cmath>
 #include <cstdint>
 #include <string>
 
@@ -21,24 +20,14 @@ public:
     void value(std::uint64_t number) { writer.Uint64(number); }
     void value(std::int64_t number) { writer.Int64(number); }
     void value(bool truth) { writer.Bool(truth); }
-    /// JSON has no infinity and no NaN: these are null.
-    void value(double number) {
-        if (std::isfinite(number)) {
-            writer.Double(number);
-        } else {
-            writer.Null();
-        }
-    }
+    /// The fewest digits that are read as just this number. JSON has no infinity and no NaN: these
+    /// are null.
+    void value(double number);
 
     template <class Value>
     void member(const char* key, const Value& content) {
         writer.Key(key);
         value(content);
-    }
-    /// A number of which the digits are given.
-    void number_member(const char* key, const std::string& digits) {
-        writer.Key(key);
-        writer.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
     }
     void null_member(const char* key) {
         writer.Key(key);
