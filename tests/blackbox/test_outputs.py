@@ -62,7 +62,7 @@ def test_output_that_is_read_or_a_recording_is_refused(vexolan, option, read, na
 @pytest.mark.parametrize("outputs", [
     ["-o", "x", "--report", "./x"],
     ["-o", "new/x", "--spectra", "new/y/../x"],
-    ["-o", "out", "--spectra", "x", "--report", "to_x"],  # a link to what does not exist yet
+    ["-o", "out", "--spectra", "x", "--report", "new/../to_x"],  # a link to what does not exist yet
     ["-o", "hard", "--report", "settings"],
     ["-o", "folder/x", "--report", "to_folder/x"],
 ])
