@@ -3,8 +3,8 @@
 #include "Event.h"
 #include "binning/Placement.h"
 #include "counting/Counting_Image.h"
-#include "counting/Run_Account.h"
 #include "progress/Progress_Count.h"
+#include "reading/Run_Account.h"
 #include "settings/Parameters.h"
 
 #include <atomic>
