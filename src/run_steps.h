@@ -5,7 +5,7 @@
 #include "output/Image_Writer.h"
 #include "output/Run_Report.h"
 #include "progress/Progress_Line.h"
-#include "reading/add_files.h"
+#include "reading/add_data_filtered_files.h"
 #include "settings/Parameters.h"
 
 #include <chrono>

@@ -3,15 +3,17 @@
 #include "Event.h"
 #include "binning/Placement.h"
 #include "counting/Counting_Image.h"
-#include "counting/Run_Account.h"
 #include "progress/Progress_Count.h"
 #include "settings/Parameters.h"
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
+
+struct Run_Account;
 
 /// Counts events into an image, which the derived classes own.
 template <Parameters::ExtTrigger_Mode mode>
@@ -28,7 +30,8 @@ public:
     /// Threads: may be called from several at once.
     virtual void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) = 0;
 
-    /// Counts the events of all files that pass the filter. Defined in reading/add_files.h.
+    /// Counts the events of all files that pass the filter. To be called, it needs its definition:
+    /// reading/add_data_filtered_files.h.
     /// With `concurrent`, one task per available core takes files in list order, and a file that
     /// fails is logged at level `error` and left, unless the settings are strict; otherwise the
     /// calling thread takes one file after another, and the first one that fails ends the run.
@@ -42,8 +45,8 @@ public:
     /// The number of trigger intervals processed so far, over all files.
     [[nodiscard]] std::size_t get_nTriggers() const noexcept { return nTriggers; }
 
-    /// What became of the files and events added last.
-    [[nodiscard]] const Run_Account& get_account() const noexcept { return account; }
+    /// What became of the files and events added last; some must have been added.
+    [[nodiscard]] const Run_Account& get_account() const noexcept { return *account; }
 
     /// How many events have been read so far.
     [[nodiscard]] const Progress_Count& get_nRead() const noexcept { return nRead; }
@@ -62,6 +65,6 @@ private:
     std::atomic<std::size_t> nTriggers{0};
     bool strict;
     bool keepAccount;
-    Run_Account account;
+    std::shared_ptr<const Run_Account> account;
     Progress_Count nRead;
 };

@@ -1,6 +1,12 @@
 #include "output/Json_Writer.h"
 
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 
 namespace {
 
@@ -22,6 +28,71 @@ std::string utf8(std::string text) {
 
 }  // namespace
 
+struct Json_Writer::Text {
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{buffer};
+};
+
+Json_Writer::Json_Writer() : json(std::make_unique<Text>()) {
+    json->writer.SetIndent(' ', 2);
+    json->writer.SetFormatOptions(rapidjson::kFormatSingleLineArray);
+}
+
+Json_Writer::~Json_Writer() = default;
+
 void Json_Writer::value(const std::string& text) {
-    writer.String(utf8(text).c_str());
+    json->writer.String(utf8(text).c_str());
+}
+
+void Json_Writer::value(std::uint64_t number) {
+    json->writer.Uint64(number);
+}
+
+void Json_Writer::value(std::int64_t number) {
+    json->writer.Int64(number);
+}
+
+void Json_Writer::value(bool truth) {
+    json->writer.Bool(truth);
+}
+
+void Json_Writer::value(double number) {
+    if (!std::isfinite(number)) {
+        json->writer.Null();
+        return;
+    }
+    constexpr std::size_t most_digits = 32;  // -2.2250738585072014e-308 and the like
+    std::array<char, most_digits> digits{};
+    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    json->writer.RawValue(digits.data(), static_cast<std::size_t>(end - digits.data()),
+                          rapidjson::kNumberType);
+}
+
+void Json_Writer::null_member(const char* key) {
+    write_key(key);
+    json->writer.Null();
+}
+
+std::string Json_Writer::text() const {
+    return std::string(json->buffer.GetString()) + '\n';
+}
+
+void Json_Writer::write_key(const char* key) {
+    json->writer.Key(key);
+}
+
+void Json_Writer::start_object() {
+    json->writer.StartObject();
+}
+
+void Json_Writer::end_object() {
+    json->writer.EndObject();
+}
+
+void Json_Writer::start_list() {
+    json->writer.StartArray();
+}
+
+void Json_Writer::end_list() {
+    json->writer.EndArray();
 }

@@ -1,73 +1,57 @@
 #pragma once
 
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
-#include <cmath>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 /// Writes one JSON text. A member is a key and a value.
 class Json_Writer {
 public:
-    Json_Writer() {
-        writer.SetIndent(' ', 2);
-        writer.SetFormatOptions(rapidjson::kFormatSingleLineArray);
-    }
+    Json_Writer();
+    ~Json_Writer();
+    Json_Writer(const Json_Writer&) = delete;
+    Json_Writer& operator=(const Json_Writer&) = delete;
 
     /// A text that is not UTF-8 gets question marks for all beyond ASCII.
     void value(const std::string& text);
     void value(const char* text) { value(std::string(text)); }
-    void value(std::uint64_t number) { writer.Uint64(number); }
-    void value(std::int64_t number) { writer.Int64(number); }
-    void value(bool truth) { writer.Bool(truth); }
-    /// JSON has no infinity and no NaN: these are null.
-    void value(double number) {
-        if (std::isfinite(number)) {
-            writer.Double(number);
-        } else {
-            writer.Null();
-        }
-    }
+    void value(std::uint64_t number);
+    void value(std::int64_t number);
+    void value(bool truth);
+    /// The fewest digits that are read as just this number. JSON has no infinity and no NaN: these
+    /// are null.
+    void value(double number);
 
     template <class Value>
     void member(const char* key, const Value& content) {
-        writer.Key(key);
+        write_key(key);
         value(content);
     }
-    /// A number of which the digits are given.
-    void number_member(const char* key, const std::string& digits) {
-        writer.Key(key);
-        writer.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
-    }
-    void null_member(const char* key) {
-        writer.Key(key);
-        writer.Null();
-    }
+    void null_member(const char* key);
 
     /// Writes an object whose members `fill()` writes; with a key, as a member itself.
     template <class Fill>
     void object(const Fill& fill) {
-        writer.StartObject();
+        start_object();
         fill();
-        writer.EndObject();
+        end_object();
     }
     template <class Fill>
     void object(const char* key, const Fill& fill) {
-        writer.Key(key);
+        write_key(key);
         object(fill);
     }
 
     /// Writes a list whose values `fill()` writes; with a key, as a member.
     template <class Fill>
     void list(const Fill& fill) {
-        writer.StartArray();
+        start_list();
         fill();
-        writer.EndArray();
+        end_list();
     }
     template <class Fill>
     void list(const char* key, const Fill& fill) {
-        writer.Key(key);
+        write_key(key);
         list(fill);
     }
     template <class Values>
@@ -79,9 +63,15 @@ public:
         });
     }
 
-    [[nodiscard]] std::string text() const { return std::string(buffer.GetString()) + '\n'; }
+    [[nodiscard]] std::string text() const;
 
 private:
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{buffer};
+    void write_key(const char* key);
+    void start_object();
+    void end_object();
+    void start_list();
+    void end_list();
+
+    struct Text;  ///< hides the JSON library
+    std::unique_ptr<Text> json;
 };

@@ -1,6 +1,7 @@
 #include "output/Output_Check.h"
 
 #include "Event_File_Format.h"
+#include "output/follow_links.h"
 #include "settings/Parameters.h"
 
 #include <fcntl.h>
@@ -41,21 +42,21 @@ bool may_be_recording(const std::string& path) {
     return file && identifier == orven::Event_File_Format::file_identifier;
 }
 
-/// The path with all links followed; what does not exist is taken as it is written.
-fs::path resolved(const std::string& path) {
-    constexpr int most_links = 40;  // as many as the system follows
+/// One name for all paths that lead to the same place, where nothing needs to be.
+fs::path unique_name(const std::string& path) {
     std::error_code error;
-    fs::path target = fs::weakly_canonical(fs::absolute(path, error), error);
-    // A link to what does not exist yet counts as missing itself.
-    for (int i = 0; i < most_links && fs::is_symlink(target, error); ++i) {
-        const fs::path next = target.parent_path() / fs::read_symlink(target, error);
-        target = fs::weakly_canonical(next, error);
-    }
-    return target;
+    const fs::path without_detours = fs::weakly_canonical(fs::absolute(path, error), error);
+    // A link to what does not exist counts as missing there.
+    return fs::weakly_canonical(follow_links(without_detours), error);
 }
 
-/// The first folder on the way up that exists: missing ones will be made in it.
-fs::path existing_folder(const std::string& path) {
+/// The folder in which a file will be made. Missing folders will be made, in the first one on the
+/// way up that exists, but none to which a link leads.
+fs::path folder_to_write(const std::string& path) {
+    const fs::path target = follow_links(path);
+    if (target != path) {
+        return folder_of(target);
+    }
     std::error_code error;
     fs::path folder = fs::absolute(path, error).parent_path();
     while (!fs::exists(folder, error) && folder.has_relative_path()) {
@@ -78,7 +79,8 @@ void refuse_harmful_output(const std::string& output, std::span<const std::strin
                            std::span<const std::string> other_outputs) {
     const auto existing = examine(output);
     for (const std::string& other : other_outputs) {
-        if (resolved(output) == resolved(other) || (existing && is_same_file(*existing, other))) {
+        if (unique_name(output) == unique_name(other) ||
+            (existing && is_same_file(*existing, other))) {
             throw std::invalid_argument(in_output(output) + "is asked for twice!");
         }
     }
@@ -112,8 +114,7 @@ std::optional<std::string> output_problem(const std::string& path, std::uint64_t
         return std::nullopt;
     }
     std::error_code error;
-    const bool dangling = !existing && fs::is_symlink(path, error);
-    const fs::path folder = dangling ? resolved(path).parent_path() : existing_folder(path);
+    const fs::path folder = folder_to_write(path);
     if (!fs::is_directory(folder, error)) {
         return in_output(path) + "lies below something that is no folder!";
     }

@@ -1,5 +1,7 @@
 #include "output/Pending_File.h"
 
+#include "output/follow_links.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,9 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <random>
-#include <system_error>
 #include <utility>
 
 namespace {
@@ -23,28 +23,12 @@ constexpr const char* own_descriptors = "/proc/self/fd/";
 std::atomic<const char*> unfinished = nullptr;
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
-std::string folder_of(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    return folder.empty() ? "." : folder;
-}
-
 /// A name in the folder that says what it is, and that nobody can have prepared a link at.
 std::string unfinished_name(const std::string& folder) {
     std::random_device random;
     std::array<char, 17> digits{};
     std::snprintf(digits.data(), digits.size(), "%08x%08x", random(), random());
     return folder + "/vexolan-unfinished-" + digits.data();
-}
-
-/// The path at the end of all symbolic links, which need not exist.
-std::string follow_links(const std::string& path) {
-    constexpr int most_links = 40;  // as many as the system follows
-    std::filesystem::path target = path;
-    std::error_code error;
-    for (int i = 0; i < most_links && std::filesystem::is_symlink(target, error); ++i) {
-        target = target.parent_path() / std::filesystem::read_symlink(target, error);
-    }
-    return target.string();
 }
 
 /// Whether a rename may take the file's place: not where something is mounted on it, nor over other
@@ -74,7 +58,7 @@ int Pending_File::open(const std::string& path) {
     if (path.empty() || (exists && !S_ISREG(existing.st_mode))) {
         return open_in_place(path);
     }
-    target = follow_links(path);
+    target = follow_links(path).string();
     if (exists) {
         const int probe = ::open(target.c_str(), O_RDWR | O_CLOEXEC);
         if (probe < 0) {
@@ -139,7 +123,7 @@ int Pending_File::open_in_place(const std::string& path) noexcept {
 }
 
 int Pending_File::open_beside() {
-    const std::string folder = folder_of(target);
+    const std::string folder = folder_of(target).string();
     constexpr int flags = O_RDWR | O_CLOEXEC;
     if (access(own_descriptors, X_OK) == 0) {  // a file without a name gets one through these
         opened = ::open(folder.c_str(), flags | O_TMPFILE, new_file_mode);
@@ -164,7 +148,7 @@ void Pending_File::set_name(std::string next) {
 
 int Pending_File::link_name() {
     const std::string nameless = own_descriptors + std::to_string(opened);
-    set_name(unfinished_name(folder_of(target)));
+    set_name(unfinished_name(folder_of(target).string()));
     return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0
                ? 0
                : errno;

@@ -3,75 +3,19 @@
 #include "logging.h"
 #include "output/Json_Writer.h"
 
-#include <rapidjson/document.h>
-
-#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <exception>
 #include <iomanip>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
 
-/// Whether the reader of settings files makes just this value of the digits.
-bool reads_as(const std::string& digits, double value) {
-    rapidjson::Document read;
-    read.Parse(digits.c_str());
-    return !read.HasParseError() && read.IsNumber() && read.GetDouble() == value;
-}
-
-std::string with_digits(double value, int precision) {
-    std::ostringstream digits;
-    digits << std::setprecision(precision) << value;
-    return digits.str();
-}
-
-/// Digits of a whole number times a power of ten from which the reader makes just this value; empty
-/// if none are found.
-std::string digits_with_power(double value, int power) {
-    constexpr int most_steps = 2;
-    const auto scaled = static_cast<double>(std::fabs(value) * std::pow(10.0L, power));
-    if (!(scaled >= 0x1p52 && scaled < 0x1.8p63)) {
-        return "";
-    }
-    const double step = std::nextafter(scaled, HUGE_VAL) - scaled;
-    for (int i = -most_steps; i <= most_steps; ++i) {
-        std::ostringstream digits;
-        digits << (value < 0 ? "-" : "") << static_cast<std::uint64_t>(scaled + i * step) << 'e'
-               << -power;
-        if (reads_as(digits.str(), value)) {
-            return digits.str();
-        }
-    }
-    return "";
-}
-
-/// Digits from which the reader of settings files makes just this value; empty if none are found.
-/// The reader divides the digits, as a double, by a power of ten, which is not always exact: then
-/// other digits, with another power, may be.
-std::string digits_of(double value) {
-    constexpr int most_digits = std::numeric_limits<double>::max_digits10;
-    for (int precision = 1; precision <= most_digits; ++precision) {
-        if (std::string digits = with_digits(value, precision); reads_as(digits, value)) {
-            return digits;
-        }
-    }
-    constexpr int most_power = 330;
-    for (int power = -most_power; power <= most_power; ++power) {
-        if (std::string digits = digits_with_power(value, power); !digits.empty()) {
-            return digits;
-        }
-    }
-    return "";
-}
-
-/// A setting, if it is present: the reader of settings files gets the same value back.
+/// Writes a setting, if it is present.
 void write_setting(Json_Writer& json, const char* key, const std::optional<double>& number) {
     if (number) {
-        json.number_member(key, digits_of(*number));
+        json.member(key, *number);
     }
 }
 
@@ -245,10 +189,9 @@ void log_input(const std::string& path, const File_Account& file) {
 void check_settings_can_be_reported(const Parameters& parameters) {
     for (const std::optional<double>& value :
          {parameters.psd_min, parameters.psd_max, parameters.time_res_s}) {
-        if (value && digits_of(*value).empty()) {
-            constexpr int all_digits = std::numeric_limits<double>::max_digits10;
-            throw std::invalid_argument("a report cannot hold the setting " +
-                                        with_digits(*value, all_digits) + "!");
+        if (value && !std::isfinite(*value)) {
+            throw std::invalid_argument("a report cannot hold the setting " + short_text(*value) +
+                                        "!");
         }
     }
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Event.h"
-#include "counting/Run_Account.h"
 #include "output/Image_Writer.h"
+#include "reading/Run_Account.h"
 #include "settings/Parameters.h"
 
 #include <chrono>

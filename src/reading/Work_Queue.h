@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Event_File.h"
-#include "counting/Run_Account.h"
+#include "reading/Run_Account.h"
 #include "reading/Walk_Ledger.h"
 #include "system/Mutex.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "counting/Run_Account.h"
 #include "reading/Counting_Task.h"
+#include "reading/Run_Account.h"
 #include "reading/Work_Queue.h"
 
 #include <cstddef>

@@ -5,16 +5,19 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/istreamwrapper.h>
 
+#include <charconv>
 #include <cmath>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <istream>
 #include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -48,11 +51,45 @@ public:
     static void Free(void* memory) noexcept { std::free(memory); }
 };
 
-using Document = rapidjson::GenericDocument<
-    rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<Throwing_Allocator>, Throwing_Allocator>;
+/// A JSON text as values. Each number is the nearest double, as with options: the JSON library's
+/// own conversion is often off by the last digit, and its exact one fails for some numbers.
+class Document
+    : public rapidjson::GenericDocument<rapidjson::UTF8<>,
+                                        rapidjson::MemoryPoolAllocator<Throwing_Allocator>,
+                                        Throwing_Allocator> {
+public:
+    /// Parses without recursion, so that no depth of nesting exhausts the stack.
+    rapidjson::ParseResult parse(std::istream& file) {
+        constexpr unsigned flags =
+            rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+        rapidjson::IStreamWrapper stream(file);
+        rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Throwing_Allocator> reader;
+        const auto parse_values = [&](const auto& /*base*/) {
+            return !reader.Parse<flags>(stream, *this).IsError();
+        };
+        Populate(parse_values);
+        return {reader.GetParseErrorCode(), reader.GetErrorOffset()};
+    }
 
-/// Parses without recursion, so that no depth of nesting exhausts the stack. Logs why there is no
-/// object at the root; the caller's first look-up then fails the JSON library's assertion.
+    /// Called by the reader for each number.
+    bool RawNumber(const char* digits, rapidjson::SizeType length, bool /*copy*/) {
+        const char* const end = digits + length;
+        const auto is_whole = [&](auto& number) {
+            const auto [stop, failure] = std::from_chars(digits, end, number);
+            return failure == std::errc() && stop == end;
+        };
+        std::uint64_t positive = 0;
+        std::int64_t negative = 0;
+        if (is_whole(positive)) {
+            return Uint64(positive);
+        }
+        return is_whole(negative) ? Int64(negative)
+                                  : Double(std::strtod(std::string(digits, end).c_str(), nullptr));
+    }
+};
+
+/// Logs why there is no object at the root; the caller's first look-up then fails the JSON
+/// library's assertion.
 Document parse_settings(const std::string& path) {
     Document document;
     std::ifstream file(path);
@@ -60,15 +97,13 @@ Document parse_settings(const std::string& path) {
         log_problem(path, "could not be opened");
         return document;
     }
-    rapidjson::IStreamWrapper stream(file);
-    document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    const rapidjson::ParseResult result = document.parse(file);
     if (file.bad()) {
         log_problem(path, "could not be read");
         document.SetNull();
-    } else if (document.HasParseError()) {
-        log_problem(
-            path, "is not valid JSON: " + std::string(GetParseError_En(document.GetParseError())) +
-                      " (at byte " + std::to_string(document.GetErrorOffset()) + ")");
+    } else if (result.IsError()) {
+        log_problem(path, "is not valid JSON: " + std::string(GetParseError_En(result.Code())) +
+                              " (at byte " + std::to_string(result.Offset()) + ")");
     } else if (!document.IsObject()) {
         log_problem(path, "has no JSON object at its root");
     }

@@ -62,7 +62,7 @@ def test_output_that_is_read_or_a_recording_is_refused(vexolan, option, read, na
 @pytest.mark.parametrize("outputs", [
     ["-o", "x", "--report", "./x"],
     ["-o", "new/x", "--spectra", "new/y/../x"],
-    ["-o", "out", "--spectra", "x", "--report", "to_x"],  # a link to what does not exist yet
+    ["-o", "out", "--spectra", "x", "--report", "new/../to_x"],  # a link to what does not exist yet
     ["-o", "hard", "--report", "settings"],
     ["-o", "folder/x", "--report", "to_folder/x"],
 ])
@@ -209,15 +209,19 @@ def test_report_accounts_for_every_file_and_event(vexolan, mode, parallel):
     assert (replayed.status, vexolan.bytes()) == (0, image)
 
 
-@pytest.mark.parametrize("psd", [0.1 + 0.2, 1 / 3, 123456.78901234567, 4.35, 2.5e-308, 1.7e308,
-                                 9007199254740993.0, 5.0, 1e22, 1e23])
-def test_replay_filters_by_the_same_number(vexolan, psd):
+@pytest.mark.parametrize("digits", [
+    "0.30000000000000004", "-4.35", "123456.78901234567", "0.36995516654807925", "2.5e-308",
+    "1.7e308", "5", "9007199254740993.0", "18446744073709551615.5", "1E23",
+    pytest.param(f"0.{'0' * 400}1", id="tiny")])
+def test_settings_file_and_report_hold_the_nearest_number(vexolan, digits):
+    psd = float(digits)
     rows = [Event(x=column * PIXEL, psd=value) for column, value in enumerate(
-        [numpy.nextafter(psd, 0), psd, numpy.nextafter(psd, numpy.inf)])]
+        [numpy.nextafter(psd, -numpy.inf), psd, numpy.nextafter(psd, numpy.inf)])]
     arguments = ["-i", vexolan.record("a", rows), "-o", "out", "-x", 256]
-    assert vexolan(*arguments, "-p", repr(psd), "-P", repr(psd), "--report", "r") == ended(info(0))
-    assert vexolan(*arguments, "-f", "r") == ended(info(0))
-    assert vexolan.image() == {(0, 0, 1): 1}
+    vexolan.put("s", f'{{"vexolan": {{"psd_min": {digits}, "psd_max": {digits}}}}}')
+    for settings, report in (("s", "r"), ("r", "s")):
+        assert vexolan(*arguments, "-f", settings, "--report", report) == ended(info(0))
+        assert vexolan.image() == {(0, 0, 1): 1}
 
 
 @pytest.mark.parametrize("option", ["-p", "-P"])

@@ -61,13 +61,17 @@ def test_disk_that_fills_up_is_an_error(vexolan):
     mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "none", disk]
     if subprocess.run(mount, capture_output=True, check=False).returncode != 0:
         pytest.skip("only root can mount a small disk")
+    (vexolan.folder / "link").symlink_to("disk/out")
     try:
-        failure = vexolan("-x", 1000, "-o", "disk/out")
+        new = vexolan("-x", 1000, "-o", "link")
         assert vexolan("-x", 100, "-o", "disk/out") == ended(out=info(0, "disk/out"))
+        old = vexolan("-x", 1000, "-o", "link")
     finally:
         subprocess.run(["umount", disk], check=True)
-    assert failure._replace(err="") == aborted("", out=info(0, "disk/out"))
-    assert what(failure) == 'output file "disk/out" could not be written (No space left on device)!'
+    for failure in (new, old):
+        assert failure._replace(err="") == aborted("", out=info(0, "link"))
+        assert re.search(r'"link" needs \d{7} bytes, but its disk has \d{5}!\n', failure.err)
+        assert what(failure) == 'output file "link" could not be written (No space left on device)!'
 
 
 @pytest.mark.skipif(memory("MemAvailable") < 5 * 2**30, reason="needs an image of 4 GiB")

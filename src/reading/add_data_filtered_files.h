@@ -5,6 +5,7 @@
 #include "reading/count_files.h"
 #include "settings/Parameters.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::s
                            nTriggers, keepAccount,     &nRead};
     // Without one file, the frames of all files after it would have other numbers.
     const bool endsRun = !concurrent || strict || mode == Parameters::frameSync;
-    account = count_files(job, files, endsRun ? On_Failure::end_run : On_Failure::log,
-                          {concurrent ? default_task_count() : 1, events_per_piece});
-    nTriggers += account.nIntervals;
+    account = std::make_shared<const Run_Account>(
+        count_files(job, files, endsRun ? On_Failure::end_run : On_Failure::log,
+                    {concurrent ? default_task_count() : 1, events_per_piece}));
+    nTriggers += account->nIntervals;
 }
