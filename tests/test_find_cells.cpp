@@ -82,27 +82,24 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
         orven::Photon_Filter({0, UINT64_MAX - 1}, {-HUGE_VAL, {}}),
         orven::Photon_Filter({0, 9}, {std::nan(""), {}})};
     struct Bins {
-        const char* seconds;
-        const char* number;
+        double seconds;
+        std::uint64_t number;
     };
     // 49 * (1.0 / 49) falls short of 1. The last three end at, behind and far behind the times that
     // are divided in doubles.
-    for (const Bins bins : {Bins{"1e-6", "3"}, Bins{"1e-6", "0"}, Bins{"1.5625e-9", "5"},
-                            Bins{"7.65625e-8", "5"}, Bins{"1099.511627775", "3200"},
-                            Bins{"1099.511627775", "12800"}, Bins{"7205759403.792794", "3"}}) {
-        const long width = time_bin_length(std::stod(bins.seconds)).value;
-        const auto end =
-            static_cast<long>(static_cast<unsigned long>(width) * std::stoul(bins.number));
-        const Parameters flat = parameters_from({"-x", "5", "-y", "3"});
-        const Parameters deep =
-            parameters_from({"-x", "5", "-y", "3", "-t", bins.seconds, "-T", bins.number});
+    for (const Bins bins :
+         {Bins{1e-6, 3}, Bins{1e-6, 0}, Bins{1.5625e-9, 5}, Bins{7.65625e-8, 5},
+          Bins{1099.511627775, 3200}, Bins{1099.511627775, 12800}, Bins{7205759403.792794, 3}}) {
+        const long width = time_bin_length(bins.seconds).value;
+        const auto end = static_cast<long>(static_cast<unsigned long>(width) * bins.number);
+        const Page_Sizes deep{5, 3, bins.seconds, bins.number};
         const std::vector<Photon_Event> events = odd_events(1003, width, end);
         for (const orven::Photon_Filter& filter : filters) {
             for (const long open : {0L, width, -1L, long_min, long_max}) {
                 const Interval interval{orven::Event_Time(open), 2};
-                expect_same_cells(Integrated_Placement(flat), filter, interval, events);
+                expect_same_cells(Integrated_Placement(5, 3), filter, interval, events);
                 expect_same_cells(Time_Bin_Placement(deep), filter, interval, events);
-                if (std::stoul(bins.number) > interval.frameIndex) {
+                if (bins.number > interval.frameIndex) {
                     expect_same_cells(Frame_Placement(deep), filter, interval, events);
                 }
             }
@@ -114,7 +111,7 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
 }
 
 TEST(frame_size, is_how_far_frames_lie_apart) {
-    const Frame_Placement frames(parameters_from({"-x", "5", "-y", "3", "-t", "1", "-T", "2"}));
+    const Frame_Placement frames({5, 3, 1, 2});
     EXPECT_EQ(frame_size(frames), frames.place(event(0, 0), orven::Event_Time(0), 1).cell);
 }
 
