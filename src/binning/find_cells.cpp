@@ -74,13 +74,15 @@ Split split(Events events) {
     return {events.first(nWhole), events.subspan(nWhole)};
 }
 
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL
+// The vector library's own compression is several times slower: it makes a table for each vector.
+#if HWY_TARGET <= HWY_AVX3  // AVX-512, later sets of it included
 
-/// Appends the cells of the chosen lanes.
+/// Appends the cells of the chosen lanes; writes a whole vector. One instruction for both,
+/// compressing and storing, is slower.
 HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) {
-    const Whole whole;
-    return hn::CompressStore(cells, hn::RebindMask(whole, chosen), whole,
-                             reinterpret_cast<std::uint64_t*>(end));
+    const Whole_Lanes sorted{_mm512_maskz_compress_epi64(chosen.raw, cells.raw)};
+    hn::StoreU(sorted, Whole(), reinterpret_cast<std::uint64_t*>(end));
+    return hn::CountTrue(Real(), chosen);
 }
 
 #elif HWY_TARGET == HWY_SSE4
@@ -102,8 +104,7 @@ HWY_INLINE std::size_t append(Whole_Lanes cells, Mask chosen, std::size_t* end) 
 constexpr std::size_t nMost_lanes = hn::MaxLanes(Whole());
 
 /// For each choice of lanes, as bits: the order of the halves of lanes that puts the chosen ones in
-/// front. The vector library compresses several times more slowly: it makes such a table for each
-/// vector.
+/// front.
 constexpr auto chosen_first = [] {
     static_assert(nMost_lanes <= 8);  // whose bits fill one byte
     std::array<std::array<std::uint32_t, 2 * nMost_lanes>, 1U << nMost_lanes> orders{};
@@ -147,6 +148,7 @@ Found find(const Kind& placement, Events events, const orven::Photon_Filter& fil
         const auto [inside, cell] = kind.place(lanes);
         // As a number, a lane of a mask is -1.
         nAccepted = hn::Sub(nAccepted, hn::BitCast(Signed(), hn::VecFromMask(Real(), accepted)));
+        // There are no more cells than events so far, so a whole vector has room behind them.
         nCells += append(cell, hn::And(inside, accepted), cells + nCells);
     }
     const Found last = find_one_by_one(placement, rest, filter, interval, cells + nCells);
