@@ -39,13 +39,13 @@ struct Event_Lanes {
 static_assert(sizeof(orven::Photon_Event) == 4 * sizeof(std::uint64_t));
 
 HWY_INLINE Event_Lanes load(const orven::Photon_Event* events) {
-    const Whole whole;
-    Event_Lanes lanes;
+    Whole_Lanes position;
+    Whole_Lanes time;
+    Whole_Lanes nPhotons;
     Whole_Lanes psd;
-    hn::LoadInterleaved4(whole, reinterpret_cast<const std::uint64_t*>(events), lanes.position,
-                         lanes.time, lanes.nPhotons, psd);
-    lanes.psd = hn::BitCast(Real(), psd);
-    return lanes;
+    hn::LoadInterleaved4(Whole(), reinterpret_cast<const std::uint64_t*>(events), position, time,
+                         nPhotons, psd);
+    return {position, time, nPhotons, hn::BitCast(Real(), psd)};
 }
 
 /// The filter, as `accepts` is for one event.
