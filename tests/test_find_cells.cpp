@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
-#include <string>
 #include <variant>
 
 namespace {
@@ -37,6 +38,20 @@ std::vector<Photon_Event> odd_events(std::size_t n, long width, long end) {
         events.push_back(event(one_of(positions), one_of(positions),
                                random() % 2 == 0 ? one_of(ticks) : near, one_of(photons),
                                one_of(psds)));
+    }
+    return events;
+}
+
+/// Events at and next to the edges of pixels and time bins of this width: all edges of a small
+/// image, the outer ones of a large one.
+std::vector<Photon_Event> events_at_edges(int width, int size) {
+    std::vector<Photon_Event> events;
+    for (int k = -2; k <= std::min(size, 300) + 1; ++k) {
+        for (const int edge : {k * width, (size - k) * width}) {
+            for (const int at : {edge - 1, edge, edge + 1}) {
+                events.insert(events.end(), {event(at, 0), event(0, at), event(0, 0, at)});
+            }
+        }
     }
     return events;
 }
@@ -104,9 +119,28 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
                 }
             }
         }
-        for (const std::size_t n : {0U, 1U, 2U, 7U, 9U}) {
-            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, std::span(events).first(n));
+        for (const std::size_t n : {0U, 1U, 2U, 7U, 8U, 9U, 16U}) {
+            const std::vector counted(n, event(0, 0));
+            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, counted);
         }
+    }
+}
+
+/// The quotient of an edge is not always rounded to the same side of the whole number.
+TEST(find_cells, no_edge_is_missed_by_any_instructions) {
+    std::vector<int> sizes{512, 1000, 4096, 30011, 77777};
+    sizes.resize(300);
+    std::iota(sizes.begin() + 5, sizes.end(), 1);
+    const orven::Photon_Filter accept_all({0, UINT64_MAX}, {});
+    for (const int size : sizes) {
+        SCOPED_TRACE(size);
+        const auto n = static_cast<std::uint64_t>(size);
+        const int width = pixel_width(n).value;
+        const Page_Sizes pages{n, n, orven::Event_Time(width).in_seconds(), std::min(n, 300UL)};
+        const std::vector<Photon_Event> events = events_at_edges(width, size);
+        expect_same_cells(Integrated_Placement(n, n), accept_all, {}, events);
+        expect_same_cells(Time_Bin_Placement(pages), accept_all, {}, events);
+        expect_same_cells(Frame_Placement(pages), accept_all, {}, events);
     }
 }
 
