@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
-#include <string>
 #include <variant>
 
 namespace {
@@ -37,6 +38,20 @@ std::vector<Photon_Event> odd_events(std::size_t n, long width, long end) {
         events.push_back(event(one_of(positions), one_of(positions),
                                random() % 2 == 0 ? one_of(ticks) : near, one_of(photons),
                                one_of(psds)));
+    }
+    return events;
+}
+
+/// Events at and next to the edges of pixels and time bins of this width: all edges of a small
+/// image, the outer ones of a large one.
+std::vector<Photon_Event> events_at_edges(int width, int size) {
+    std::vector<Photon_Event> events;
+    for (int k = -2; k <= std::min(size, 300) + 1; ++k) {
+        for (const int edge : {k * width, (size - k) * width}) {
+            for (const int at : {edge - 1, edge, edge + 1}) {
+                events.insert(events.end(), {event(at, 0), event(0, at), event(0, 0, at)});
+            }
+        }
     }
     return events;
 }
@@ -82,39 +97,55 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
         orven::Photon_Filter({0, UINT64_MAX - 1}, {-HUGE_VAL, {}}),
         orven::Photon_Filter({0, 9}, {std::nan(""), {}})};
     struct Bins {
-        const char* seconds;
-        const char* number;
+        double seconds;
+        std::uint64_t number;
     };
     // 49 * (1.0 / 49) falls short of 1. The last three end at, behind and far behind the times that
     // are divided in doubles.
-    for (const Bins bins : {Bins{"1e-6", "3"}, Bins{"1e-6", "0"}, Bins{"1.5625e-9", "5"},
-                            Bins{"7.65625e-8", "5"}, Bins{"1099.511627775", "3200"},
-                            Bins{"1099.511627775", "12800"}, Bins{"7205759403.792794", "3"}}) {
-        const long width = time_bin_length(std::stod(bins.seconds)).value;
-        const auto end =
-            static_cast<long>(static_cast<unsigned long>(width) * std::stoul(bins.number));
-        const Parameters flat = parameters_from({"-x", "5", "-y", "3"});
-        const Parameters deep =
-            parameters_from({"-x", "5", "-y", "3", "-t", bins.seconds, "-T", bins.number});
+    for (const Bins bins :
+         {Bins{1e-6, 3}, Bins{1e-6, 0}, Bins{1.5625e-9, 5}, Bins{7.65625e-8, 5},
+          Bins{1099.511627775, 3200}, Bins{1099.511627775, 12800}, Bins{7205759403.792794, 3}}) {
+        const long width = time_bin_length(bins.seconds).value;
+        const auto end = static_cast<long>(static_cast<unsigned long>(width) * bins.number);
+        const Page_Sizes deep{5, 3, bins.seconds, bins.number};
         const std::vector<Photon_Event> events = odd_events(1003, width, end);
         for (const orven::Photon_Filter& filter : filters) {
             for (const long open : {0L, width, -1L, long_min, long_max}) {
                 const Interval interval{orven::Event_Time(open), 2};
-                expect_same_cells(Integrated_Placement(flat), filter, interval, events);
+                expect_same_cells(Integrated_Placement(5, 3), filter, interval, events);
                 expect_same_cells(Time_Bin_Placement(deep), filter, interval, events);
-                if (std::stoul(bins.number) > interval.frameIndex) {
+                if (bins.number > interval.frameIndex) {
                     expect_same_cells(Frame_Placement(deep), filter, interval, events);
                 }
             }
         }
-        for (const std::size_t n : {0U, 1U, 2U, 7U, 9U}) {
-            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, std::span(events).first(n));
+        for (const std::size_t n : {0U, 1U, 2U, 7U, 8U, 9U, 16U}) {
+            const std::vector counted(n, event(0, 0));
+            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, counted);
         }
     }
 }
 
+/// The quotient of an edge is not always rounded to the same side of the whole number.
+TEST(find_cells, no_edge_is_missed_by_any_instructions) {
+    std::vector<int> sizes{512, 1000, 4096, 30011, 77777};
+    sizes.resize(300);
+    std::iota(sizes.begin() + 5, sizes.end(), 1);
+    const orven::Photon_Filter accept_all({0, UINT64_MAX}, {});
+    for (const int size : sizes) {
+        SCOPED_TRACE(size);
+        const auto n = static_cast<std::uint64_t>(size);
+        const int width = pixel_width(n).value;
+        const Page_Sizes pages{n, n, orven::Event_Time(width).in_seconds(), std::min(n, 300UL)};
+        const std::vector<Photon_Event> events = events_at_edges(width, size);
+        expect_same_cells(Integrated_Placement(n, n), accept_all, {}, events);
+        expect_same_cells(Time_Bin_Placement(pages), accept_all, {}, events);
+        expect_same_cells(Frame_Placement(pages), accept_all, {}, events);
+    }
+}
+
 TEST(frame_size, is_how_far_frames_lie_apart) {
-    const Frame_Placement frames(parameters_from({"-x", "5", "-y", "3", "-t", "1", "-T", "2"}));
+    const Frame_Placement frames({5, 3, 1, 2});
     EXPECT_EQ(frame_size(frames), frames.place(event(0, 0), orven::Event_Time(0), 1).cell);
 }
 

@@ -8,7 +8,7 @@
 const std::vector<Photon_Event>& sample_events() {
     static const std::vector<Photon_Event> events = [] {
         constexpr long end_ticks = 100'000'000;
-        constexpr int detector = 256 * orven::Event_Length::units_per_pixel;
+        constexpr int detector = orven::detector_pixels * orven::Event_Length::units_per_pixel;
         std::mt19937_64 random(1);
         const auto below = [&random](std::uint64_t limit) { return random() % limit; };
         std::vector<Photon_Event> made;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -87,8 +86,8 @@ Work::Work(int argc, char** argv) {
 }
 
 std::int32_t Work::pixel_width() const {
-    constexpr double detector = 256.0 * orven::Event_Length::units_per_pixel;
-    return static_cast<std::int32_t>(std::lround(detector / static_cast<double>(size)));
+    return orven::Event_Length::from_pixels(orven::detector_pixels / static_cast<double>(size))
+        .value;
 }
 
 void run_threads(std::size_t threads, const std::function<void(std::size_t)>& body) {

@@ -7,6 +7,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <type_traits>
 
@@ -30,7 +31,7 @@ public:
     /// Throws: std::invalid_argument for sizes that give no image, std::bad_alloc.
     explicit Binning_Events_TimeIntegrated(const Parameters& parameters)
         : Binning_Events_Base<mode>(parameters),
-          placement(parameters),
+          placement(parameters.size_x, parameters.size_y),
           image({parameters.size_y, parameters.size_x}) {
         assert(!parameters.time_res_s.has_value());
         assert(!parameters.time_max_binNumber.has_value());
@@ -51,6 +52,12 @@ private:
     Counting_Image<2> image;
 };
 
+/// Throws: std::bad_optional_access without a number of time bins, or their length.
+[[nodiscard]] inline Page_Sizes page_sizes(const Parameters& parameters) {
+    const auto nPages = static_cast<std::uint64_t>(parameters.time_max_binNumber.value());
+    return {parameters.size_x, parameters.size_y, parameters.time_res_s.value(), nPages};
+}
+
 /// Counts events into one page per time bin, or per frame in mode `frameSync`. Against the image
 /// over all time the axes are crossed: `y` selects the column, `x` the row.
 template <Parameters::ExtTrigger_Mode mode>
@@ -63,7 +70,7 @@ public:
     /// sizes or a time resolution that give no image, std::length_error, std::bad_alloc.
     explicit Binning_Events_TimeResolved(const Parameters& parameters)
         : Binning_Events_Base<mode>(parameters),
-          placement(parameters),
+          placement(page_sizes(parameters)),
           image({static_cast<std::size_t>(parameters.time_max_binNumber.value()), parameters.size_y,
                  parameters.size_x}) {
         assert(parameters.time_res_s.has_value());

@@ -1,6 +1,5 @@
 #include "binning/Image_Geometry.h"
 
-#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -23,10 +22,7 @@ Pixel_Axis pixel_axis(std::uint64_t size) {
 }  // namespace
 
 orven::Event_Length pixel_width(std::uint64_t size) noexcept {
-    constexpr double detector_pixels = 256.0;
-    constexpr double units_per_pixel = orven::Event_Length::units_per_pixel;
-    return orven::Event_Length(static_cast<int>(
-        std::round(detector_pixels / static_cast<double>(size) * units_per_pixel)));
+    return orven::Event_Length::from_pixels(orven::detector_pixels / static_cast<double>(size));
 }
 
 Pixel_Grid pixel_grid(std::uint64_t nPages, std::uint64_t size_x, std::uint64_t size_y) {
@@ -37,8 +33,8 @@ Pixel_Grid pixel_grid(std::uint64_t nPages, std::uint64_t size_x, std::uint64_t 
 }
 
 orven::Event_Time time_bin_length(double seconds) {
-    const double ticks = std::round(seconds / orven::Event_Time::seconds_per_tick);
-    require(ticks >= 1 && ticks < 0x1p63,
+    const auto length = orven::Event_Time::from_seconds(seconds);
+    require(length && length->value >= 1,
             "Time resolution must be at least one tick of 1.5625 ns!");
-    return orven::Event_Time(static_cast<long>(ticks));
+    return *length;
 }

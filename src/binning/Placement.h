@@ -6,7 +6,6 @@
 #include "binning/Bin_Axis.h"
 #include "binning/Image_Geometry.h"
 #include "binning/Interval.h"
-#include "settings/Parameters.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,9 +27,9 @@ struct Place {
 /// One image over all time: `x` selects the column, `y` the row.
 class Integrated_Placement {
 public:
-    /// Throws: std::invalid_argument for sizes that give no image.
-    explicit Integrated_Placement(const Parameters& parameters)
-        : grid(pixel_grid(1, parameters.size_x, parameters.size_y)) {}
+    /// So many columns and rows. Throws: as `pixel_grid`.
+    Integrated_Placement(std::uint64_t size_x, std::uint64_t size_y)
+        : grid(pixel_grid(1, size_x, size_y)) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time /*time*/,
                               std::size_t /*frameIndex*/) const noexcept {
@@ -46,16 +45,22 @@ private:
     Pixel_Grid grid;
 };
 
+/// The sizes of an image of several pages.
+struct Page_Sizes {
+    std::uint64_t size_x;  ///< columns
+    std::uint64_t size_y;  ///< rows
+    double bin_seconds;    ///< length of a time bin; of frames, what is counted of each
+    std::uint64_t nPages;
+};
+
 /// The axes that images of several pages share. Against the image over all time the pixel axes are
 /// crossed: `y` selects the column, `x` the row.
 class Page_Axes {
 public:
-    /// Throws: std::bad_optional_access without a number of time bins, std::invalid_argument for
-    /// sizes or a time resolution that give no image.
-    explicit Page_Axes(const Parameters& parameters)
-        : nPages(static_cast<std::size_t>(parameters.time_max_binNumber.value())),
-          grid(pixel_grid(nPages, parameters.size_x, parameters.size_y)),
-          pages(time_bin_length(parameters.time_res_s.value()).value, nPages) {}
+    /// Throws: as `pixel_grid`, then as `time_bin_length`.
+    explicit Page_Axes(const Page_Sizes& sizes)
+        : grid(pixel_grid(sizes.nPages, sizes.size_x, sizes.size_y)),
+          pages(time_bin_length(sizes.bin_seconds).value, sizes.nPages) {}
 
     /// The place on a page, if the event's time is one that the image counts.
     [[nodiscard]] Place place(const orven::Photon_Event& event, std::size_t page,
@@ -71,7 +76,6 @@ public:
     [[nodiscard]] const Pixel_Grid& get_grid() const noexcept { return grid; }
 
 private:
-    std::size_t nPages;
     Pixel_Grid grid;
     Time_Axis pages;
 };
@@ -80,7 +84,7 @@ private:
 class Time_Bin_Placement {
 public:
     /// Throws: as `Page_Axes`.
-    explicit Time_Bin_Placement(const Parameters& parameters) : axes(parameters) {}
+    explicit Time_Bin_Placement(const Page_Sizes& sizes) : axes(sizes) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
                               std::size_t /*frameIndex*/) const noexcept {
@@ -97,7 +101,7 @@ private:
 class Frame_Placement {
 public:
     /// Throws: as `Page_Axes`.
-    explicit Frame_Placement(const Parameters& parameters) : axes(parameters) {}
+    explicit Frame_Placement(const Page_Sizes& sizes) : axes(sizes) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
                               std::size_t frameIndex) const noexcept {

@@ -47,14 +47,6 @@ std::string rfc_3339(std::chrono::system_clock::time_point time) {
     return text.str();
 }
 
-double in_pixels(orven::Event_Length width) {
-    return static_cast<double>(width.value) / orven::Event_Length::units_per_pixel;
-}
-
-double in_seconds(orven::Event_Time time) {
-    return static_cast<double>(time.value) * orven::Event_Time::seconds_per_tick;
-}
-
 void write_settings(Json_Writer& json, const Parameters& parameters) {
     json.member("size_x", parameters.size_x);
     json.member("size_y", parameters.size_y);
@@ -103,7 +95,7 @@ void write_axes(Json_Writer& json, const Run_Report& report) {
                           orven::Event_Length width) {
         json.object(key, [&] {
             json.member("coordinate", coordinate);
-            json.member("pixel_width", in_pixels(width));
+            json.member("pixel_width", width.in_pixels());
         });
     };
     const auto [columns, rows] = axis_names(report);
@@ -117,7 +109,7 @@ void write_axes(Json_Writer& json, const Run_Report& report) {
     json.object("pages", [&] {
         json.member("coordinate", std::string(frames ? "frame" : "time"));
         json.member("bin_ticks", std::int64_t{report.axes.bin_length->value});
-        json.member("bin_seconds", in_seconds(*report.axes.bin_length));
+        json.member("bin_seconds", report.axes.bin_length->in_seconds());
         json.member("start", start_of_times(report));
     });
 }
@@ -221,11 +213,12 @@ void log_report(const Run_Report& report) {
                     std::to_string(imageBytes) + " bytes");
     const auto [columns, rows] = axis_names(report);
     logging<detail>("pixels: columns from " + std::string(columns) + ", " +
-                    short_text(in_pixels(axes.column_width)) + " detector pixels wide; rows from " +
-                    rows + ", " + short_text(in_pixels(axes.row_width)) + " detector pixels high");
+                    short_text(axes.column_width.in_pixels()) +
+                    " detector pixels wide; rows from " + rows + ", " +
+                    short_text(axes.row_width.in_pixels()) + " detector pixels high");
     if (axes.bin_length) {
         logging<detail>("time bins: " + std::to_string(axes.bin_length->value) +
-                        " ticks = " + short_text(in_seconds(*axes.bin_length)) + " s, from " +
+                        " ticks = " + short_text(axes.bin_length->in_seconds()) + " s, from " +
                         start_of_times(report));
     }
 }

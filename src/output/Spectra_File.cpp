@@ -9,11 +9,13 @@
 
 namespace {
 
-constexpr std::uint64_t ticks_per_second = 640'000'000;
+constexpr std::uint64_t ticks_per_second = orven::Event_Time::ticks_per_second;
 
-/// A time in seconds. A tick of 1.5625 ns is 15625e-13 s: 13 decimals are exact.
+/// A time in seconds, exactly: a tick is a whole number of units of the 13th decimal.
 std::string text_of(std::uint64_t seconds, std::uint64_t ticks) {
-    constexpr std::uint64_t units_per_tick = 15'625;
+    constexpr std::uint64_t units_per_second = 10'000'000'000'000;
+    static_assert(units_per_second % ticks_per_second == 0);
+    constexpr std::uint64_t units_per_tick = units_per_second / ticks_per_second;
     std::array<char, 48> text{};
     std::snprintf(text.data(), text.size(), "%lu.%013lu", seconds, ticks * units_per_tick);
     return text.data();

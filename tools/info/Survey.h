@@ -121,7 +121,7 @@ struct File_Survey {
 
 /// The events of an image over all time, in pixels as wide as the detector's.
 struct Survey_Image {
-    static constexpr std::size_t size = 256;
+    static constexpr std::size_t size = orven::detector_pixels;
 
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(size * size);  ///< row by row
     std::uint64_t nOutside = 0;

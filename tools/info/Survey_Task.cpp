@@ -3,10 +3,8 @@
 #include "binning/find_cells.h"
 #include "counting/Cell_Counter.h"
 #include "reading/Counting_Task.h"
-#include "settings/Parameters.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <utility>
 
@@ -14,14 +12,6 @@ namespace {
 
 /// So many events fit the counters of the image, wherever they lie.
 constexpr std::uint64_t most_uncollected = std::numeric_limits<unsigned int>::max();
-
-Placement image_placement() {
-    std::array<char*, 1> no_arguments{};
-    Parameters parameters(0, no_arguments.data());
-    parameters.size_x = Survey_Image::size;
-    parameters.size_y = Survey_Image::size;
-    return Integrated_Placement(parameters);
-}
 
 /// A loop of its own: nothing is written to memory meanwhile, so all extents stay in registers.
 Event_Summary extents_of(std::span<const orven::Photon_Event> events) {
@@ -62,7 +52,7 @@ void Range_Survey::clear() noexcept {
 }
 
 Survey_Task::Survey_Task()
-    : placement(image_placement()),
+    : placement(Integrated_Placement(Survey_Image::size, Survey_Image::size)),
       any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
       cells(events_per_piece),

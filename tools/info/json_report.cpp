@@ -8,17 +8,8 @@
 
 namespace {
 
-double seconds(std::int64_t ticks) {
-    return static_cast<double>(ticks) * orven::Event_Time::seconds_per_tick;
-}
-
-double seconds(std::uint64_t ticks) {
-    return static_cast<double>(ticks) * orven::Event_Time::seconds_per_tick;
-}
-
-double pixels(std::int32_t length) {
-    return static_cast<double>(length) / orven::Event_Length::units_per_pixel;
-}
+using orven::Event_Length;
+using orven::Event_Time;
 
 class Report_Writer {
 public:
@@ -66,9 +57,8 @@ private:
             json.null_member("events_over_time");
         } else {
             json.object("events_over_time", [&] {
-                const double tick = orven::Event_Time::seconds_per_tick;
-                json.member("start_s", survey.over_time.start() * tick);
-                json.member("bin_s", survey.over_time.bin_width() * tick);
+                json.member("start_s", Event_Time::seconds_of(survey.over_time.start()));
+                json.member("bin_s", Event_Time::seconds_of(survey.over_time.bin_width()));
                 json.values("counts", survey.over_time.counts());
             });
         }
@@ -76,7 +66,8 @@ private:
             json.null_member("events_since_trigger");
         } else {
             json.object("events_since_trigger", [&] {
-                json.member("bin_s", seconds(std::int64_t{1} << survey.since_trigger->shift));
+                json.member("bin_s",
+                            Event_Time::seconds_of(std::int64_t{1} << survey.since_trigger->shift));
                 json.values("counts", survey.since_trigger->counts);
                 json.member("beyond", survey.since_trigger->nBeyond);
                 json.member("without", survey.since_trigger->nWithout);
@@ -133,11 +124,11 @@ private:
             return;
         }
         json.object("time", [&] {
-            json.member("first_s", seconds(order.times.smallest));
-            json.member("last_s", seconds(order.times.largest));
-            json.member("span_s", seconds(order.span()));
-            json.member("rate_per_s",
-                        static_cast<double>(summary.events.nEvents) / seconds(order.span()));
+            json.member("first_s", Event_Time::seconds_of(order.times.smallest));
+            json.member("last_s", Event_Time::seconds_of(order.times.largest));
+            json.member("span_s", Event_Time::seconds_of(order.span()));
+            json.member("rate_per_s", static_cast<double>(summary.events.nEvents) /
+                                          Event_Time::seconds_of(order.span()));
             write_order(order);
         });
     }
@@ -145,7 +136,7 @@ private:
     void write_order(const Time_Order& order) {
         json.member("ascending", order.nSteps_back == 0);
         json.member("steps_back", order.nSteps_back);
-        json.member("largest_step_back_s", seconds(order.furthest_back));
+        json.member("largest_step_back_s", Event_Time::seconds_of(order.furthest_back));
     }
 
     void write_period(const std::optional<Trigger_Summary>& triggers) {
@@ -154,9 +145,9 @@ private:
             return;
         }
         json.object("trigger_period", [&] {
-            json.member("median_s", seconds(triggers->median_period));
-            json.member("smallest_s", seconds(triggers->period.smallest));
-            json.member("largest_s", seconds(triggers->period.largest));
+            json.member("median_s", Event_Time::seconds_of(triggers->median_period));
+            json.member("smallest_s", Event_Time::seconds_of(triggers->period.smallest));
+            json.member("largest_s", Event_Time::seconds_of(triggers->period.largest));
             json.member("missing", triggers->nMissing);
             write_order(triggers->order);
         });
@@ -169,8 +160,8 @@ private:
         }
         const auto axis = [&](const char* key, const Extent<std::int32_t>& extent) {
             json.list(key, [&] {
-                json.value(pixels(extent.smallest));
-                json.value(pixels(extent.largest));
+                json.value(Event_Length(extent.smallest).in_pixels());
+                json.value(Event_Length(extent.largest).in_pixels());
             });
         };
         json.object("position", [&] {

@@ -12,8 +12,10 @@
 
 namespace {
 
+using orven::Event_Time;
+
 constexpr std::uint64_t image_size = 512;
-constexpr std::uint64_t page_size = 256;  ///< one pixel of the detector each
+constexpr std::uint64_t page_size = orven::detector_pixels;
 constexpr double good_number_of_bins = 100;
 constexpr std::uint64_t most_pages = 4096;  ///< 1 GiB, which any kind of TIFF file holds
 
@@ -115,7 +117,7 @@ std::string shortest(double seconds) {
     constexpr double readable = 0.99e-4;  // 1e-4 may come as slightly less
     const auto format =
         seconds >= readable ? std::chars_format::fixed : std::chars_format::scientific;
-    const orven::Event_Time length = time_bin_length(seconds);
+    const Event_Time length = time_bin_length(seconds);
     for (int decimals = 0;; ++decimals) {
         std::array<char, 64> digits{};
         const auto end =
@@ -130,7 +132,7 @@ std::string shortest(double seconds) {
 /// The smallest of 1, 2 and 5 times a power of ten that is not below `seconds`, and at least a
 /// tick.
 double round_number(double seconds) {
-    constexpr double tick = orven::Event_Time::seconds_per_tick;
+    constexpr double tick = Event_Time::seconds_per_tick;
     const auto power = static_cast<int>(std::floor(std::log10(std::max(seconds, tick))));
     for (const int factor : {1, 2, 5, 10}) {
         const double value = std::stod(std::to_string(factor) + "e" + std::to_string(power));
@@ -139,10 +141,6 @@ double round_number(double seconds) {
         }
     }
     return tick;
-}
-
-double seconds_of(std::int64_t ticks) {
-    return static_cast<double>(ticks) * orven::Event_Time::seconds_per_tick;
 }
 
 class Suggestion_List {
@@ -192,7 +190,7 @@ private:
         if (bin_seconds) {
             options += " -t " + shortest(*bin_seconds) + " -T " + std::to_string(nPages) + " -x " +
                        std::to_string(size);
-            made.bin_seconds = seconds_of(time_bin_length(*bin_seconds).value);
+            made.bin_seconds = time_bin_length(*bin_seconds).in_seconds();
             ending = mode_name == "ignore"      ? "course"
                      : mode_name == "reference" ? "sequence"
                                                 : "frames";
@@ -214,7 +212,7 @@ private:
             return;
         }
         const std::int64_t span = last - std::max<std::int64_t>(first, 0);
-        const double bin = round_number(seconds_of(span) / good_number_of_bins);
+        const double bin = round_number(Event_Time::seconds_of(span) / good_number_of_bins);
         const std::uint64_t nPages =
             static_cast<std::uint64_t>(last / time_bin_length(bin).value) + 1;
         if (nPages <= most_pages) {
@@ -263,7 +261,7 @@ private:
     void suggest_intervals(std::int64_t median_period, std::uint64_t nIntervals) {
         constexpr std::int64_t longest = std::int64_t{1} << 62;  // vexolan takes less than 2^63
         const std::int64_t period = std::min(median_period, longest);
-        const double bin = round_number(seconds_of(period) / good_number_of_bins);
+        const double bin = round_number(Event_Time::seconds_of(period) / good_number_of_bins);
         const std::int64_t ticks = time_bin_length(bin).value;
         add("reference", "what happens after a trigger, all intervals added up", bin,
             static_cast<std::uint64_t>((period + ticks - 1) / ticks));
@@ -273,7 +271,7 @@ private:
             nPages == nIntervals ? "each trigger interval as a page"
                                  : "each of the first " + std::to_string(nPages) + " of " +
                                        std::to_string(nIntervals) + " trigger intervals as a page",
-            seconds_of(period), nPages);
+            Event_Time::seconds_of(period), nPages);
     }
 
     const Survey& survey;

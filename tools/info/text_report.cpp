@@ -12,6 +12,9 @@
 
 namespace {
 
+using orven::Event_Length;
+using orven::Event_Time;
+
 /// A count, with commas between thousands.
 std::string grouped(std::uint64_t number) {
     const std::string digits = std::to_string(number);
@@ -68,21 +71,13 @@ std::string amount_text(double amount, const std::string& unit) {
     return with_prefix(amount, prefixes, 3) + unit;
 }
 
-double seconds(double ticks) {
-    return ticks * orven::Event_Time::seconds_per_tick;
-}
-
-double pixels(std::int32_t length) {
-    return static_cast<double>(length) / orven::Event_Length::units_per_pixel;
-}
-
 std::string order_text(const Time_Order& order) {
     if (order.nSteps_back == 0) {
         return "in order of time";
     }
     return "NOT in order of time: " + grouped(order.nSteps_back) +
            (order.nSteps_back == 1 ? " step" : " steps") + " back, by up to " +
-           time_text(seconds(static_cast<double>(order.furthest_back)));
+           time_text(Event_Time::seconds_of(order.furthest_back));
 }
 
 class Report {
@@ -149,9 +144,9 @@ private:
         if (events.nEvents == 0) {
             return;
         }
-        const double span = seconds(static_cast<double>(order.span()));
-        std::string time = time_text(seconds(static_cast<double>(order.times.smallest))) + " to " +
-                           time_text(seconds(static_cast<double>(order.times.largest)));
+        const double span = Event_Time::seconds_of(order.span());
+        std::string time = time_text(Event_Time::seconds_of(order.times.smallest)) + " to " +
+                           time_text(Event_Time::seconds_of(order.times.largest));
         if (span > 0) {
             time += ", " + time_text(span) + " long, " +
                     amount_text(static_cast<double>(events.nEvents) / span, "events/s");
@@ -183,7 +178,7 @@ private:
         if (!triggers->period.empty()) {
             const auto period = [](std::int64_t ticks) {
                 constexpr int significant = 7;
-                return time_text(seconds(static_cast<double>(ticks)), significant);
+                return time_text(Event_Time::seconds_of(ticks), significant);
             };
             text += ", every " + period(triggers->median_period) + " (" +
                     period(triggers->period.smallest) + " to " + period(triggers->period.largest) +
@@ -195,8 +190,8 @@ private:
 
     static std::string axis_text(const Extent<std::int32_t>& extent) {
         std::ostringstream axis;
-        axis << std::fixed << std::setprecision(2) << pixels(extent.smallest) << " to "
-             << pixels(extent.largest);
+        axis << std::fixed << std::setprecision(2) << Event_Length(extent.smallest).in_pixels()
+             << " to " << Event_Length(extent.largest).in_pixels();
         return axis.str();
     }
 

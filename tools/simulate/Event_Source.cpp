@@ -52,7 +52,8 @@ void Event_Source::start_next_pulse() {
 
 orven::Photon_Event Event_Source::next_event() {
     constexpr std::int64_t pixel = orven::Event_Length::units_per_pixel;
-    constexpr std::int64_t center = 128 * pixel;
+    constexpr std::int64_t columns = orven::detector_pixels;
+    constexpr std::int64_t center = columns / 2 * pixel;
 
     // Each event falls somewhere in a share of the pulse that belongs to it alone: times ascend
     // without sorting, and nothing has to be kept.
@@ -65,8 +66,9 @@ orven::Photon_Event Event_Source::next_event() {
     const Component& component = scene.component(phase, high_half(moment));
     const std::uint64_t place = random();
     const std::uint32_t cell = component.pixels(high_half(place));
-    const std::int64_t dx = cell % 256 * pixel + static_cast<std::uint16_t>(place) - center;
-    const std::int64_t dy = cell / 256 * pixel + static_cast<std::uint16_t>(place >> 16) - center;
+    const std::int64_t dx = cell % columns * pixel + static_cast<std::uint16_t>(place) - center;
+    const std::int64_t dy =
+        cell / columns * pixel + static_cast<std::uint16_t>(place >> 16) - center;
     const Turn& turn = turns[component.turns ? 1 : 0];
     const std::int64_t x = center + ((dx * turn.cosine - dy * turn.sine) >> turn_bits);
     const std::int64_t y = center + ((dx * turn.sine + dy * turn.cosine) >> turn_bits);

@@ -2,7 +2,6 @@
 
 #include "Event.h"
 
-#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -29,7 +28,7 @@ void Recording::check() const {
 }
 
 std::int64_t Recording::pulse_period() const {
-    return std::llround(pulse_period_s / orven::Event_Time::seconds_per_tick);
+    return orven::Event_Time::from_seconds(pulse_period_s).value().value;
 }
 
 std::int64_t Recording::pulse_time(std::uint64_t pulse) const {

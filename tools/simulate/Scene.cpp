@@ -1,6 +1,7 @@
 #include "Scene.h"
 
 #include "Star.h"
+#include "Units.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr std::size_t detector_columns = 256;
 constexpr std::int64_t whole = std::int64_t{1} << 32;
 
 /// Signal events have many photons and a high PSD value; background events have few and a low one.
@@ -38,8 +38,8 @@ std::vector<double> sample(std::size_t nParts, double end,
 std::vector<double> render(const std::function<double(double, double)>& image) {
     std::vector<double> pixels(Alias_Table::nCells);
     for (std::size_t i = 0; i < pixels.size(); ++i) {
-        const std::size_t column = i % detector_columns;
-        const std::size_t row = i / detector_columns;
+        const std::size_t column = i % orven::detector_pixels;
+        const std::size_t row = i / orven::detector_pixels;
         pixels[i] = image(static_cast<double>(column) + 0.5, static_cast<double>(row) + 0.5);
     }
     return pixels;
