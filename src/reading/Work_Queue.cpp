@@ -139,7 +139,7 @@ void Work_Queue::open(std::size_t fileIndex) {
         } else if (input != nullptr) {
             offer(input);
         }
-        changed.notify_all();  // before the failure is told: logging it may throw
+        changed.notify_all();  // before the failure is logged, which may throw
     }
     if (failure != nullptr) {
         fail(fileIndex, failure);
