@@ -54,12 +54,17 @@ std::vector<std::string> make_files(const Folder& folder) {
     for (const int nEvents : {200'000, 0, 1, 2047, 2048, 5000, 70'000}) {
         std::vector<Photon_Event> events;
         for (int i = 0; i < nEvents; ++i) {
-            const auto position = [&] { return static_cast<int>(random() % (1U << 24U)); };
             const long spike = i % 20'000 == 19'999 ? 100'000 : 0;
-            events.push_back(random() % 2 == 0
-                                 ? event(0, 0, 0, 1, 1.0)
-                                 : event(position(), position(), i * 7L + spike, random() % 5,
-                                         static_cast<double>(random() % 10) / 10));
+            if (random() % 2 == 0) {
+                events.push_back(event(0, 0, 0, 1, 1.0));
+                continue;
+            }
+            // One by one: the order in which arguments are worked out is the compiler's choice.
+            const double psd = static_cast<double>(random() % 10) / 10;
+            const std::uint64_t nPhotons = random() % 5;
+            const auto y = static_cast<int>(random() % (1U << 24U));
+            const auto x = static_cast<int>(random() % (1U << 24U));
+            events.push_back(event(x, y, i * 7L + spike, nPhotons, psd));
         }
         std::vector<long> triggers;
         for (long tick = 100; tick < nEvents * 6L; tick += 1000) {
