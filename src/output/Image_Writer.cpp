@@ -1,5 +1,6 @@
 #include "output/Image_Writer.h"
 
+#include "escaped.h"
 #include "output/Output_File.h"
 
 #include <tiffio.h>
@@ -111,7 +112,7 @@ private:
         const std::string reason =
             file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
         tiff.reset();
-        throw std::runtime_error("output file \"" + path + "\" " + what + reason + "!");
+        throw std::runtime_error("output file " + quoted(path) + ' ' + what + reason + "!");
     }
 
     std::string path;

@@ -1,6 +1,7 @@
 #include "output/Output_Check.h"
 
 #include "Event_File_Format.h"
+#include "escaped.h"
 #include "output/follow_links.h"
 #include "settings/Parameters.h"
 
@@ -70,7 +71,7 @@ bool is_permitted(const fs::path& path, int access) {
 }
 
 std::string in_output(const std::string& path) {
-    return "output file \"" + path + "\" ";
+    return "output file " + quoted(path) + ' ';
 }
 
 }  // namespace

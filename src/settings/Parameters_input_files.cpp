@@ -1,12 +1,16 @@
+#include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
 
+#include <climits>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -67,10 +71,16 @@ void Parameters::add_inputListFile(const std::string& path) {
         soft_error("could not open file: " + path);
         return;
     }
-    for (std::string line; std::getline(file, line);) {
-        inputFiles.push_back(line);
+    std::vector<char> line(PATH_MAX + 1);
+    while (file.getline(line.data(), PATH_MAX + 1)) {
+        const auto nRead = static_cast<std::size_t>(file.gcount());
+        const bool ended = !file.eof();
+        inputFiles.emplace_back(line.data(), ended ? nRead - 1 : nRead);
     }
     if (file.bad()) {
-        soft_error("could not read file: " + path);
+        soft_error("could not read file: " + escaped(path));
+    } else if (!file.eof()) {
+        throw std::invalid_argument("input list file " + quoted(path) +
+                                    " has a line that is too long for a path!");
     }
 }
