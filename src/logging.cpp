@@ -25,8 +25,6 @@ constexpr const char* prefix(LogLevel level) {
             return "WARNING: ";
         case info:
             return "info:    ";
-        case detail:
-            return "detail:  ";
     }
     return "";
 }
@@ -103,4 +101,3 @@ void remove_status_line_at_signal() noexcept {
 template void logging<error>(const std::string&);
 template void logging<warning>(const std::string&);
 template void logging<info>(const std::string&);
-template void logging<detail>(const std::string&);

@@ -2,9 +2,9 @@
 
 #include <string>
 
-/// How important a log line is. `error` and `warning` go to standard error, `info` and `detail` to
-/// standard output. Details are written only if they are asked for: the verbosity starts at 4.
-enum class LogLevel : int { error = -1, warning = 0, info = 2, detail = 5 };
+/// How important a log line is. `error` and `warning` go to standard error, `info` to standard
+/// output.
+enum class LogLevel : int { error = -1, warning = 0, info = 2 };
 
 using enum LogLevel;
 
@@ -32,4 +32,3 @@ void remove_status_line_at_signal() noexcept;
 extern template void logging<error>(const std::string&);
 extern template void logging<warning>(const std::string&);
 extern template void logging<info>(const std::string&);
-extern template void logging<detail>(const std::string&);

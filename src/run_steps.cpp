@@ -129,13 +129,10 @@ void write_outputs(const Parameters& parameters, const Image_Pages& image,
         prepare_output(parameters, *parameters.spectraFile);
         write_spectra(*parameters.spectraFile, image, *axes.bin_length);
     }
-    if (parameters.wants_account()) {
+    if (parameters.reportFile) {
         const auto duration = std::chrono::steady_clock::now() - started;
         const Run_Report report{parameters, account, image, axes, bytes, duration};
-        if (parameters.reportFile) {
-            prepare_output(parameters, *parameters.reportFile);
-            write_text_file(*parameters.reportFile, report_text(report));
-        }
-        log_report(report);
+        prepare_output(parameters, *parameters.reportFile);
+        write_text_file(*parameters.reportFile, report_text(report));
     }
 }

@@ -92,7 +92,7 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     const std::size_t nUsed = run_concurrently(
         nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
         [&] { queue.stop(); }, between_starts(counters.bytes_per_task()));
-    if (onFailure == On_Failure::end_run) {
+    if (ends_run(onFailure)) {
         queue.rethrow_failure();
     }
     if (!counters.empty()) {

@@ -17,7 +17,7 @@ BUILD = pathlib.Path(__file__).resolve().parents[2] / "build"
 VEXOLAN = os.environ.get("VEXOLAN", str(BUILD / "vexolan"))
 
 STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC[+-]\d{4}"
-LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    |detail:  ){STAMP}: ", re.MULTILINE)
+LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    ){STAMP}: ", re.MULTILINE)
 ASSERTION = re.compile(r"^vexolan: .+: Assertion `(.+)' failed\.$", re.MULTILINE)
 
 
@@ -47,10 +47,6 @@ def warning(message):
 
 def info(intervals, path="out"):
     return f"info:    <time>: External Triggers: {intervals} for {path}\n"
-
-
-def detail(message):
-    return f"detail:  <time>: {message}\n"
 
 
 def thrown(message, kind="invalid_argument"):

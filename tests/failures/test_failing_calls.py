@@ -75,6 +75,7 @@ class Run:
             assert outcome.status == -signal.SIGABRT, outcome
             assert re.search(self.message, outcome.err, re.MULTILINE), outcome
             return
+        assert "bad_alloc" not in outcome.err  # memory is no property of a file
         errors = re.findall("^ERROR.*$", outcome.err, re.MULTILINE)
         assert all(re.match("ERROR:   <time>: .", line) for line in errors), outcome
         if any(line.endswith(" file: list") for line in errors):
