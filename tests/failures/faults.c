@@ -1,7 +1,7 @@
 /* Preloaded into a run under test: chosen calls of the C library fail, or find files changed.
  *
- * FAULT_CALL   what is counted: open, read, write, seek, close, place, stat, folder, memory or
- *              thread; with "short", reads and writes move few bytes at a time
+ * FAULT_CALL   what is counted: open, read, write, log, seek, close, place, stat, folder, memory
+ *              or thread; with "short", reads and writes move few bytes at a time
  * FAULT_PATH   with it, only calls are counted whose path contains this
  * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
  * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
@@ -134,6 +134,8 @@ CALL("read", path_of(fd), MOVED, ssize_t, pread, (int fd, void* to, size_t bytes
      (fd, to, few(bytes), offset))
 CALL("write", NULL, MOVED, ssize_t, pwrite, (int fd, const void* from, size_t bytes, off_t offset),
      (fd, from, few(bytes), offset))
+CALL("log", NULL, MOVED, ssize_t, write, (int fd, const void* from, size_t bytes),
+     (fd, from, few(bytes)))
 CALL("seek", path_of(fd), -1, off_t, lseek, (int fd, off_t offset, int whence),
      (fd, offset, whence))
 CALL("close", NULL, (next(fd), errno = (int)reason, -1), int, close, (int fd), (fd))
