@@ -2,7 +2,6 @@
 #include "progress/Progress_Line.h"
 #include "reports.h"
 #include "settings/Parameters.h"
-#include "signals.h"
 #include "suggestions.h"
 #include "survey_files.h"
 
@@ -89,6 +88,5 @@ int run(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    clean_up_at_signals();
     return run_companion("vexolan-info", argc, argv, run);
 }
