@@ -75,8 +75,8 @@ Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files
     const Look_At look_at =
         job.mode == Parameters::ignore ? [](Input& /*input*/) {} : look_at_triggers;
     const bool numbersFrames = job.mode == Parameters::frameSync;
-    return Work_Queue(files, look_at, onFailure, sharing,
-                      numbersFrames ? std::optional(job.firstFrame) : std::nullopt);
+    return {files, look_at, onFailure, sharing,
+            numbersFrames ? std::optional(job.firstFrame) : std::nullopt};
 }
 
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
