@@ -9,7 +9,8 @@
  * FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before the first
  *              of these calls, 1 before the second, and so on
  * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
- * FAULT_NAMED  if set, there are no files without a name, as on old kernels and some disks
+ * FAULT_NAMED  if set, there are no files without a name, and no file is renamed only if nothing is
+ *              there, as on old kernels and some disks
  * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
  * FAULT_CORES    the number of cores in the CPU mask
  */
@@ -113,6 +114,10 @@ static int allowed(int flags) {
     return getenv("FAULT_NAMED") ? flags & ~__O_TMPFILE : flags;
 }
 
+static unsigned known(unsigned flags) {
+    return flags && getenv("FAULT_NAMED") ? ~0U : flags;
+}
+
 /* Defines `name` as a call that may fail with `failure`, or goes on to the C library's own. */
 #define CALL(kind, path, failure, result, name, parameters, arguments) \
     result name parameters {                                           \
@@ -126,6 +131,8 @@ static int allowed(int flags) {
 #define MOVED (errno ? -1 : 0)
 
 CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, allowed(flags), mode))
+CALL("open", path, -1, int, openat, (int folder, const char* path, int flags, unsigned mode),
+     (folder, path, allowed(flags), mode))
 CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
      (place_of(path), mode))
 CALL("read", path_of(fd), MOVED, ssize_t, read, (int fd, void* to, size_t bytes),
@@ -144,7 +151,9 @@ CALL("place", NULL, -1, int, fchmod, (int fd, mode_t mode), (fd, mode))
 CALL("place", NULL, -1, int, linkat,
      (int from_folder, const char* from, int folder, const char* path, int flags),
      (from_folder, from, folder, path, flags))
-CALL("place", NULL, -1, int, rename, (const char* from, const char* to), (from, to))
+CALL("place", NULL, -1, int, renameat2,
+     (int from_folder, const char* from, int folder, const char* path, unsigned flags),
+     (from_folder, from, folder, path, known(flags)))
 CALL("stat", path, -1, int, stat, (const char* path, struct stat* status), (path, status))
 CALL("folder", NULL, NULL, DIR*, fdopendir, (int fd), (fd))
 CALL("folder", NULL, NULL, struct dirent*, readdir, (DIR * folder), (folder))

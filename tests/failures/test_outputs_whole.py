@@ -4,6 +4,7 @@ import errno
 import itertools
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -11,7 +12,7 @@ import subprocess
 import pytest
 
 import program
-from program import ended, info, what
+from program import aborted, ended, info, thrown, what
 from recording import PIXEL, Event
 
 SIDE = 300  # more than one write for its image
@@ -96,15 +97,24 @@ def test_call_that_fails_leaves_the_old_image(run, faults, files, call):
                 assert not run.old or run.vexolan.bytes() == run.old
 
 
-def test_of_two_runs_to_one_path_the_last_to_end_wins_whole(run, faults, files):
-    assert run.vexolan("-x", 400, "-o", "out").status == 0
+@pytest.mark.parametrize("come", ["cp ../a.orvenevent new; mv new out",
+                                  "cat ../a.orvenevent > out",
+                                  f"{program.VEXOLAN} -x 400 -o out"])
+def test_what_comes_while_the_image_is_written_is_not_replaced(run, faults, files, come):
+    run.put_back()
+    subprocess.run(come, shell=True, cwd=run.vexolan.folder, check=True, capture_output=True)
     other = run.vexolan.bytes()
-    found = []
-    for call in "write", "place":
-        for outcome in run.at_each(faults, call, do=f"{program.VEXOLAN} -x 400 -o out; :", **files):
-            assert outcome.status == 0 and not run.rests()
-            found.append(run.vexolan.bytes())
-    assert set(found) == {run.new, other} and found[0] == run.new
+    faults("write", 1, 1, do=f"{come}; :", **files)
+    kept = re.fullmatch(r'output file "out" could not be written \(something else has come to its '
+                        r'place meanwhile; it is complete, as "(.+)"\)!', what(run()))[1]
+    assert run.vexolan.bytes(kept) == run.new and run.vexolan.bytes() == other
+    assert run.rests() == {kept}
+
+
+def test_recording_that_comes_while_events_are_counted_is_not_replaced(run, faults):
+    faults("read", 1, 1, path="a.orvenevent", do="cp ../a.orvenevent out; :")
+    assert run() == aborted(thrown('output file "out" is a recording!'), out=info(0))
+    assert run.vexolan.bytes() == run.vexolan.bytes("../a.orvenevent")
 
 
 def test_ignored_signals_stay_ignored(run, faults):
