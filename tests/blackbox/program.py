@@ -74,14 +74,18 @@ class Program:
     def __init__(self, folder):
         self.folder = folder
 
-    def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY):
-        """Runs the program; every write to a file beyond `largest_file` bytes fails."""
+    def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY, user=None):
+        """Runs the program, by root as another user; every write to a file beyond `largest_file`
+        bytes fails."""
         environment = {**os.environ, "TZ": time_zone, "LC_ALL": "C"}
         environment.pop("POSIXLY_CORRECT", None)
         limit = (largest_file, resource.getrlimit(resource.RLIMIT_FSIZE)[1])
+        if user:
+            self.folder.chmod(0o777)
+        other = {"user": user, "group": user, "extra_groups": []} if user else {}
         done = subprocess.run(
             ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
-            env=environment, capture_output=True, timeout=60, check=False,
+            env=environment, capture_output=True, timeout=60, check=False, **other,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
 

@@ -45,10 +45,9 @@ def test_input_that_is_no_readable_file_is_an_error_of_that_file(vexolan, make, 
     assert vexolan.image() == {(0, 0, 0): 1}
 
 
-@pytest.mark.parametrize("path", ["file/out", "pipe", "loop"])
+@pytest.mark.parametrize("path", ["file/out", "loop"])
 def test_output_that_is_no_writable_file_is_an_error(vexolan, path):
     vexolan.put("file", "text")
-    os.mkfifo(vexolan.folder / "pipe")
     (vexolan.folder / "loop").symlink_to("loop")
     failure = vexolan("-x", 3, "-o", path)
     assert failure._replace(err="") == aborted("", out=info(0, path))
