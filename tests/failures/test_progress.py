@@ -49,7 +49,7 @@ def slow(vexolan, faults):
     vexolan.put("b.orvenevent", b"no recording, but long enough for its first header")
 
     def slow(call, seconds=1.5, **settings):
-        faults(call, first=4, last=4, do=f"sleep {seconds} #", cores=1, **settings)
+        faults(call, first=2, last=2, do=f"sleep {seconds} #", cores=1, **settings)
     return slow
 
 
