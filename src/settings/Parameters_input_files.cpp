@@ -1,6 +1,7 @@
 #include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
+#include "settings/event_files_in.h"
 
 #include <climits>
 #include <cstddef>
@@ -11,19 +12,6 @@
 #include <system_error>
 #include <utility>
 #include <vector>
-
-namespace {
-
-/// Whether an entry is a regular file, or cannot be examined: opening it will then say so, where
-/// skipping it would lose its events without a word.
-bool may_be_regular_file(const std::filesystem::directory_entry& entry) {
-    std::error_code no_status;
-    const std::filesystem::file_type type = entry.status(no_status).type();
-    return type == std::filesystem::file_type::regular ||
-           type == std::filesystem::file_type::none || type == std::filesystem::file_type::unknown;
-}
-
-}  // namespace
 
 void Parameters::add_inputFiles(const std::string& list) {
     std::size_t start = 0;
@@ -47,10 +35,8 @@ void Parameters::add_inputFiles(const std::string& list) {
 }
 
 void Parameters::add_inputFolder(const std::string& folder) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() == extension_eventFiles && may_be_regular_file(entry)) {
-            inputFiles.push_back(entry.path().string());
-        }
+    for (std::string& file : event_files_in(folder)) {
+        inputFiles.push_back(std::move(file));
     }
 }
 
