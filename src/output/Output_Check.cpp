@@ -57,11 +57,11 @@ fs::path folder_to_write(const std::string& path) {
         return folder_of(target);
     }
     std::error_code error;
-    fs::path folder = folder_of(path);
-    while (!fs::exists(folder, error) && folder.has_relative_path()) {
-        folder = folder_of(folder);
+    fs::path folder = fs::path(path).parent_path();
+    while (folder.has_relative_path() && !fs::exists(folder, error)) {
+        folder = folder.parent_path();
     }
-    return folder;
+    return folder.empty() ? "." : folder;
 }
 
 bool is_permitted(const fs::path& path, int access) {

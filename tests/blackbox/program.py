@@ -80,9 +80,10 @@ class Program:
         environment = {**os.environ, "TZ": time_zone, "LC_ALL": "C"}
         environment.pop("POSIXLY_CORRECT", None)
         limit = (largest_file, resource.getrlimit(resource.RLIMIT_FSIZE)[1])
-        if user:
+        other = {}
+        if user and os.geteuid() == 0:
             self.folder.chmod(0o777)
-        other = {"user": user, "group": user, "extra_groups": []} if user else {}
+            other = {"user": user, "group": user, "extra_groups": []}
         done = subprocess.run(
             ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
             env=environment, capture_output=True, timeout=60, check=False, **other,
