@@ -147,7 +147,8 @@ def test_it_tells_what_numpy_finds(tmp_path):
     assert [*since["counts"], since["beyond"], since["without"]] == counts.tolist()
 
 
-@pytest.mark.parametrize("rows, triggers", [([], None), ([], []), ([Event(photons=1000)], [5]),
+@pytest.mark.parametrize("rows, triggers", [([], None), ([], []),
+                                            ([Event(photons=1000, psd=numpy.nan)], [5]),
                                             ([Event(time=2**63 - 1), Event(time=-2**63)], None)])
 def test_little_is_told_of_little(tmp_path, rows, triggers):
     (tmp_path / "a.orvenevent").write_bytes(recording.recording(rows, triggers))
@@ -159,6 +160,8 @@ def test_little_is_told_of_little(tmp_path, rows, triggers):
     assert (summary["time"] is None) == (not rows)
     if len(rows) == 1:
         assert set(summary["nPhotons"]["quantiles"].values()) == {1000}
+        assert summary["psd"] == {"smallest": None, "largest": None, "nan": 1, "quantiles": None,
+                                  "counts": None}
     assert info(tmp_path).returncode == 0
 
 

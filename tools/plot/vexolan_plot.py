@@ -458,7 +458,7 @@ def draw_psd(axes, psd):
     axes.set(title="PSD")
     if not psd:
         return leave_empty(axes, "no events")
-    if "smallest" not in psd:
+    if psd["counts"] is None:
         return leave_empty(axes, "no numbers (NaN only)")
     smallest, largest = psd["smallest"], psd["largest"]
     if smallest is not None and smallest == largest:
