@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import resource
 import subprocess
 
@@ -146,7 +147,8 @@ def test_it_tells_what_numpy_finds(tmp_path):
     assert [*since["counts"], since["beyond"], since["without"]] == counts.tolist()
 
 
-@pytest.mark.parametrize("rows, triggers", [([], None), ([], []), ([Event(photons=1000)], [5]),
+@pytest.mark.parametrize("rows, triggers", [([], None), ([], []),
+                                            ([Event(photons=1000, psd=numpy.nan)], [5]),
                                             ([Event(time=2**63 - 1), Event(time=-2**63)], None)])
 def test_little_is_told_of_little(tmp_path, rows, triggers):
     (tmp_path / "a.orvenevent").write_bytes(recording.recording(rows, triggers))
@@ -158,6 +160,8 @@ def test_little_is_told_of_little(tmp_path, rows, triggers):
     assert (summary["time"] is None) == (not rows)
     if len(rows) == 1:
         assert set(summary["nPhotons"]["quantiles"].values()) == {1000}
+        assert summary["psd"] == {"smallest": None, "largest": None, "nan": 1, "quantiles": None,
+                                  "counts": None}
     assert info(tmp_path).returncode == 0
 
 
@@ -198,6 +202,9 @@ SECOND = round(1 / TICK)
      ["PSD       -10 to -0.402, median -0.502, nine of ten from -0.592 to -0.412"]),
     ({"psd": numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100)},
      [f"{'0.88':>10}{2:16} #", f"{'0.9':>10}{77:16} {50 * '#'}"]),
+    ({"psd": numpy.where(HUNDRED < 50, 1, 1.0099)},
+     [f"{'1':>10}{50:16} {50 * '#'}", f"{'1.0005':>10}{0:16} ", f"{'1.001':>10}{0:16} "]),
+    ({"photons": 2**53 + HUNDRED % 4}, []),
     ({"photons": 980 + HUNDRED % 40},
      [f"{row:10}{6:16} {50 * '#'}" for row in range(980, 1000, 2)] +
      [f"{row:10,}{4:16} {33 * '#'}" for row in range(1000, 1020, 2)]),
@@ -214,6 +221,9 @@ def test_odd_values_are_told_readably(tmp_path, columns, lines):
     for line in lines:
         assert f"  {line}\n" in report
     assert not any(odd in report for odd in ("nan", "e+0", "All 1 file"))
+    for section in report.split("\n\n"):
+        names = re.findall(r"^ +(\S+) +[\d,]+ #*$", section, re.MULTILINE)
+        assert len(names) == len(set(names))
 
 
 def thresholds(report):

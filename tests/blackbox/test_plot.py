@@ -199,9 +199,14 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
     assert ("Since the trigger" in panels) == (triggers is not None)
 
 
+def with_psd(*values):
+    return [recording.Event(psd=value) for value in values]
+
+
 OUTLIER = recording.Event(time=2**62, photons=2**40, psd=1e300)
-INFINITE, NAN = (recording.Event(psd=float(value)) for value in ("inf", "nan"))
+INFINITE, NAN = with_psd(float("inf"), float("nan"))
 HOT = recording.Event(x=5 * PIXEL)
+ALIKE = ["all at 0 s", "all with 1"]
 
 
 @pytest.mark.parametrize("rows, triggers, shown", [
@@ -210,11 +215,14 @@ HOT = recording.Event(x=5 * PIXEL)
     ([recording.Event(x=-1, time=-5)], [0], ["all at -7.8125e-09 s", "all with 1", "all with 0"]),
     (spread() + [OUTLIER], None, [101, 101, 101]),
     (spread() + [INFINITE, NAN], None, [102, 102, "100, 1 outside, 1 NaN"]),
-    ([INFINITE], None, ["all at 0 s", "all with 1", "no finite numbers"]),
-    ([NAN] * 100, None, ["all at 0 s", "all with 1", "no numbers (NaN only)"]),
+    ([INFINITE], None, [*ALIKE, "no finite numbers"]),
+    ([NAN] * 100, None, [*ALIKE, "no numbers (NaN only)"]),
+    (with_psd(1.7e308, 1.7000001e308), None, [*ALIKE, "cannot be drawn"]),
+    (with_psd(-1.7e308, 1.7e308), None, [*ALIKE, "cannot be drawn"]),
+    (with_psd(0, 5e-324, 1e-310), None, [*ALIKE, "cannot be drawn"]),
     (spread() + [HOT] * 5000, [0, 1], [5100, 5100, 5100]),
 ], ids=["empty", "no pulses", "one event", "outlier", "infinite", "only infinite", "NaN",
-        "hot pixel"])
+        "huge", "far apart", "tiny", "hot pixel"])
 def test_odd_recordings_are_drawn(module, vexolan, rows, triggers, shown):
     vexolan.record("a", rows, triggers)
     _, panels = drawn(module, vexolan.folder)

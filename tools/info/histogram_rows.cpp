@@ -43,15 +43,16 @@ Row_Width binary_width(double least) {
 }
 
 /// The number in the fewest digits, but at least four, that say the same of values up to `before`
-/// and from `first` on: it is larger than the former, and not larger than the latter.
-std::string name_of(double number, double before, double first) {
+/// and from `first` on: it is larger than the former, and not larger than the latter. It is less
+/// than half a row's width off, so that no two rows have the same.
+std::string name_of(double number, double width, double before, double first) {
     constexpr int all_digits = std::numeric_limits<double>::max_digits10;
     for (int significant = 4; significant < all_digits; ++significant) {
         std::string text = digits(number, significant);
         std::string plain = text;
         std::erase(plain, ',');
         const double read = std::strtod(plain.c_str(), nullptr);
-        if (before < read && read <= first) {
+        if (before < read && read <= first && std::fabs(read - number) < width / 2) {
             return text;
         }
     }
@@ -69,7 +70,9 @@ public:
         auto n = static_cast<std::int64_t>(std::floor(low / width.times(1)));
         found.below = count_up_to(width.times(n));
         for (; width.times(n) <= high; ++n) {
-            add_row(width.times(n), width.times(n + 1), found.rows);
+            if (width.times(n) < width.times(n + 1)) {  // not so where numbers lie further apart
+                add_row(width, n, found.rows);
+            }
         }
         found.above = count_of({bin, end});
         return found;
@@ -79,16 +82,17 @@ public:
     [[nodiscard]] bool has_split_bins() const noexcept { return split; }
 
 private:
-    void add_row(double start, double next_start, std::vector<Histogram_Row>& rows) {
+    void add_row(const Row_Width& width, std::int64_t n, std::vector<Histogram_Row>& rows) {
+        const double start = width.times(n);
         const double last_before = before;
         double first = infinity;
         if (bin != end) {
             first = bin->smallest;
         }
-        const std::uint64_t count = count_up_to(next_start);
+        const std::uint64_t count = count_up_to(width.times(n + 1));
         const bool within_bin = last_before >= start;
         if (count > 0 || !within_bin) {
-            rows.push_back({name_of(start, last_before, first), count});
+            rows.push_back({name_of(start, width.times(1), last_before, first), count});
         }
         split = split || within_bin;
     }

@@ -170,12 +170,15 @@ private:
     }
 
     void write_psd(const Summary& summary, const Distribution* bins) {
-        if (summary.psd) {
-            write_extent(summary.events.psd);
-        }
+        write_extent(summary.events.psd);  // infinite without values, so null
         json.member("nan", summary.events.nNaN);
         if (summary.psd) {
             write_distribution(*summary.psd, bins);
+            return;
+        }
+        json.null_member("quantiles");
+        if (bins != nullptr) {
+            json.null_member("counts");
         }
     }
 

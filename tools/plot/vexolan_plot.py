@@ -220,6 +220,7 @@ def facts_text(total):
 
 MOST_BARS = 250  # of a panel: narrower ones could not be seen
 TAIL = 5e-4  # the share of all events that may lie beyond each side of a panel
+NARROWEST, LARGEST = 1e-280, 1e305  # the panel and the values for which matplotlib finds ticks
 
 
 class Histogram:
@@ -457,7 +458,7 @@ def draw_psd(axes, psd):
     axes.set(title="PSD")
     if not psd:
         return leave_empty(axes, "no events")
-    if "smallest" not in psd:
+    if psd["counts"] is None:
         return leave_empty(axes, "no numbers (NaN only)")
     smallest, largest = psd["smallest"], psd["largest"]
     if smallest is not None and smallest == largest:
@@ -475,10 +476,12 @@ def draw_psd(axes, psd):
 
 def draw_distribution(axes, histogram, label, n_others=0, **notes):
     shown = histogram.without_tails()
-    bars = shown.wide_bars()
-    draw_bars(axes, bars.edges, bars.densities(), label)
     n_cut = histogram.counts.sum() - shown.counts.sum()
     add_note(axes, outside=int(n_cut + n_others), **notes)
+    if shown.width < NARROWEST or abs(shown.edges).max() > LARGEST:
+        return leave_empty(axes, "cannot be drawn")
+    bars = shown.wide_bars()
+    draw_bars(axes, bars.edges, bars.densities(), label)
 
 
 def draw_bars(axes, edges, values, label):
