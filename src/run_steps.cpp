@@ -36,14 +36,21 @@ std::vector<Output> outputs_of(const Parameters& parameters, std::uint64_t image
     return outputs;
 }
 
+void refuse_harmful(const Parameters& parameters, const std::string& output,
+                    const std::vector<std::string>& others) {
+    refuse_harmful_output(output, parameters.inputFiles, others);
+    refuse_harmful_output(output, parameters.settingsFiles, others);
+    if (output == *parameters.outputFile) {
+        refuse_image_without_places(output);
+    }
+}
+
 void refuse_harmful_outputs(const Parameters& parameters) {
     std::vector<std::string> others;
     for (const Output& output : outputs_of(parameters, 0, 0)) {
-        refuse_harmful_output(output.path, parameters.inputFiles, others);
-        refuse_harmful_output(output.path, parameters.settingsFiles, others);
+        refuse_harmful(parameters, output.path, others);
         others.push_back(output.path);
     }
-    refuse_image_without_places(*parameters.outputFile);
 }
 
 void warn(const Parameters& parameters, const std::string& message) {
@@ -60,7 +67,13 @@ void prepare_output(const Parameters& parameters, const std::string& path) {
     if (!folder.empty()) {
         std::filesystem::create_directories(folder);
     }
-    refuse_harmful_outputs(parameters);
+    std::vector<std::string> others;
+    for (const Output& output : outputs_of(parameters, 0, 0)) {
+        if (output.path != path) {
+            others.push_back(output.path);
+        }
+    }
+    refuse_harmful(parameters, path, others);
 }
 
 std::uint64_t write_image(const std::string& path, const char* openMode, const Image_Pages& image) {

@@ -75,11 +75,9 @@ bool Output_File::close() {
 }
 
 std::string Output_File::reason() const {
-    if (file.kept_as().empty()) {
-        return std::strerror(firstError);
-    }
-    return "something else has come to its place meanwhile; it is complete, as " +
-           quoted(file.kept_as());
+    const std::string why = firstError == EEXIST ? "something else has come to its place meanwhile"
+                                                 : std::strerror(firstError);
+    return file.kept_as().empty() ? why : why + "; it is complete, as " + quoted(file.kept_as());
 }
 
 bool Output_File::fits_buffer(std::size_t count) const noexcept {

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <random>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -60,6 +61,9 @@ bool is_same_file(const struct stat& a, const struct stat& b) noexcept {
 int Pending_File::open(const std::string& path) {
     // Links are followed first: what is looked at then is what will be replaced.
     const std::filesystem::path followed = follow_links(path);
+    if (std::error_code unknown; std::filesystem::is_symlink(followed, unknown)) {
+        return ELOOP;  // one that is not followed
+    }
     struct stat existing {};
     const bool exists = stat(path.c_str(), &existing) == 0;
     if (!exists && errno != ENOENT) {
@@ -98,19 +102,26 @@ int Pending_File::open(const std::string& path) {
 }
 
 int Pending_File::commit() {
-    int failure = inPlace || !name.empty() ? 0 : link_name();
+    if (inPlace) {
+        return opened.close();
+    }
+    Descriptor place = folder_now();
+    if (name.empty() && place.is_open()) {
+        std::swap(folder, place);
+        place.close();
+    }
+    int failure = name.empty() ? link_name() : 0;
     if (failure == 0) {
         failure = opened.close();
     }
-    if (failure == 0 && !inPlace) {
-        failure = take_place();
+    if (failure != 0) {
+        return failure;
     }
-    if (failure == EEXIST) {
+    failure = take_place(place.is_open() ? place.get() : folder.get());
+    if (failure != 0) {
         kept = folderName + name;
     }
-    if (failure == 0 || failure == EEXIST) {
-        set_name("");
-    }
+    set_name("");
     return failure;
 }
 
@@ -125,6 +136,10 @@ void Pending_File::discard() noexcept {
 
 int Pending_File::open_in_place(const std::string& path) noexcept {
     inPlace = true;
+    if (old.is_open()) {  // what has been looked at, not what is at the path by now
+        opened = std::move(old);
+        return ftruncate(opened.get(), 0) == 0 ? 0 : errno;
+    }
     constexpr int flags = O_RDWR | O_TRUNC | O_CLOEXEC;
     // Some folders let nobody create other people's files, not even where they exist.
     opened = Descriptor(::open(path.c_str(), flags));
@@ -167,31 +182,31 @@ int Pending_File::link_name() {
                : errno;
 }
 
-int Pending_File::take_place() noexcept {
-    const auto move = [&](unsigned flags) {
-        const int from = folder.get();
-        return renameat2(from, name.c_str(), from, target.c_str(), flags) == 0 ? 0 : errno;
-    };
-    if (old.is_open()) {
-        return is_old_file_there() ? move(0) : EEXIST;
-    }
-    const int failure = move(RENAME_NOREPLACE);
-    if (failure != EINVAL && failure != ENOSYS) {
-        return failure;
-    }
-    // Some disks cannot do that, among them those of other machines.
-    struct stat there {};
-    const bool free = fstatat(folder.get(), target.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0;
-    return free ? move(0) : EEXIST;
+Descriptor Pending_File::folder_now() const {
+    const std::string path = folderName.empty() ? "." : folderName;
+    return Descriptor(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-bool Pending_File::is_old_file_there() const noexcept {
-    struct stat replaced {};
+int Pending_File::take_place(int place) noexcept {
+    const auto move = [&](unsigned flags) {
+        return renameat2(folder.get(), name.c_str(), place, target.c_str(), flags) == 0 ? 0 : errno;
+    };
     struct stat there {};
-    return fstat(old.get(), &replaced) == 0 &&
-           fstatat(folder.get(), target.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
-           is_same_file(replaced, there) &&
-           begins_as_recording(folder.get(), target.c_str()) == wasRecording;
+    const bool isFree = fstatat(place, target.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0;
+    if (!isFree) {
+        const bool mayGo = is_old_file(there, place);
+        old.close();  // some disks replace no file that is open
+        return mayGo ? move(0) : EEXIST;
+    }
+    const int failure = move(RENAME_NOREPLACE);
+    // Some disks cannot do that, among them those of other machines.
+    return failure == EINVAL || failure == ENOSYS ? move(0) : failure;
+}
+
+bool Pending_File::is_old_file(const struct stat& there, int place) const noexcept {
+    struct stat replaced {};
+    return old.is_open() && fstat(old.get(), &replaced) == 0 && is_same_file(replaced, there) &&
+           begins_as_recording(place, target.c_str()) == wasRecording;
 }
 
 void Pending_File::set_name(std::string next) {

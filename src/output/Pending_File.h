@@ -27,7 +27,7 @@ public:
 
     /// Closes the file and puts it in its place. If that fails, the path holds what it held before.
     /// EEXIST: since `open` something else has come there, or what is there has become a recording.
-    /// The new file is kept then, under another name.
+    /// A complete file that cannot take its place is kept, under another name.
     [[nodiscard]] int commit();
 
     /// The path under which the file is kept if it could not take its place; empty otherwise.
@@ -43,9 +43,11 @@ private:
     /// name where the file system has such files.
     int open_beside(mode_t mode);
     int link_name();
-    int take_place() noexcept;
-    /// Whether the target is still the file that was there when this one was opened.
-    [[nodiscard]] bool is_old_file_there() const noexcept;
+    /// The folder of the target, which may be another one by now.
+    [[nodiscard]] Descriptor folder_now() const;
+    int take_place(int place) noexcept;
+    /// Whether what is at the target is still the file that was there when this one was opened.
+    [[nodiscard]] bool is_old_file(const struct stat& there, int place) const noexcept;
     /// Under this name a signal removes the file.
     void set_name(std::string next);
 

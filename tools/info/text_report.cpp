@@ -1,4 +1,5 @@
 #include "Event.h"
+#include "escaped.h"
 #include "histogram_rows.h"
 #include "number_texts.h"
 #include "reports.h"
@@ -82,7 +83,7 @@ private:
     }
 
     void write_file(const File_Survey& file) {
-        text << file.path << '\n';
+        text << escaped(file.path) << '\n';
         if (file.fault) {
             write_line("FAULTY", *file.fault);
         } else {
