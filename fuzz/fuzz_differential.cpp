@@ -225,12 +225,12 @@ void expect_counts(std::span<const Counter> cells, Counts expected, const Parame
 
 Placement placement_of(const Parameters& settings) {
     if (!settings.time_res_s) {
-        return Integrated_Placement(settings.size_x, settings.size_y);
+        return Integrated_Placement(page_sizes(settings));
     }
     if (settings.extTrigger_mode == Parameters::frameSync) {
-        return Frame_Placement(page_sizes(settings));
+        return Frame_Placement(page_sizes(settings), page_times(settings));
     }
-    return Time_Bin_Placement(page_sizes(settings));
+    return Time_Bin_Placement(page_sizes(settings), page_times(settings));
 }
 
 template <class Binning>

@@ -73,7 +73,10 @@ Image_Axes axes_of(const Parameters& parameters) {
     if (parameters.time_res_s) {
         bin_length = time_bin_length(*parameters.time_res_s);
     }
-    return {pixel_width(parameters.size_x), pixel_width(parameters.size_y), bin_length};
+    const auto width = [](std::uint64_t size) {
+        return orven::Event_Length(static_cast<int>(pixel_width(size)));
+    };
+    return {width(parameters.size_x), width(parameters.size_y), bin_length};
 }
 
 }  // namespace

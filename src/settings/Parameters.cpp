@@ -3,6 +3,8 @@
 #include "logging.h"
 
 #include <cinttypes>
+#include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 const option Parameters::long_options[] = {
@@ -29,6 +31,9 @@ const option Parameters::long_options[] = {
     {"report", required_argument, nullptr, 0},
     {"spectra", required_argument, nullptr, 0},
     {"strict", required_argument, nullptr, 0},
+    {"upright", required_argument, nullptr, 0},
+    {"region", required_argument, nullptr, 0},
+    {"timeStart", required_argument, nullptr, 0},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -42,6 +47,31 @@ std::uint64_t read_unsigned(const char* argument, const char* failure) {
         throw std::invalid_argument(std::string(argument) + failure);
     }
     return value;
+}
+
+/// A number and nothing else.
+double read_number(const std::string& text, const std::string& option) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0') {
+        throw std::invalid_argument(option + ": \"" + text + "\" is not a number!");
+    }
+    return number;
+}
+
+/// Four numbers with commas between them.
+std::array<double, 4> read_region(const std::string& text) {
+    std::array<double, 4> numbers{};
+    std::istringstream rest(text);
+    std::string number;
+    for (double& each : numbers) {
+        std::getline(rest, number, ',');
+        each = read_number(number, "region");
+    }
+    if (!rest.eof()) {
+        throw std::invalid_argument("region: \"" + text + "\" is not X0,Y0,X1,Y1!");
+    }
+    return numbers;
 }
 
 constexpr const char* not_a_size = " is not a valid size!";
@@ -140,6 +170,12 @@ void Parameters::apply_long_option(std::string_view name) {
         spectraFile = optarg;
     } else if (name == "strict") {
         set_switch(strict, "strict");
+    } else if (name == "upright") {
+        set_switch(upright, "upright");
+    } else if (name == "region") {
+        region = read_region(optarg);
+    } else if (name == "timeStart") {
+        timeStart = read_number(optarg, "timeStart");
     }
 }
 
