@@ -4,21 +4,26 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <tuple>
 
 namespace {
 
-/// The range that one more entry shows to be wrong: its first event, and both starts.
-using Shown = std::vector<std::tuple<std::size_t, std::size_t, std::size_t>>;
+/// Ranges that are shown to be wrong: the first event of each, and both starts.
+using Shown = std::vector<std::tuple<std::size_t, std::size_t, std::optional<std::size_t>>>;
 
-Shown enter(Walk_Ledger& ledger, std::size_t first, const Walked& walked) {
+Shown shown_by(const std::vector<Wrong_Range>& ranges) {
     Shown shown;
-    for (const Wrong_Walk& wrong : ledger.enter(first, first + 10, walked)) {
-        EXPECT_EQ(wrong.end, wrong.first + 10);
-        shown.emplace_back(wrong.first, wrong.wrong_start, wrong.right_start);
+    for (const auto& [first, end, wrong] : ranges) {
+        EXPECT_EQ(end, first + 10);
+        shown.emplace_back(first, wrong.start, wrong.right_start);
     }
     return shown;
+}
+
+Shown enter(Walk_Ledger& ledger, std::size_t first, const Walked& walked) {
+    return shown_by(ledger.enter(first, first + 10, walked));
 }
 
 TEST(Walk_Ledger, a_range_is_wrong_if_its_first_event_lies_before_what_others_have_reached) {
@@ -33,6 +38,18 @@ TEST(Walk_Ledger, a_range_is_wrong_if_its_first_event_lies_before_what_others_ha
     EXPECT_EQ(enter(ledger, 10, {2, 4, 6}), (Shown{{10, 2, 5}, {30, 1, 8}}));
     EXPECT_EQ(ledger.lower_bound(), 9U);
     EXPECT_EQ(enter(ledger, 50, {9, 9, 9}), Shown());
+}
+
+TEST(Walk_Ledger, nothing_counts_that_lies_behind_an_event_that_cannot_be_read) {
+    Walk_Ledger ledger;
+    EXPECT_EQ(enter(ledger, 20, {1, 1, 1}), Shown());
+    EXPECT_EQ(enter(ledger, 40, {1, 2, 2}), Shown());
+    EXPECT_EQ(shown_by(ledger.fail(20)), (Shown{{20, 1, {}}, {40, 1, {}}}));
+    EXPECT_EQ(enter(ledger, 30, {1, 5, 5}), (Shown{{30, 1, {}}}));
+    EXPECT_EQ(enter(ledger, 10, {0, 1, 1}), Shown());
+    EXPECT_EQ(enter(ledger, 0, {0, 3, 3}), (Shown{{10, 0, 3}}));
+    EXPECT_EQ(shown_by(ledger.fail(30)), Shown());
+    EXPECT_EQ(enter(ledger, 20, {3, 3, 3}), (Shown{{20, 3, {}}}));
 }
 
 /// Each range of random events is walked from 0, and entered in random order. With those corrected
@@ -53,7 +70,7 @@ TEST(Walk_Ledger, all_ranges_end_up_as_one_walk_has_them_whatever_the_order) {
             const std::size_t start = std::min(ledger.lower_bound(), own[i]);
             for (const auto& [first, wrong_start, right_start] :
                  enter(ledger, 10 * i, {start, own[i], own[i]})) {
-                placed[first / 10] = right_start;
+                placed[first / 10] = *right_start;
             }
         }
         std::vector<std::size_t> expected(own.size());

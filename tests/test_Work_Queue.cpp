@@ -1,4 +1,5 @@
 #include "asleep.h"
+#include "failing_reads.h"
 #include "reading/Trigger_List.h"
 #include "reading/Work_Queue.h"
 #include "recordings.h"
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -26,6 +28,10 @@ std::function<void()> while_opening;
 extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t position) {
     if (while_opening) {
         std::exchange(while_opening, nullptr)();
+    }
+    if (position == failing_position) {
+        errno = EIO;
+        return -1;
     }
     return syscall(SYS_pread64, descriptor, bytes, count, position);
 }
@@ -91,26 +97,28 @@ TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_s
     EXPECT_EQ(take_from(stopped), nothing);
 }
 
-TEST(Work_Queue, what_is_put_back_comes_first_unless_its_file_has_failed) {
+TEST(Work_Queue, what_is_put_back_comes_first_unless_its_file_ends_the_run) {
     const Folder folder;
     const std::string path = record(folder, "a", 2 * range_length);
     const std::vector paths{path, path};
-    Work_Queue queue(paths, see_nothing, On_Failure::leave, sharing);
-    const auto first = queue.take();
-    const auto second = queue.take();
-    const auto third = queue.take();
-    queue.put_back({third->input, 5, 6, {{5, 6, 0, 1}}});
-    queue.put_back({first->input, 3, 4, {{3, 4, 0, 1}}});
-    queue.put_back({third->input, 7, 8, {{7, 8, 0, 1}}});
-    queue.fail(0, failure("late"));
-    queue.put_back(*second);
-    queue.finish(1);
-    EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{5}));
-    EXPECT_EQ(queue.take()->wrong->right_start, 1U);
-    EXPECT_EQ(take_from(queue), nothing);
-    queue.put_back(*third);
-    queue.stop();
-    EXPECT_EQ(take_from(queue), nothing);
+    for (const On_Failure onFailure : {On_Failure::leave, On_Failure::end_run}) {
+        Work_Queue queue(paths, see_nothing, onFailure, sharing);
+        const auto first = queue.take();
+        (void)queue.take();
+        const auto third = queue.take();
+        queue.put_back({first->input, 3, 4, Wrong_Walk{0, 1}});
+        queue.fail(1, failure("late"));
+        queue.put_back({third->input, 5, 6, Wrong_Walk{0, 2}});
+        queue.finish(0);
+        EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{3}));
+        if (onFailure == On_Failure::leave) {
+            EXPECT_EQ(queue.take()->wrong->right_start, 2U);
+        }
+        EXPECT_EQ(take_from(queue), nothing);
+        queue.put_back(*first);
+        queue.stop();
+        EXPECT_EQ(take_from(queue), nothing);
+    }
 }
 
 TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {

@@ -1,5 +1,6 @@
 #include "asleep.h"
 #include "binning/Binning_Events.h"
+#include "failing_reads.h"
 #include "reading/count_files.h"
 #include "recordings.h"
 #include "system/Available_Cores.h"
@@ -54,12 +55,17 @@ std::vector<std::string> make_files(const Folder& folder) {
     for (const int nEvents : {200'000, 0, 1, 2047, 2048, 5000, 70'000}) {
         std::vector<Photon_Event> events;
         for (int i = 0; i < nEvents; ++i) {
-            const auto position = [&] { return static_cast<int>(random() % (1U << 24U)); };
             const long spike = i % 20'000 == 19'999 ? 100'000 : 0;
-            events.push_back(random() % 2 == 0
-                                 ? event(0, 0, 0, 1, 1.0)
-                                 : event(position(), position(), i * 7L + spike, random() % 5,
-                                         static_cast<double>(random() % 10) / 10));
+            if (random() % 2 == 0) {
+                events.push_back(event(0, 0, 0, 1, 1.0));
+                continue;
+            }
+            // One by one: the order in which arguments are worked out is the compiler's choice.
+            const double psd = static_cast<double>(random() % 10) / 10;
+            const std::uint64_t nPhotons = random() % 5;
+            const auto y = static_cast<int>(random() % (1U << 24U));
+            const auto x = static_cast<int>(random() % (1U << 24U));
+            events.push_back(event(x, y, i * 7L + spike, nPhotons, psd));
         }
         std::vector<long> triggers;
         for (long tick = 100; tick < nEvents * 6L; tick += 1000) {
@@ -190,6 +196,41 @@ TEST(Counting_Task, takes_back_what_it_counted_in_too_early_an_interval) {
         const auto counted = counted_out_of_order(events, {0, 100, 200, 300, 400}, frames,
                                                   Parameters::frameSync, before.size());
         EXPECT_EQ(counted, std::pair(before, after)) << spike << ' ' << meet;
+    }
+}
+
+/// The first range cannot be read to its end when a task has counted the second one already.
+TEST(Counting_Task, a_file_that_fails_has_counted_up_to_there_and_no_further) {
+    constexpr std::size_t range_length = 8000;
+    const Folder folder;
+    std::vector<Photon_Event> events(2 * range_length, event(0, 0, 50));
+    const std::string bytes = recording(events, {{0, 100}});
+    for (const bool keepAccount : {false, true}) {
+        const std::vector files{folder.write("a", bytes)};
+        std::vector<Counter> cells(1);
+        const Counting_Job job{Parameters::reference,
+                               Integrated_Placement(1, 1),
+                               orven::Photon_Filter({1, 1}, {}),
+                               cells,
+                               0,
+                               keepAccount};
+        Work_Queue queue = queue_for(job, files, On_Failure::leave, {2, 1000});
+        const auto first = queue.take();
+        Counting_Task early(job, Cell_Counter(cells, false), 1000);
+        early.run(queue, [] {});
+        EXPECT_EQ(cells[0], range_length);
+        queue.put_back(*first);
+        failing_position =
+            static_cast<off_t>(bytes.size() - (events.size() - 2000) * sizeof(events[0]));
+        Counting_Task late(job, Cell_Counter(cells, false), 1000);
+        late.run(queue, [] {});
+        failing_position = -1;
+        EXPECT_EQ(cells[0], 2000U);
+        Event_Account account = early.get_account();
+        account += late.get_account();
+        EXPECT_EQ(account.counted, 2000U);
+        EXPECT_EQ(account.recorded, 2000U);
+        EXPECT_NE(queue.take_files()[0].failure, nullptr);
     }
 }
 

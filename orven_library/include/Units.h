@@ -53,8 +53,8 @@ struct Time {
     Storage_Type value;
 
     static constexpr double seconds_per_tick = tick.value;
-    /// Rounded to a whole number.
-    static constexpr auto ticks_per_second = static_cast<Storage_Type>(1 / tick.value + 0.5);
+    /// How many whole ticks a second has.
+    static constexpr auto ticks_per_second = static_cast<Storage_Type>(1 / tick.value);
 
     Time() = default;
     constexpr explicit Time(Storage_Type raw) noexcept : value(raw) {}

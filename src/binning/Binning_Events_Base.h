@@ -30,7 +30,7 @@ public:
     /// Threads: may be called from several at once.
     virtual void add_singleEvent(const Event& event, const Time& time, std::size_t frameIndex) = 0;
 
-    /// Counts the events of all files that pass the filter. To be called, it needs its definition:
+    /// Counts the events of all files that pass the filter. Callers include its definition,
     /// reading/add_data_filtered_files.h.
     /// With `concurrent`, one task per available core takes files in list order, and a file that
     /// fails is logged at level `error` and left, unless the settings are strict; otherwise the

@@ -63,9 +63,12 @@ void Json_Writer::value(double number) {
     }
     constexpr std::size_t most_digits = 32;  // -2.2250738585072014e-308 and the like
     std::array<char, most_digits> digits{};
-    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-    json->writer.RawValue(digits.data(), static_cast<std::size_t>(end - digits.data()),
-                          rapidjson::kNumberType);
+    char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    std::string text(digits.data(), end);
+    if (text.find_first_of(".e") == std::string::npos) {
+        text += ".0";  // so that readers with types see no integer
+    }
+    json->writer.RawValue(text.data(), text.size(), rapidjson::kNumberType);
 }
 
 void Json_Writer::null_member(const char* key) {

@@ -42,7 +42,7 @@ bool may_be_recording(const std::string& path) {
     return file && identifier == orven::Event_File_Format::file_identifier;
 }
 
-/// One name for all paths that lead to the same place, where nothing needs to be.
+/// One name for all paths that lead to the same place, whether anything is there or not.
 fs::path unique_name(const std::string& path) {
     std::error_code error;
     const fs::path without_detours = fs::weakly_canonical(fs::absolute(path, error), error);

@@ -4,12 +4,12 @@
 #include <cassert>
 #include <exception>
 #include <optional>
-#include <utility>
+#include <vector>
 
 namespace {
 
-/// How many events of a range are walked at first to correct it: walks meet after a few.
-constexpr std::size_t first_corrected = 256;
+/// How many events of a range are read at first to correct it: walks meet after a few.
+constexpr std::size_t first_length = 256;
 
 }  // namespace
 
@@ -30,10 +30,12 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
         try {
             if (job.mode == Parameters::ignore) {
                 add_events(*range);
-            } else if (range->wrong) {
+            } else if (!range->wrong) {
+                add_intervals(*range, queue);
+            } else if (range->wrong->right_start) {
                 correct(*range);
             } else {
-                add_intervals(*range, queue);
+                take_back(*range);
             }
         } catch (const std::exception&) {
             queue.fail(range->input->index, std::current_exception());
@@ -45,56 +47,80 @@ void Counting_Task::add_events(const Event_Range& range) {
     for (std::size_t i = range.first; i < range.end; i += piece_length) {
         const auto events = read_piece(range, i, piece_length);
         find(events, Interval{});
-        count_found(events.size());
+        count_found();
+        note_read(events.size());
     }
 }
 
 void Counting_Task::add_intervals(const Event_Range& range, Work_Queue& queue) {
-    const Walked came_to = walk_along(range);
-    for (const Wrong_Walk& wrong : range.input->ledger.enter(range.first, range.end, came_to)) {
-        queue.put_back({range.input, wrong.first, wrong.end, wrong});
+    Walk_Ledger& ledger = range.input->ledger;
+    const auto put_back = [&](const std::vector<Wrong_Range>& all) {
+        for (const auto& [first, end, wrong] : all) {
+            queue.put_back({range.input, first, end, wrong});
+        }
+    };
+    Walked_Part part{};
+    try {
+        walk_along(range, part);
+    } catch (const std::exception&) {
+        put_back(ledger.enter(range.first, part.end, part.walked));
+        put_back(ledger.fail(part.end));
+        throw;
     }
+    put_back(ledger.enter(range.first, range.end, part.walked));
     if (walk->finished() && !job.keepAccount) {
         queue.finish(range.input->index);
     }
 }
 
-Walked Counting_Task::walk_along(const Event_Range& range) {
+void Counting_Task::walk_along(const Event_Range& range, Walked_Part& part) {
     if (walked.lock() != range.input) {
         walked = range.input;
         walk.emplace(walk_of(*range.input));
     }
     // Where the task's own last range ended is a lower bound as well.
     walk->go_to(std::max(walk->reached(), range.input->ledger.lower_bound()));
-    Walked came_to{walk->reached(), Walked::no_interval, {}};
-    for (std::size_t i = range.first; i < range.end && (job.keepAccount || !walk->finished());
-         i += piece_length) {
-        const auto events = read_piece(range, i, piece_length);
-        came_to.first_accepted = std::min(came_to.first_accepted, find_along(*walk, events));
-        count_found(events.size());
+    part = {{walk->reached(), Walked::no_interval, walk->reached()}, range.first};
+    while (part.end < range.end && (job.keepAccount || !walk->finished())) {
+        const auto events = read_piece(range, part.end, piece_length);
+        const std::size_t first_accepted = find_along(*walk, events);
+        count_found();
+        note_read(events.size());
+        part.walked.first_accepted = std::min(part.walked.first_accepted, first_accepted);
+        part.walked.reached = walk->reached();
+        part.end += events.size();
     }
-    came_to.reached = walk->reached();
-    return came_to;
 }
 
 void Counting_Task::correct(const Event_Range& range) {
     Trigger_Walk wrong = walk_of(*range.input);
     Trigger_Walk right = walk_of(*range.input);
-    wrong.go_to(range.wrong->wrong_start);
-    right.go_to(range.wrong->right_start);
+    wrong.go_to(range.wrong->start);
+    right.go_to(*range.wrong->right_start);
     const auto apart = [&] { return wrong.reached() != right.reached() && !wrong.finished(); };
     std::size_t next = range.first;
-    std::size_t length = std::min(first_corrected, piece_length);
+    std::size_t length = std::min(first_length, piece_length);
     while (next < range.end && apart()) {
         const auto events = read_piece(range, next, length);
         find_along(wrong, events);
-        counter.take_back(found_cells());
-        account.counted -= std::exchange(found, {}).nCells;
+        take_back_found();
         find_along(right, events);
-        counter.count(found_cells());
-        account.counted += std::exchange(found, {}).nCells;
+        count_found();
         next += events.size();
         length = std::min(2 * length, piece_length);
+    }
+}
+
+void Counting_Task::take_back(const Event_Range& range) {
+    Trigger_Walk wrong = walk_of(*range.input);
+    wrong.go_to(range.wrong->start);
+    std::size_t next = range.first;
+    while (next < range.end && (job.keepAccount || !wrong.finished())) {
+        const auto events = read_piece(range, next, piece_length);
+        find_along(wrong, events);
+        take_back_found();
+        account.recorded -= events.size();
+        next += events.size();
     }
 }
 
@@ -134,17 +160,23 @@ void Counting_Task::find(std::span<const orven::Photon_Event> events, const Inte
     found.nCells += now.nCells;
 }
 
-void Counting_Task::count_found(std::size_t nRead) {
-    counter.count(found_cells());
-    account.recorded += nRead;
+void Counting_Task::count_found() {
+    counter.count(std::span(cells.get(), found.nCells));
     account.accepted += found.nAccepted;
     account.counted += found.nCells;
     found = {};
-    if (job.nRead != nullptr) {
-        job.nRead->add(nRead);
-    }
 }
 
-std::span<const std::size_t> Counting_Task::found_cells() const noexcept {
-    return {cells.get(), found.nCells};
+void Counting_Task::take_back_found() {
+    counter.take_back(std::span(cells.get(), found.nCells));
+    account.accepted -= found.nAccepted;
+    account.counted -= found.nCells;
+    found = {};
+}
+
+void Counting_Task::note_read(std::size_t nEvents) {
+    account.recorded += nEvents;
+    if (job.nRead != nullptr) {
+        job.nRead->add(nEvents);
+    }
 }

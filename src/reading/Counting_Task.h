@@ -52,13 +52,21 @@ public:
     [[nodiscard]] const Event_Account& get_account() const noexcept { return account; }
 
 private:
+    /// What was counted of a range, up to the event `end`.
+    struct Walked_Part {
+        Walked walked;
+        std::size_t end;
+    };
+
     void add_events(const Event_Range& range);
     void add_intervals(const Event_Range& range, Work_Queue& queue);
+    /// Walks from a lower bound of the interval in which the range begins.
+    void walk_along(const Event_Range& range, Walked_Part& part);
     /// Takes back what was counted along a walk from too early an interval, and counts it from the
     /// right one, up to where both walks meet.
     void correct(const Event_Range& range);
-    /// Walks from a lower bound of the interval in which the range begins.
-    Walked walk_along(const Event_Range& range);
+    /// Takes back all that was counted of a range.
+    void take_back(const Event_Range& range);
     /// Finds the cells of events along a walk. Returns the interval of the first one that the
     /// filter accepts, if it lies in one.
     std::size_t find_along(Trigger_Walk& along, std::span<const orven::Photon_Event> events);
@@ -67,8 +75,9 @@ private:
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first,
                                                     std::size_t length);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
-    void count_found(std::size_t nRead);
-    [[nodiscard]] std::span<const std::size_t> found_cells() const noexcept;
+    void count_found();
+    void take_back_found();
+    void note_read(std::size_t nEvents);
 
     Counting_Job job;
     Cell_Counter counter;

@@ -28,7 +28,7 @@ public:
     /// walked any more, or does not exist, when `finished()`.
     [[nodiscard]] std::size_t reached() const noexcept { return current; }
 
-    /// Goes on, or back, to an interval that `reached()` has given.
+    /// Goes to an interval, which may be behind all.
     void go_to(std::size_t interval) noexcept { current = interval; }
 
     /// True when no further event of the file lies in an interval before the end.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 #include <map>
+#include <optional>
 #include <vector>
 
 /// What a walk along some events came to, in trigger intervals counted from the file's first.
@@ -16,12 +17,17 @@ struct Walked {
     std::size_t reached;
 };
 
-/// Events from `first` to before `end` that were counted along a walk from too early an interval.
+/// A walk along which events were counted from too early an interval.
 struct Wrong_Walk {
+    std::size_t start;
+    std::optional<std::size_t> right_start;  ///< empty if none of the events may count
+};
+
+/// Events from `first` to before `end` that were counted wrongly.
+struct Wrong_Range {
     std::size_t first;
     std::size_t end;
-    std::size_t wrong_start;
-    std::size_t right_start;
+    Wrong_Walk walk;
 };
 
 /// What the walks along the ranges of one file came to. The interval in which a range begins is the
@@ -34,11 +40,16 @@ public:
     /// A lower bound of the interval in which any range begins that has not been entered yet.
     [[nodiscard]] std::size_t lower_bound() const;
 
-    /// Enters the walk along a range; each event of the file must be entered once. Returns the
-    /// ranges of which this has shown that they were counted from too early an interval.
+    /// Enters the walk along a range, at most once for each event of the file. Returns the ranges
+    /// of which this has shown that they were counted wrongly.
     /// Throws: std::bad_alloc.
-    [[nodiscard]] std::vector<Wrong_Walk> enter(std::size_t first, std::size_t end,
-                                                const Walked& walked);
+    [[nodiscard]] std::vector<Wrong_Range> enter(std::size_t first, std::size_t end,
+                                                 const Walked& walked);
+
+    /// Tells that the event `first` cannot be read. In which intervals those behind it lie is never
+    /// known: what has been entered of them is returned here, what will be by `enter`.
+    /// Throws: std::bad_alloc.
+    [[nodiscard]] std::vector<Wrong_Range> fail(std::size_t first);
 
 private:
     struct Entry {
@@ -46,9 +57,13 @@ private:
         Walked walked;
     };
 
+    [[nodiscard]] std::vector<Wrong_Range> close_gap() REQUIRES(mutex);
+    [[nodiscard]] std::vector<Wrong_Range> drop_unreadable() REQUIRES(mutex);
+
     mutable Mutex mutex;
     /// The walks along ranges behind one that has not been entered, by their first event.
     std::map<std::size_t, Entry> entries GUARDED_BY(mutex);
     std::size_t known_events GUARDED_BY(mutex) = 0;    ///< from the first on, all entered
     std::size_t prefix_maximum GUARDED_BY(mutex) = 0;  ///< reached by these
+    std::size_t readable_end GUARDED_BY(mutex) = std::numeric_limits<std::size_t>::max();
 };

@@ -62,8 +62,9 @@ std::optional<Event_Range> Work_Queue::take() {
 
 void Work_Queue::put_back(Event_Range range) {
     const Lock lock(mutex);
-    if (is_wanted(range.input->index)) {
+    if (range.input->index < nWanted) {
         returned.push_back(std::move(range));
+        changed.notify_all();
     }
 }
 
@@ -113,10 +114,8 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
     if (onFailure == On_Failure::end_run) {
         nWanted = std::min(nWanted, fileIndex);
     }
-    const auto is_left = [this](const auto& work)
-                             REQUIRES(mutex) { return !is_wanted(work.input->index); };
-    std::erase_if(opened, is_left);
-    std::erase_if(returned, is_left);
+    std::erase_if(
+        opened, [this](const Rest& rest) REQUIRES(mutex) { return !is_wanted(rest.input->index); });
     return true;
 }
 

@@ -44,7 +44,7 @@ struct Event_Range {
     std::shared_ptr<const Input> input;
     std::size_t first;
     std::size_t end;
-    std::optional<Wrong_Walk> wrong;  ///< if they were counted along a walk that must be corrected
+    std::optional<Wrong_Walk> wrong;  ///< the walk along which they were counted, if it was wrong
 };
 
 /// How events are shared among tasks.
@@ -73,14 +73,13 @@ public:
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
     [[nodiscard]] std::optional<Event_Range> take();
 
-    /// Gives a range back that must be counted again. Unless its file has failed, it is handed out
-    /// before any other.
+    /// Gives a range back that must be corrected. It is handed out before any other, also of a file
+    /// that has failed, unless that ends the run.
     /// Throws: std::bad_alloc.
     void put_back(Event_Range range);
 
-    /// Tells that a range could not be read. Of each file the first failure counts, and what is
-    /// left of it is no longer handed out.
-    /// Throws: std::bad_alloc while logging.
+    /// Tells that a range could not be read. Of each file the first failure counts, and no new
+    /// range of it is handed out. Throws: std::bad_alloc while logging.
     void fail(std::size_t fileIndex, const std::exception_ptr& failure);
 
     /// Hands out no more new ranges of a file: nothing that is left of it counts.

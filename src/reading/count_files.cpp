@@ -11,6 +11,7 @@
 #include <chrono>
 #include <optional>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -51,7 +52,11 @@ void merge(Private_Counters& counters, std::size_t nUsed) {
             counters.merge_part(part, nUsed);
         }
     };
-    run_concurrently(nUsed, merge_parts, [] {});
+    try {
+        run_concurrently(nUsed, merge_parts, [] {});
+    } catch (const std::system_error&) {
+        merge_parts(0, [] {});  // no thread could be started: what has been counted is not lost
+    }
 }
 
 }  // namespace

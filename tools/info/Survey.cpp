@@ -3,7 +3,6 @@
 #include <cassert>
 #include <functional>
 #include <limits>
-#include <utility>
 
 namespace {
 
@@ -55,6 +54,7 @@ void Value_Sample::add(std::int64_t value) {
 }
 
 void Value_Sample::add(const Value_Sample& other) {
+    thin_out(std::max(power, other.power));
     for (const Numbered& numbered : other.kept) {
         add(numbered);
     }
@@ -69,14 +69,17 @@ std::int64_t Value_Sample::median() const {
 }
 
 void Value_Sample::add(const Numbered& numbered) {
-    if (!is_kept(numbered.number, power)) {
-        return;
+    if (is_kept(numbered.number, power)) {
+        kept.push_back(numbered);
     }
-    kept.push_back(numbered);
     while (kept.size() > most) {
-        ++power;
-        std::erase_if(kept, [this](const Numbered& one) { return !is_kept(one.number, power); });
+        thin_out(power + 1);
     }
+}
+
+void Value_Sample::thin_out(int next_power) {
+    power = next_power;
+    std::erase_if(kept, [&](const Numbered& each) { return !is_kept(each.number, power); });
 }
 
 void Event_Summary::add(const Event_Summary& other) noexcept {
@@ -93,15 +96,9 @@ void Survey_Image::add(const Survey_Image& other) noexcept {
     nOutside += other.nOutside;
 }
 
-void Since_Trigger::add(const Since_Trigger& other) {
-    const int wider = std::max(shift, other.shift);
-    std::vector<std::uint64_t> sums(nBins);
-    for (std::size_t bin = 0; bin < nBins; ++bin) {
-        sums[bin >> (wider - shift)] += counts[bin];
-        sums[bin >> (wider - other.shift)] += other.counts[bin];
-    }
-    counts = std::move(sums);
-    shift = wider;
+void Since_Trigger::add(const Since_Trigger& other) noexcept {
+    assert(shift == other.shift);
+    add_counts(counts, other.counts);
     nBeyond += other.nBeyond;
     nWithout += other.nWithout;
 }

@@ -75,6 +75,7 @@ private:
     static constexpr std::size_t most = std::size_t{1} << 20;
 
     void add(const Numbered& numbered);
+    void thin_out(int next_power);
 
     std::vector<Numbered> kept;
     int power = 0;
@@ -138,8 +139,8 @@ struct Since_Trigger {
     std::uint64_t nBeyond = 0;   ///< later than all bins
     std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last
 
-    /// Bins become as wide as those of both.
-    void add(const Since_Trigger& other);
+    /// The bins of `other` must be as wide.
+    void add(const Since_Trigger& other) noexcept;
 };
 
 /// What is found of all files that can be read.

@@ -63,23 +63,34 @@ void add_triggers(Summary& total, const Trigger_Summary& triggers) {
 }  // namespace
 
 Survey_Collection::Survey_Collection(std::vector<File_Survey>& files_)
-    : files(files_), inWork(files_.size()) {}
+    : files(files_), inWork(files_.size()), first_with_intervals(files_.size()) {}
 
 void Survey_Collection::look_at(const Input& input) {
-    if (input.file.index().extTriggers) {
-        Value_Sample periods_of_file(input.index);
-        files[input.index].summary.triggers = survey_triggers(input.file, periods_of_file);
-        const Lock lock(mutex);
-        periods.add(periods_of_file);
-    }
     inWork[input.index] = std::make_unique<In_Work>();
+    if (!input.file.index().extTriggers) {
+        return;
+    }
+    Value_Sample periods_of_file(input.index);
+    files[input.index].summary.triggers = survey_triggers(input.file, periods_of_file);
+    const Lock lock(mutex);
+    periods.add(periods_of_file);
+    if (has_intervals(input.index)) {
+        first_with_intervals = std::min(first_with_intervals, input.index);
+    }
 }
 
 std::optional<int> Survey_Collection::since_shift(const Input& input) const {
-    const std::optional<Trigger_Summary>& triggers = files[input.index].summary.triggers;
-    const bool hasIntervals = triggers && triggers->nPulses > 1 &&
-                              triggers->order.nSteps_back == 0 && triggers->median_period > 0;
-    return hasIntervals ? std::optional(shift_for(triggers->median_period)) : std::nullopt;
+    if (!has_intervals(input.index)) {
+        return std::nullopt;
+    }
+    const Lock lock(mutex);
+    return shift_for(files[first_with_intervals].summary.triggers->median_period);
+}
+
+bool Survey_Collection::has_intervals(std::size_t index) const {
+    const std::optional<Trigger_Summary>& triggers = files[index].summary.triggers;
+    return triggers && triggers->nPulses > 1 && triggers->order.nSteps_back == 0 &&
+           triggers->median_period > 0;
 }
 
 void Survey_Collection::add(const Event_Range& range, const Range_Survey& found) {

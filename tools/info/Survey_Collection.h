@@ -22,8 +22,9 @@ public:
     /// Throws: as `survey_triggers`.
     void look_at(const Input& input);
 
-    /// How wide bins of times since a trigger must be to hold the usual period of a file that has
-    /// been looked at: 2^n ticks; empty if the time since the trigger before cannot be told.
+    /// How wide bins of times since a trigger are: 2^n ticks, the same for all files, which hold
+    /// the usual period of the first file that has one. Empty if the time since the trigger before
+    /// an event of this file cannot be told. All files before it must have been looked at.
     [[nodiscard]] std::optional<int> since_shift(const Input& input) const;
 
     /// Adds what was found of a range.
@@ -44,12 +45,14 @@ private:
         Log_Histogram psd_counts GUARDED_BY(mutex);
     };
 
+    [[nodiscard]] bool has_intervals(std::size_t index) const;
     /// Sums up a file of which all ranges have been added.
     void finish(In_Work& found, File_Survey& file) REQUIRES(found.mutex);
 
     std::vector<File_Survey>& files;
     std::vector<std::unique_ptr<In_Work>> inWork;  ///< by file
     mutable Mutex mutex;
+    std::size_t first_with_intervals GUARDED_BY(mutex);  ///< of the files looked at so far
     Value_Sample periods GUARDED_BY(mutex);
     Log_Histogram photon_counts GUARDED_BY(mutex);
     Log_Histogram psd_counts GUARDED_BY(mutex);

@@ -61,9 +61,8 @@ Survey_Task::Survey_Task()
 }
 
 const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<int> since_shift) {
-    if (since_shift) {
-        start_walk(range.input);
-        since_triggers[*since_shift].shift = *since_shift;
+    if (since_shift && range.first < range.end) {
+        start_walk(range.input, *since_shift);
     }
     found.clear();
     for (std::size_t i = range.first; i < range.end; i += events_per_piece) {
@@ -74,7 +73,7 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
         found.order.append(take_times(events));
         over_time.add(times);
         if (since_shift) {
-            count_since_triggers(times, since_triggers[*since_shift]);
+            count_since_triggers(times);
         }
     }
     collect_photon_counts();
@@ -85,21 +84,22 @@ void Survey_Task::sum_up(Survey& survey) {
     collect_image();
     survey.image.add(image);
     survey.over_time += over_time;
-    for (const auto& [shift, since] : since_triggers) {
-        if (survey.since_trigger) {
-            survey.since_trigger->add(since);
-        } else {
-            survey.since_trigger = since;
-        }
+    if (since_trigger && survey.since_trigger) {
+        survey.since_trigger->add(*since_trigger);
+    } else if (since_trigger) {
+        survey.since_trigger = since_trigger;
     }
 }
 
-void Survey_Task::start_walk(const std::shared_ptr<const Input>& input) {
+void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int since_shift) {
     if (walked != input) {
         walked = input;
         triggers.emplace(walked->file, true);
     }
     next_trigger = 0;
+    if (!since_trigger) {
+        since_trigger.emplace().shift = since_shift;
+    }
 }
 
 void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
@@ -156,8 +156,7 @@ Time_Order Survey_Task::take_times(std::span<const orven::Photon_Event> events) 
     return order;
 }
 
-void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending,
-                                       Since_Trigger& since) {
+void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending) {
     const std::size_t nTriggers = triggers->size();
     const auto count_before = [&](std::int64_t end) {
         return static_cast<std::size_t>(std::ranges::lower_bound(ascending, end) -
@@ -168,14 +167,14 @@ void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending,
         const bool went_back = next_trigger > 0 && time < triggers->at(next_trigger - 1);
         next_trigger = triggers->first_after(time, went_back ? 0 : next_trigger);
         if (next_trigger == nTriggers) {
-            since.nWithout += ascending.size();
+            since_trigger->nWithout += ascending.size();
             return;
         }
         const std::size_t n = count_before(triggers->at(next_trigger).value);
         if (next_trigger == 0) {
-            since.nWithout += n;
+            since_trigger->nWithout += n;
         } else {
-            count_times(ascending.first(n), triggers->at(next_trigger - 1).value, since);
+            count_times(ascending.first(n), triggers->at(next_trigger - 1).value, *since_trigger);
         }
         ascending = ascending.subspan(n);
     }

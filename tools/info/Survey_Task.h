@@ -11,7 +11,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -42,14 +41,14 @@ public:
     void sum_up(Survey& survey);
 
 private:
-    void start_walk(const std::shared_ptr<const Input>& input);
+    void start_walk(const std::shared_ptr<const Input>& input, int since_shift);
     void survey_piece(std::span<const orven::Photon_Event> events);
     void count_pixels(std::span<const orven::Photon_Event> events);
     void collect_image() noexcept;
     void collect_photon_counts() noexcept;
     /// Takes the times out of the events, and sorts them.
     Time_Order take_times(std::span<const orven::Photon_Event> events);
-    void count_since_triggers(std::span<const std::int64_t> ascending, Since_Trigger& since);
+    void count_since_triggers(std::span<const std::int64_t> ascending);
 
     Placement placement;  ///< in the image
     orven::Photon_Filter any_event;
@@ -63,8 +62,8 @@ private:
     Range_Survey found;
     Survey_Image image;
     Time_Histogram over_time;
-    std::map<int, Since_Trigger> since_triggers;  ///< by the width of their bins
-    std::shared_ptr<const Input> walked;          ///< `triggers` are of this file
+    std::optional<Since_Trigger> since_trigger;
+    std::shared_ptr<const Input> walked;  ///< `triggers` are of this file
     std::optional<Trigger_List> triggers;
     std::size_t next_trigger = 0;
 };
