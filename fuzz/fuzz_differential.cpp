@@ -36,6 +36,7 @@ struct Recorded_File {
 struct Way {
     std::size_t nTasks;
     std::size_t piece_length;
+    std::size_t nHeld;  ///< ranges that a task holds while others are counted
 };
 
 long plus(long a, long b) {
@@ -289,6 +290,28 @@ Placement placement_of(const Parameters& settings) {
     return Time_Bin_Placement(page_sizes(settings), page_times(settings));
 }
 
+/// Counts as tasks do that lose their cores with a range in their hands each: these come last, the
+/// last one first.
+void count_out_of_order(const Counting_Job& job, const std::vector<std::string>& paths,
+                        const Way& way) {
+    Work_Queue queue = queue_for(job, paths, On_Failure::log, {2, way.piece_length});
+    std::vector<Event_Range> held;
+    for (auto range = queue.take(); range; range = queue.take()) {
+        held.push_back(*range);
+        if (held.size() >= way.nHeld) {
+            break;
+        }
+    }
+    const auto count_rest = [&] {
+        Counting_Task(job, Cell_Counter(job.cells, false), way.piece_length).run(queue, [] {});
+    };
+    count_rest();
+    for (std::size_t i = 0; i < held.size(); ++i) {
+        queue.put_back(held[held.size() - 1 - i]);
+        count_rest();
+    }
+}
+
 template <class Binning>
 void test(const Parameters& settings, const std::vector<Recorded_File>& files,
           const std::vector<std::string>& paths, const Way& way) {
@@ -324,6 +347,11 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
         expect_counts(cells, counts, settings);
         expect(nIntervals == nTriggers, "the number of trigger intervals");
     }
+    if (!failed && way.nHeld > 0) {
+        std::fill(cells.begin(), cells.end(), 0);
+        count_out_of_order(job, paths, way);
+        expect_counts(cells, counts, settings);
+    }
 }
 
 }  // namespace
@@ -334,7 +362,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Fuzz_Input input(bytes, size);
     const Parameters settings = take_settings(input);
     const Way way{input.one_of<std::size_t>({1, 2, 3, 4}),
-                  input.one_of<std::size_t>({2048, 2048, 1000, 7, 1})};
+                  input.one_of<std::size_t>({2048, 2048, 1000, 7, 1}),
+                  input.one_of<std::size_t>({0, 1, 2, 3, 5, 8, 12})};
     const std::vector<std::int64_t> instructions = hwy::SupportedAndGeneratedTargets();
     hwy::SetSupportedTargetsForTest(instructions[input.below(instructions.size())]);
     hwy::GetChosenTarget().DeInit();

@@ -209,7 +209,7 @@ TEST(Counting_Task, a_file_that_fails_has_counted_up_to_there_and_no_further) {
         const std::vector files{folder.write("a", bytes)};
         std::vector<Counter> cells(1);
         const Counting_Job job{Parameters::reference,
-                               Integrated_Placement(1, 1),
+                               Integrated_Placement({1, 1}),
                                orven::Photon_Filter({1, 1}, {}),
                                cells,
                                0,
