@@ -1,4 +1,5 @@
-"""Runs vexolan and its rivals on simulated recordings and prints one Markdown table.
+"""Runs vexolan and its rivals on simulated recordings and prints the Markdown tables of
+docs/performance.md and README.md.
 
 Every run is a whole process, its output included. Before anything is timed, the images of all
 contenders are compared, to the pixel; images of the same kind of file, to the byte. Then the runs
@@ -123,11 +124,33 @@ def rows(work, results):
         ]
 
 
+README_HEADINGS = ["40 million events in 4 files, filtered, as 512 x 512 pixels", "time", "memory"]
+README_RUNS = {
+    "vexolan": "vexolan",
+    "numpy bincount": "numpy: `fromfile`, a mask, `bincount`",
+    "numpy histogram2d": "numpy: `fromfile`, a mask, `histogram2d`",
+}
+
+
+def readme_rows(results):
+    """The same figures as in the large table, for those who want to know three."""
+    for name, title in README_RUNS.items():
+        median = results[name]
+        times = "" if name == "vexolan" else (
+            f": {median.wall / results['vexolan'].wall:.0f} times as long")
+        yield [title, f"{round(median.wall * 1e3) / 1e3:.2g} s{times}", f"{median.peak_mib:.0f} MiB"]
+
+
 HEADINGS = ["work", "run", "ms", "CPU ms", "rate", "vexolan's speed against it", "peak MiB"]
 
 
 def print_row(cells):
     print("| " + " | ".join(cells) + " |", flush=True)
+
+
+def print_headings(headings):
+    print_row(headings)
+    print_row(["---"] * len(headings))
 
 
 def processor():
@@ -176,8 +199,8 @@ def parse_arguments():
 def main():
     arguments = parse_arguments()
     describe(arguments.build, arguments.rounds)
-    print_row(HEADINGS)
-    print_row(["---"] * len(HEADINGS))
+    print_headings(HEADINGS)
+    all_results = {}
     for make_works in ALL_WORKS:
         if arguments.only and make_works.__name__ not in arguments.only:
             continue
@@ -193,9 +216,15 @@ def main():
         finally:
             shutil.rmtree(folder)
             shutil.rmtree(images)
+        all_results |= results
         for work in works:
             for cells in rows(work, results):
                 print_row(cells)
+    if README_RUNS.keys() <= all_results.keys() and not arguments.quick:
+        print("\nFor README.md:\n")
+        print_headings(README_HEADINGS)
+        for cells in readme_rows(all_results):
+            print_row(cells)
 
 
 if __name__ == "__main__":

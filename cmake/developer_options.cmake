@@ -6,7 +6,7 @@ set(VEXOLAN_SANITIZERS "" CACHE STRING "Value for -fsanitize=, e.g. address,unde
 if(VEXOLAN_WARNINGS_AS_ERRORS)
     add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
     if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-        add_compile_options(-Wthread-safety)
+        add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
     endif()
 endif()
 if(VEXOLAN_SANITIZERS)

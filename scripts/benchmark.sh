@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compares vexolan with other ways to do the same work, and prints one table of the results.
+# Compares vexolan with other ways to do the same work, and prints tables of the results.
 # Arguments are passed on: --help lists them; --quick takes a tenth of the time.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"

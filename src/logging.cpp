@@ -1,5 +1,6 @@
 #include "logging.h"
 
+#include "system/Line_Writer.h"
 #include "system/Mutex.h"
 
 #include <sys/ioctl.h>
@@ -9,7 +10,6 @@
 #include <chrono>
 #include <ctime>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 #include <string_view>
 
@@ -25,8 +25,6 @@ constexpr const char* prefix(LogLevel level) {
             return "WARNING: ";
         case info:
             return "info:    ";
-        case detail:
-            return "detail:  ";
     }
     return "";
 }
@@ -38,9 +36,14 @@ std::tm local_time_now() {
     return local;
 }
 
-Mutex terminal;
+Mutex mutex;
+Line_Writer standard_output GUARDED_BY(mutex){STDOUT_FILENO};
+Line_Writer standard_error GUARDED_BY(mutex){STDERR_FILENO};
+
+/// The terminal that shows the status line, and whether it shows one.
+std::atomic<int> status_terminal = -1;
 std::atomic<bool> status_shown = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 /// Whether the terminal is this job's. One in the background would write over what is being typed,
 /// and is stopped by some terminals. Of a terminal without jobs nobody knows.
@@ -49,12 +52,19 @@ bool has_terminal() noexcept {
     return foreground <= 0 || foreground == getpgrp();
 }
 
-/// Calls nothing that a signal may not.
-void erase_status_line() noexcept {
+/// Leaves the line where the terminal takes nothing. Calls nothing that a signal may not.
+void erase_status_line(int terminal) noexcept {
     constexpr std::string_view erasure = "\r\033[K";
-    if (status_shown.exchange(false) && has_terminal()) {
-        [[maybe_unused]] const ssize_t n = write(STDERR_FILENO, erasure.data(), erasure.size());
+    constexpr ssize_t all = erasure.size();
+    if (status_shown &&
+        (!has_terminal() || write(terminal, erasure.data(), erasure.size()) == all)) {
+        status_shown = false;
     }
+}
+
+/// Whether log lines are kept for a terminal that takes nothing.
+bool keeps_lines() noexcept REQUIRES(mutex) {
+    return standard_error.keeps_lines() || standard_output.keeps_lines();
 }
 
 /// How many characters a line may have that leaves room for the cursor, and for ^C before it.
@@ -77,30 +87,44 @@ void logging(const std::string& message) {
     std::ostringstream line;
     line.exceptions(std::ios::badbit);  // without memory, fail rather than write half a line
     line << prefix(level) << std::put_time(&local, "%Y-%m-%d %X UTC%z") << ": " << message << '\n';
-    const Lock lock(terminal);
-    erase_status_line();
-    (level >= info ? std::cout : std::cerr) << line.str() << std::flush;
+    const Lock lock(mutex);
+    erase_status_line(status_terminal);
+    (level >= info ? standard_output : standard_error).write(line.str());
+}
+
+void finish_logging() noexcept {
+    const Lock lock(mutex);
+    if (keeps_lines()) {
+        erase_status_line(STDERR_FILENO);
+        standard_error.finish();
+        standard_output.finish();
+    }
 }
 
 void show_status_line(const std::string& text) {
     const std::string line = "\r\033[K" + text.substr(0, status_columns());
-    const Lock lock(terminal);
-    status_shown = has_terminal();
-    if (status_shown) {
-        std::cerr << line << std::flush;
+    const Lock lock(mutex);
+    if (keeps_lines()) {
+        erase_status_line(status_terminal);
+        standard_error.go_on();
+        standard_output.go_on();
+    }
+    status_terminal = standard_error.terminal();
+    if (!keeps_lines() && has_terminal()) {
+        const bool shown = status_shown.exchange(true);  // a signal may come before it is
+        status_shown = write(status_terminal, line.data(), line.size()) > 0 || shown;
     }
 }
 
 void remove_status_line() noexcept {
-    const Lock lock(terminal);
-    erase_status_line();
+    const Lock lock(mutex);
+    erase_status_line(status_terminal);
 }
 
 void remove_status_line_at_signal() noexcept {
-    erase_status_line();
+    erase_status_line(status_terminal);
 }
 
 template void logging<error>(const std::string&);
 template void logging<warning>(const std::string&);
 template void logging<info>(const std::string&);
-template void logging<detail>(const std::string&);

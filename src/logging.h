@@ -2,24 +2,28 @@
 
 #include <string>
 
-/// How important a log line is. `error` and `warning` go to standard error, `info` and `detail` to
-/// standard output. Details are written only if they are asked for: the verbosity starts at 4.
-enum class LogLevel : int { error = -1, warning = 0, info = 2, detail = 5 };
+/// How important a log line is. `error` and `warning` go to standard error, `info` to standard
+/// output.
+enum class LogLevel : int { error = -1, warning = 0, info = 2 };
 
 using enum LogLevel;
 
-/// The verbosity: lines of a level above it are not written.
+/// The verbosity: lines of a level above it are not written. It starts at 4.
 extern int logLevel;
 
-/// Writes one line: label, local time, message. The line is put together first and written with
-/// one insertion, so lines of different threads do not tear.
+/// Writes one line: label, local time, message. The line is put together first and written as one,
+/// so lines of different threads do not tear. A terminal that takes nothing is not waited for: it
+/// gets the line when it does. A line that cannot be written is lost, and no later one.
 /// Throws: std::bad_alloc.
 template <LogLevel level>
 void logging(const std::string& message);
 
+/// Waits until terminals have taken all lines. To be called before the process ends.
+void finish_logging() noexcept;
+
 /// Shows one line on standard error, which must be a terminal, in the place of the one before. It
 /// gives way to each log line. What does not fit the terminal's width is cut off. A job in the
-/// background shows nothing.
+/// background shows nothing, nor does a terminal that would have to be waited for.
 /// Throws: std::bad_alloc.
 void show_status_line(const std::string& text);
 
@@ -32,4 +36,3 @@ void remove_status_line_at_signal() noexcept;
 extern template void logging<error>(const std::string&);
 extern template void logging<warning>(const std::string&);
 extern template void logging<info>(const std::string&);
-extern template void logging<detail>(const std::string&);

@@ -1,4 +1,5 @@
 #include "binning/Binning_Events.h"
+#include "logging.h"
 #include "output/Image_Writer.h"
 #include "run_steps.h"
 #include "settings/Parameters.h"
@@ -81,7 +82,9 @@ int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
     try {
         run(argc, argv);
     } catch (...) {
-        throw;  // caught once, so that what is shown on the terminal has been removed before
+        finish_logging();  // what is shown on the terminal has been removed by now
+        throw;
     }
+    finish_logging();
     return 0;
 }

@@ -16,32 +16,34 @@
 
 namespace {
 
-/// The report and the spectra are small beside the image.
-constexpr std::uint64_t some_bytes = 4096;
-
-/// An output file, and about how many bytes it will have.
+/// An output file, and at least how many bytes it will have.
 struct Output {
     std::string path;
     std::uint64_t bytes;
 };
 
-std::vector<Output> outputs_of(const Parameters& parameters, std::uint64_t imageBytes) {
+std::vector<Output> outputs_of(const Parameters& parameters, std::uint64_t imageBytes,
+                               std::size_t nPages) {
+    constexpr std::uint64_t report_bytes = 800;
+    constexpr std::uint64_t spectra_line_bytes = 18;
     std::vector<Output> outputs{{*parameters.outputFile, imageBytes}};
-    for (const auto& path : {parameters.spectraFile, parameters.reportFile}) {
-        if (path) {
-            outputs.push_back({*path, some_bytes});
-        }
+    if (parameters.spectraFile) {
+        outputs.push_back({*parameters.spectraFile, nPages * spectra_line_bytes});
+    }
+    if (parameters.reportFile) {
+        outputs.push_back({*parameters.reportFile, report_bytes});
     }
     return outputs;
 }
 
 void refuse_harmful_outputs(const Parameters& parameters) {
     std::vector<std::string> others;
-    for (const Output& output : outputs_of(parameters, 0)) {
+    for (const Output& output : outputs_of(parameters, 0, 0)) {
         refuse_harmful_output(output.path, parameters.inputFiles, others);
         refuse_harmful_output(output.path, parameters.settingsFiles, others);
         others.push_back(output.path);
     }
+    refuse_image_without_places(*parameters.outputFile);
 }
 
 void warn(const Parameters& parameters, const std::string& message) {
@@ -102,7 +104,7 @@ void warn_of_outputs(const Parameters& parameters, const Image_Pages& image) {
         warn(parameters, "The output will need " + std::to_string(bytes) +
                              R"( bytes, but "tiff_w4" files end at 4 GiB. Use "tiff_w8"!)");
     }
-    for (const Output& output : outputs_of(parameters, bytes)) {
+    for (const Output& output : outputs_of(parameters, bytes, image.nPages)) {
         if (const auto problem = output_problem(output.path, output.bytes)) {
             warn(parameters, *problem);
         }
@@ -132,13 +134,10 @@ void write_outputs(const Parameters& parameters, const Image_Pages& image,
         prepare_output(parameters, *parameters.spectraFile);
         write_spectra(*parameters.spectraFile, image, *axes.bin_length);
     }
-    if (parameters.wants_account()) {
+    if (parameters.reportFile) {
         const auto duration = std::chrono::steady_clock::now() - started;
         const Run_Report report{parameters, account, image, axes, bytes, duration};
-        if (parameters.reportFile) {
-            prepare_output(parameters, *parameters.reportFile);
-            write_text_file(*parameters.reportFile, report_text(report));
-        }
-        log_report(report);
+        prepare_output(parameters, *parameters.reportFile);
+        write_text_file(*parameters.reportFile, report_text(report));
     }
 }

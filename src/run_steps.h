@@ -43,8 +43,8 @@ void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& 
 /// Logs the number of trigger intervals.
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers);
 
-/// Writes the image, and beside it what else the settings ask for, and logs what became of the run.
-/// Folders are made if they are missing.
+/// Writes the image, and beside it what else the settings ask for. Folders are made if they are
+/// missing.
 /// Throws: std::invalid_argument for an unknown format, std::filesystem::filesystem_error, and as
 /// `write_tiff`, `write_spectra` and `write_text_file`.
 void write_outputs(const Parameters& parameters, const Image_Pages& image,

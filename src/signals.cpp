@@ -3,6 +3,8 @@
 #include "logging.h"
 #include "output/Pending_File.h"
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 
 namespace {
@@ -17,13 +19,15 @@ void clean_up(int signal_number) {
 }  // namespace
 
 void clean_up_at_signals() {
+    constexpr std::array harmless{SIGCHLD, SIGCONT, SIGTSTP, SIGTTIN, SIGTTOU, SIGURG, SIGWINCH};
     struct sigaction action {};
     struct sigaction old {};
     action.sa_handler = clean_up;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int ending : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, SIGABRT}) {
-        if (sigaction(ending, nullptr, &old) == 0 && old.sa_handler == SIG_DFL) {
-            sigaction(ending, &action, nullptr);
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        const bool ends = std::ranges::find(harmless, number) == harmless.end();
+        if (ends && sigaction(number, nullptr, &old) == 0 && old.sa_handler == SIG_DFL) {
+            sigaction(number, &action, nullptr);  // fails for those that nobody may handle
         }
     }
 }

@@ -22,6 +22,18 @@ TEST(Event_File, fails_once_the_file_has_shrunk) {
     EXPECT_EQ(message_of([&] { file.read_extTriggers(0, triggers); }), "Read Error!");
 }
 
+TEST(Event_File, finds_headers_wherever_they_lie) {
+    const Folder folder;
+    for (std::size_t nTriggers = 0; nTriggers < 300; ++nTriggers) {
+        const orven::Event_File file(
+            folder.write("a", recording({event(1, 2, 3)}, std::vector<long>(nTriggers, 7))));
+        EXPECT_EQ(file.index().extTriggers->nRecords, nTriggers);
+        std::vector<Photon_Event> events(1);
+        file.read_events(0, events);
+        EXPECT_EQ(bytes_of(events), bytes_of(event(1, 2, 3)));
+    }
+}
+
 TEST(Photon_FileHandler, refuses_a_pipe_instead_of_waiting_for_its_other_end) {
     const Folder folder;
     const std::string path = folder.path / "pipe";

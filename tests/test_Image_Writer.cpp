@@ -6,6 +6,8 @@
 #include <tiffio.h>
 
 #include <array>
+#include <chrono>
+#include <ctime>
 
 namespace {
 
@@ -97,6 +99,30 @@ TEST(Image_Writer, warns_of_an_image_that_classic_tiff_cannot_hold) {
     EXPECT_TRUE(warning.starts_with("WARNING: ")) << warning;
     const std::uint64_t bytes = tiff_bytes({{}, 1000, 536'000, 2}, false);
     EXPECT_NE(warning.find(std::to_string(bytes)), std::string::npos);
+}
+
+TEST(write_outputs, long_and_bright_runs_are_told_of) {
+    const Folder folder;
+    const auto in_folder = [&](const char* name) { return (folder.path / name).string(); };
+    const Parameters parameters =
+        parameters_from({"-o", in_folder("image"), "--report", in_folder("report"), "--spectra",
+                         in_folder("spectra"), "-t", "1", "-T", "1"});
+    Counting_Image<3> image({1, 1, 2});
+    for (Counter& cell : image.get_content()) {
+        cell = 4'000'000'000;
+    }
+    const std::chrono::hours duration(1000);
+    write_outputs(parameters, pages_of(image), {}, std::chrono::steady_clock::now() - duration);
+    EXPECT_EQ(read_file(in_folder("spectra")), "0.0000000000000\t8000000000\n");
+
+    const std::time_t latest =
+        std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() - duration);
+    std::array<char, 32> stamp{};
+    std::strftime(stamp.data(), stamp.size(), "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&latest));
+    const std::string report = read_file(in_folder("report"));
+    const std::string key = R"("started": ")";
+    const std::string started = report.substr(report.find(key) + key.size(), 20);
+    EXPECT_TRUE(started.starts_with("20") && started <= stamp.data()) << started;
 }
 
 }  // namespace

@@ -136,6 +136,8 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     queue.fail(0, failure("of the first"));
     queue.fail(1, failure("of the second"));
     EXPECT_EQ(message(), "of the first");
+    const auto no_memory = std::make_exception_ptr(std::bad_alloc());
+    EXPECT_EQ(message_of([&] { queue.fail(0, no_memory); }), "std::bad_alloc");
 }
 
 /// Lets another task ask for a range while the next file is being opened, until it has one or

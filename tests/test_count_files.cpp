@@ -256,14 +256,26 @@ TEST(count_files, each_of_many_tiny_files_is_counted_once) {
               Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles}));
 }
 
+/// A limit of the process that is lower as long as this lives.
+class Lower_Limit {
+public:
+    Lower_Limit(decltype(RLIMIT_AS) resource_, rlim_t lower) : resource(resource_) {
+        getrlimit(resource, &before);
+        const rlimit limit{lower, before.rlim_max};
+        setrlimit(resource, &limit);
+    }
+    Lower_Limit(const Lower_Limit&) = delete;
+    Lower_Limit& operator=(const Lower_Limit&) = delete;
+    ~Lower_Limit() { setrlimit(resource, &before); }
+
+private:
+    decltype(RLIMIT_AS) resource;
+    rlimit before{};
+};
+
 std::size_t task_count_with_descriptors(rlim_t nDescriptors) {
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit fewer{nDescriptors, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &fewer);
-    const std::size_t count = default_task_count();
-    setrlimit(RLIMIT_NOFILE, &limit);
-    return count;
+    const Lower_Limit limit(RLIMIT_NOFILE, nDescriptors);
+    return default_task_count();
 }
 
 TEST(default_task_count, there_are_no_more_tasks_than_files_may_be_open_for) {
@@ -273,18 +285,33 @@ TEST(default_task_count, there_are_no_more_tasks_than_files_may_be_open_for) {
     EXPECT_EQ(task_count_with_descriptors(5), 1U);
 }
 
+/// So many that two are on different cores, even where these are busy.
+constexpr unsigned nThreads = 4;
+
+/// Runs `work(0)`, `work(1)` and so on at the same time: what loses counts is short, so none may
+/// end before all have begun.
+template <class Work>
+void run_all(const Work& work) {
+    std::atomic<unsigned> nReady = 0;
+    std::vector<std::jthread> threads;
+    for (unsigned task = 0; task < nThreads; ++task) {
+        threads.emplace_back([&, task] {
+            for (++nReady; nReady < nThreads;) {
+            }
+            work(task);
+        });
+    }
+}
+
 TEST(Binning_Events, any_number_of_threads_may_add_single_events) {
-    constexpr unsigned nEvents = 1'000'000;
+    constexpr unsigned nEvents = 4'000'000;
     Binning_Events_TimeIntegrated<Parameters::ignore> binning(parameters_from({"-x", "1"}));
-    const auto add_all = [&] {
+    run_all([&](std::size_t /*task*/) {
         for (unsigned i = 0; i < nEvents; ++i) {
             binning.add_singleEvent(event(0, 0), {}, 0);
         }
-    };
-    std::thread other(add_all);
-    add_all();
-    other.join();
-    EXPECT_EQ(binning.get_image()[0], 2 * nEvents);
+    });
+    EXPECT_EQ(binning.get_image()[0], nThreads * nEvents);
 }
 
 /// Whether the first of several tasks counts apart from the image.
@@ -303,6 +330,11 @@ TEST(Private_Counters, images_to_32_MiB_are_counted_apart_in_little_of_the_memor
     EXPECT_FALSE(counts_apart(1, 1));
     const std::size_t nTasks = available_memory() / 16 / (std::size_t{32} << 20);
     EXPECT_FALSE(counts_apart(nMost, nTasks + 2));
+    // There is room for the image, but not for the counters of two tasks.
+    rlim_t nPages = 0;
+    std::ifstream("/proc/self/statm") >> nPages;
+    const Lower_Limit limit(RLIMIT_AS, nPages * static_cast<rlim_t>(getpagesize()) + (48U << 20U));
+    EXPECT_FALSE(counts_apart(nMost, 2));
 }
 
 TEST(Cell_Counter, counts_in_a_page_while_no_other_task_does) {
@@ -328,27 +360,21 @@ TEST(Cell_Counter, counts_in_a_page_while_no_other_task_does) {
 }
 
 TEST(Private_Counters, tasks_that_share_an_image_lose_no_count) {
-    constexpr unsigned nRounds = 1'000'000;
+    constexpr unsigned nTimes = 1'000'000;
     const std::vector<std::size_t> positions{0, 0, 9, 0, 10, 19, 10, 10};
     for (const std::optional<std::size_t> frame_size : {std::optional<std::size_t>(), {10}}) {
         Counting_Image<2> image({1, (std::size_t{32} << 20) / sizeof(Counter) + 1});
-        Private_Counters counters(image.get_content(), 2, frame_size);
-        std::atomic<int> nReady = 0;
-        const auto count_all = [&](std::size_t task) {
+        Private_Counters counters(image.get_content(), nThreads, frame_size);
+        run_all([&](std::size_t task) {
             Cell_Counter counter = counters.counter_of(task);
-            for (++nReady; nReady < 2;) {  // what loses counts is short: none may end too early
-            }
-            for (unsigned i = 0; i < nRounds; ++i) {
+            for (unsigned i = 0; i < nTimes; ++i) {
                 counter.count(positions);
             }
-        };
-        std::thread other(count_all, 1);
-        count_all(0);
-        other.join();
-        EXPECT_EQ(image[0], 2 * 3 * nRounds);
-        EXPECT_EQ(image[9], 2 * nRounds);
-        EXPECT_EQ(image[10], 2 * 3 * nRounds);
-        EXPECT_EQ(image[19], 2 * nRounds);
+        });
+        EXPECT_EQ(image[0], nThreads * 3 * nTimes);
+        EXPECT_EQ(image[9], nThreads * nTimes);
+        EXPECT_EQ(image[10], nThreads * 3 * nTimes);
+        EXPECT_EQ(image[19], nThreads * nTimes);
     }
 }
 

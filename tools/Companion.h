@@ -1,5 +1,8 @@
 #pragma once
 
+#include "escaped.h"
+#include "signals.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
@@ -56,14 +59,17 @@ inline void add_standard_options(CLI::App& app, const std::string& usage) {
     }
 }
 
-/// Runs a companion: what it throws becomes one line on standard error and status 1.
+/// Runs a companion: what it throws becomes one line on standard error and status 1. Signals leave
+/// nothing behind, and writes that fail do not end it before it has said so.
 /// `run` takes the program's arguments and returns its status.
 template <class Run>
 int run_companion(const char* name, int argc, char* argv[], const Run& run) {
+    clean_up_at_signals();
+    make_failed_writes_errors();
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {
-        std::cerr << name << ": " << error.what() << '\n';
+        std::cerr << name << ": " << escaped(error.what()) << '\n';
         return EXIT_FAILURE;
     }
 }

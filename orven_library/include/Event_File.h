@@ -40,7 +40,8 @@ public:
 
 private:
     static Event_File_Index index_of(const Input_File& file) {
-        Event_File_Format format(file, 0, file.size());
+        const Header_Bytes headers(file);
+        Event_File_Format format(headers, 0, file.size());
         format.read_file_start(Event_File_Format::event_file_type);
         return format.index_blocks();
     }

@@ -52,6 +52,10 @@ struct Event_File_Index {
     }
 };
 
+/// Thrown for the size of a block for which there can be no memory: that is a fault of the file,
+/// while any other std::bad_alloc is none.
+class Impossible_Size : public std::bad_alloc {};
+
 /// The format of ORVEN files, and the walk over the blocks of one. Nobody else knows the layout.
 /// A file is one block "ORVEN" that holds the block "build" and then those of the file type.
 class Event_File_Format {
@@ -97,7 +101,7 @@ public:
     /// Walks the blocks of an event file up to its end. Of several blocks of one kind the last one
     /// counts.
     /// Throws: std::invalid_argument with the message of the first check that fails;
-    /// std::length_error or std::bad_alloc for a block size that no file can have.
+    /// std::length_error or Impossible_Size for a block size that no file can have.
     Event_File_Index index_blocks();
 
 private:
@@ -180,7 +184,7 @@ Record_Block Event_File_Format::pass_records(const Block_Header& block,
         throw std::length_error("vector::reserve");
     }
     if (fileEnd < next || block.size > static_cast<std::uint64_t>(fileEnd - next)) {
-        throw std::bad_alloc();
+        throw Impossible_Size();
     }
     const Record_Block found{next, nRecords};
     next += static_cast<std::int64_t>(block.size);

@@ -5,9 +5,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
+#include <cassert>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -40,21 +43,33 @@ public:
     [[nodiscard]] std::int64_t size() const noexcept { return length; }
 
     void read_bytes(std::int64_t position, std::span<std::byte> bytes) const override {
-        while (!bytes.empty()) {
-            const ssize_t got = pread(descriptor, bytes.data(), bytes.size(), position);
+        (void)read_at_least(bytes.size(), position, bytes);
+        // Where a file is being cut off, a read may find zeros, which are events as good as others.
+        if (lseek(descriptor, 0, SEEK_END) < length) {
+            fail_to_read();
+        }
+    }
+
+    /// Fills `bytes` with those of the file from `position` on: the first `least` of them, and as
+    /// many more as come with these. Does not notice a file that is being cut off.
+    /// Returns how many were filled.
+    /// Throws: as `read_bytes`.
+    [[nodiscard]] std::size_t read_at_least(std::size_t least, std::int64_t position,
+                                            std::span<std::byte> bytes) const {
+        std::size_t nRead = 0;
+        while (nRead < least) {
+            const std::span rest = bytes.subspan(nRead);
+            const ssize_t got = pread(descriptor, rest.data(), rest.size(),
+                                      position + static_cast<std::int64_t>(nRead));
             if (got < 0 && errno == EINTR) {
                 continue;
             }
             if (got <= 0) {
                 fail_to_read();
             }
-            position += got;
-            bytes = bytes.subspan(static_cast<std::size_t>(got));
+            nRead += static_cast<std::size_t>(got);
         }
-        // Where a file is being cut off, a read may find zeros, which are events as good as others.
-        if (lseek(descriptor, 0, SEEK_END) < length) {
-            fail_to_read();
-        }
+        return nRead;
     }
 
 private:
@@ -68,6 +83,34 @@ private:
 
     int descriptor;
     std::int64_t length = 0;
+};
+
+/// The bytes of a file for a walk along its headers, a KiB at a time: those that lie close together
+/// take one read. Zeros in place of what is being cut off are no header.
+/// Threads: one object per thread.
+class Header_Bytes final : public Byte_Source {
+public:
+    /// `file_` must outlive this object.
+    explicit Header_Bytes(const Input_File& file_) : file(&file_) {}
+
+    /// `bytes` holds a KiB at most.
+    void read_bytes(std::int64_t position, std::span<std::byte> bytes) const override {
+        assert(bytes.size() <= buffer.size());
+        const auto end = position + static_cast<std::int64_t>(bytes.size());
+        if (position < begin || held_end < end) {
+            const std::size_t nRead = file->read_at_least(bytes.size(), position, buffer);
+            begin = position;
+            held_end = position + static_cast<std::int64_t>(nRead);
+        }
+        std::memcpy(bytes.data(), &buffer[static_cast<std::size_t>(position - begin)],
+                    bytes.size());
+    }
+
+private:
+    const Input_File* file;
+    mutable std::array<std::byte, 1024> buffer;
+    mutable std::int64_t begin = 0;
+    mutable std::int64_t held_end = 0;
 };
 
 }  // namespace orven

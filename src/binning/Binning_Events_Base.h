@@ -53,7 +53,7 @@ public:
 
 protected:
     explicit Binning_Events_Base(const Parameters& parameters)
-        : strict(parameters.strict), keepAccount(parameters.wants_account()) {}
+        : strict(parameters.strict), keepAccount(parameters.reportFile.has_value()) {}
     ~Binning_Events_Base() = default;
 
 private:

@@ -1,5 +1,6 @@
 #include "output/Image_Writer.h"
 
+#include "escaped.h"
 #include "output/Output_File.h"
 
 #include <tiffio.h>
@@ -49,7 +50,7 @@ class Tiff_File {
 public:
     Tiff_File(const std::string& path_, const char* openMode) : path(path_), file(path_) {
         if (file.error() != 0) {
-            TIFFError(path.c_str(), "%s", std::strerror(file.error()));
+            TIFFError(path.c_str(), "%s", file.reason().c_str());
             fail("could not be opened");
         }
         tiff.reset(TIFFClientOpen(path.c_str(), openMode, &file, read_file, write_file, seek_file,
@@ -108,10 +109,9 @@ private:
     }
 
     [[noreturn]] void fail(const std::string& what) {
-        const std::string reason =
-            file.error() == 0 ? "" : " (" + std::string(std::strerror(file.error())) + ")";
+        const std::string reason = file.error() == 0 ? "" : " (" + file.reason() + ")";
         tiff.reset();
-        throw std::runtime_error("output file \"" + path + "\" " + what + reason + "!");
+        throw std::runtime_error("output file " + quoted(path) + ' ' + what + reason + "!");
     }
 
     std::string path;

@@ -1,10 +1,13 @@
 #include "output/Output_Check.h"
 
-#include "Event_File_Format.h"
+#include "escaped.h"
+#include "output/begins_as_recording.h"
 #include "output/follow_links.h"
 #include "settings/Parameters.h"
+#include "system/Descriptor.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -13,7 +16,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 namespace {
@@ -33,13 +35,8 @@ bool is_same_file(const struct stat& a, const std::string& path) {
 
 /// A recording that has just been started may not hold anything yet.
 bool may_be_recording(const std::string& path) {
-    if (path.ends_with(Parameters::extension_eventFiles)) {
-        return true;
-    }
-    std::uint64_t identifier = 0;
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(&identifier), sizeof(identifier));  // NOLINT: its bytes
-    return file && identifier == orven::Event_File_Format::file_identifier;
+    return follow_links(path).string().ends_with(Parameters::extension_eventFiles) ||
+           begins_as_recording(AT_FDCWD, path.c_str());
 }
 
 /// One name for all paths that lead to the same place, whether anything is there or not.
@@ -47,7 +44,9 @@ fs::path unique_name(const std::string& path) {
     std::error_code error;
     const fs::path without_detours = fs::weakly_canonical(fs::absolute(path, error), error);
     // A link to what does not exist counts as missing there.
-    return fs::weakly_canonical(follow_links(without_detours), error);
+    const fs::path name = fs::weakly_canonical(follow_links(without_detours), error);
+    // The working directory may be gone, or lie where the user may not look.
+    return name.empty() ? fs::path(path) : name;
 }
 
 /// The folder in which a file will be made. Missing folders will be made, in the first one on the
@@ -58,9 +57,9 @@ fs::path folder_to_write(const std::string& path) {
         return folder_of(target);
     }
     std::error_code error;
-    fs::path folder = fs::absolute(path, error).parent_path();
+    fs::path folder = folder_of(path);
     while (!fs::exists(folder, error) && folder.has_relative_path()) {
-        folder = folder.parent_path();
+        folder = folder_of(folder);
     }
     return folder;
 }
@@ -69,8 +68,85 @@ bool is_permitted(const fs::path& path, int access) {
     return faccessat(AT_FDCWD, path.c_str(), access, AT_EACCESS) == 0;
 }
 
+/// Tried where that does no harm: files may be protected by more than permissions.
+bool may_be_written(const std::string& path, mode_t kind) {
+    if (S_ISREG(kind)) {
+        return Descriptor(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)).is_open();
+    }
+    return is_permitted(path, S_ISFIFO(kind) ? W_OK : R_OK | W_OK);
+}
+
+/// Whether bytes can be written at any place, not only one after another.
+bool has_places(const std::string& path, mode_t kind) {
+    if (S_ISFIFO(kind) || S_ISSOCK(kind)) {
+        return false;
+    }
+    if (!S_ISCHR(kind)) {
+        return true;
+    }
+    const Descriptor device(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return lseek(device.get(), 0, SEEK_CUR) >= 0 || errno != ESPIPE;
+}
+
+std::uint64_t largest_file() {
+    struct rlimit limit {};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+}
+
+/// What is wrong with the path itself or with what is there; "" if nothing is known.
+std::string problem_of_path(const std::string& path, const std::optional<struct stat>& existing) {
+    if (path.empty()) {
+        return "has no name";
+    }
+    if (path.ends_with('/') || (existing && S_ISDIR(existing->st_mode))) {
+        return "is a folder";
+    }
+    if (existing && S_ISSOCK(existing->st_mode)) {
+        return "is a socket";
+    }
+    if (existing && !may_be_written(path, existing->st_mode)) {
+        return "may not be written";
+    }
+    std::error_code error;
+    if (fs::is_symlink(follow_links(path), error)) {
+        return "is a link that others have placed in a folder that all share";
+    }
+    return "";
+}
+
+/// Why the folder cannot take a new file or, if one exists, another one; "" if nothing is known.
+std::string problem_of_folder(const fs::path& folder, bool exists) {
+    const auto found = examine(folder);
+    if (!found || !S_ISDIR(found->st_mode)) {
+        return "lies below something that is no folder";
+    }
+    std::error_code error;
+    const bool is_lost = fs::current_path(error).empty();
+    if (is_lost && found->st_nlink == 0) {  // some disks never tell the number
+        return "lies in a folder that has been deleted";
+    }
+    if (!exists && !is_permitted(folder, W_OK | X_OK)) {
+        return "may not be made in its folder";
+    }
+    return "";
+}
+
+/// Why so many bytes do not fit; "" if nothing is known. Space that is used again is given.
+std::string problem_of_size(const fs::path& folder, std::uint64_t bytes, std::uint64_t reused) {
+    const std::string needed = "needs " + std::to_string(bytes) + " bytes, but ";
+    if (bytes > largest_file()) {
+        return needed + "the size limit of files is " + std::to_string(largest_file());
+    }
+    struct statvfs disk {};
+    if (statvfs(folder.c_str(), &disk) != 0) {
+        return "";
+    }
+    const std::uint64_t available = disk.f_bavail * disk.f_frsize + reused;
+    return bytes > available ? needed + "its disk has " + std::to_string(available) : "";
+}
+
 std::string in_output(const std::string& path) {
-    return "output file \"" + path + "\" ";
+    return "output file " + quoted(path) + ' ';
 }
 
 }  // namespace
@@ -96,43 +172,29 @@ void refuse_harmful_output(const std::string& output, std::span<const std::strin
     }
 }
 
+void refuse_image_without_places(const std::string& output) {
+    const auto existing = examine(output);
+    if (existing && !has_places(output, existing->st_mode)) {
+        throw std::invalid_argument(in_output(output) +
+                                    "is a pipe, a socket or a terminal: an image needs a file!");
+    }
+}
+
 std::optional<std::string> output_problem(const std::string& path, std::uint64_t bytes) {
     const auto existing = examine(path);
     if (!existing && errno != ENOENT && errno != ENOTDIR) {
         return in_output(path) + "cannot be made (" + std::strerror(errno) + ")!";
     }
-    if (path.empty()) {
-        return in_output(path) + "has no name!";
+    std::string problem = problem_of_path(path, existing);
+    if (problem.empty() && (!existing || S_ISREG(existing->st_mode))) {
+        const fs::path folder = folder_to_write(path);
+        problem = problem_of_folder(folder, existing.has_value());
+        if (problem.empty()) {
+            // A file that is replaced keeps its space until the new one is complete.
+            const bool in_place = existing && !is_permitted(folder, W_OK | X_OK);
+            const auto reused = static_cast<std::uint64_t>(in_place ? existing->st_size : 0);
+            problem = problem_of_size(folder, bytes, reused);
+        }
     }
-    if (path.ends_with('/') || (existing && S_ISDIR(existing->st_mode))) {
-        return in_output(path) + "is a folder!";
-    }
-    if (existing && !is_permitted(path, R_OK | W_OK)) {
-        return in_output(path) + "may not be written!";
-    }
-    if (existing && !S_ISREG(existing->st_mode)) {
-        return std::nullopt;
-    }
-    std::error_code error;
-    const fs::path folder = folder_to_write(path);
-    if (!fs::is_directory(folder, error)) {
-        return in_output(path) + "lies below something that is no folder!";
-    }
-    const bool makes_files = is_permitted(folder, W_OK | X_OK);
-    if (!existing && !makes_files) {
-        return in_output(path) + "may not be made in its folder!";
-    }
-    // A file that is replaced keeps its space until the new one is complete.
-    struct statvfs disk {};
-    if (statvfs(folder.c_str(), &disk) != 0) {
-        return std::nullopt;
-    }
-    const std::uint64_t reused =
-        existing && !makes_files ? static_cast<std::uint64_t>(existing->st_size) : 0;
-    const std::uint64_t available = disk.f_bavail * disk.f_frsize + reused;
-    if (bytes > available) {
-        return in_output(path) + "needs " + std::to_string(bytes) + " bytes, but its disk has " +
-               std::to_string(available) + "!";
-    }
-    return std::nullopt;
+    return problem.empty() ? std::nullopt : std::optional(in_output(path) + problem + "!");
 }

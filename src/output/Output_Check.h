@@ -11,7 +11,11 @@
 void refuse_harmful_output(const std::string& output, std::span<const std::string> read_files,
                            std::span<const std::string> other_outputs);
 
-/// Why a file of so many bytes cannot be written to this path, as far as that can be seen before;
-/// empty if nothing is known against it. Folders that are missing will be made.
+/// Throws: std::invalid_argument that names `output` if bytes cannot be written there at any place,
+/// as those of images are: pipes, sockets and terminals.
+void refuse_image_without_places(const std::string& output);
+
+/// Why a file of at least so many bytes cannot be written to this path, as far as that can be seen
+/// before; empty if nothing is known against it. Folders that are missing will be made.
 [[nodiscard]] std::optional<std::string> output_problem(const std::string& path,
                                                         std::uint64_t bytes);

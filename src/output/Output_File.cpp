@@ -1,5 +1,7 @@
 #include "output/Output_File.h"
 
+#include "escaped.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -72,6 +74,14 @@ bool Output_File::close() {
     return firstError == 0;
 }
 
+std::string Output_File::reason() const {
+    if (file.kept_as().empty()) {
+        return std::strerror(firstError);
+    }
+    return "something else has come to its place meanwhile; it is complete, as " +
+           quoted(file.kept_as());
+}
+
 bool Output_File::fits_buffer(std::size_t count) const noexcept {
     return position >= bufferStart && position - bufferStart + count <= buffer_bytes;
 }
@@ -88,7 +98,10 @@ bool Output_File::flush() noexcept {
 bool Output_File::write_at(std::uint64_t start, const std::byte* bytes,
                            std::size_t count) noexcept {
     while (count > 0) {
-        const ssize_t written = pwrite(file.descriptor(), bytes, count, static_cast<off_t>(start));
+        ssize_t written = pwrite(file.descriptor(), bytes, count, static_cast<off_t>(start));
+        if (written < 0 && errno == ESPIPE && start >= bufferStart) {
+            written = ::write(file.descriptor(), bytes, count);  // a pipe takes what comes next
+        }
         if (written <= 0) {
             if (written < 0 && errno == EINTR) {
                 continue;

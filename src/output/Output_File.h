@@ -9,7 +9,7 @@
 
 /// A new file, written through a large buffer that holds its end: many small pieces, and small
 /// corrections of what was written before, become few large writes. It takes the place of an
-/// existing file when it is closed, or not at all.
+/// existing file when it is closed, or not at all. Pipes take what is written in order.
 /// Failures: functions report them by their results; the reason of the first one is kept.
 class Output_File {
 public:
@@ -32,6 +32,10 @@ public:
 
     /// The errno value of the first failure; 0 if there was none.
     [[nodiscard]] int error() const noexcept { return firstError; }
+
+    /// The same in words. Where something else has come to the path meanwhile, they say where the
+    /// complete file is.
+    [[nodiscard]] std::string reason() const;
 
 private:
     [[nodiscard]] bool fits_buffer(std::size_t count) const noexcept;

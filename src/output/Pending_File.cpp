@@ -1,6 +1,8 @@
 #include "output/Pending_File.h"
 
+#include "output/begins_as_recording.h"
 #include "output/follow_links.h"
+#include "output/keep_access.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,97 +18,106 @@
 namespace {
 
 constexpr mode_t new_file_mode = 0666;
-constexpr mode_t all_mode_bits = 07777;
 constexpr const char* own_descriptors = "/proc/self/fd/";
 
-/// The name of the file to remove when a signal ends the process.
+/// The file to remove when a signal ends the process: its name, in which folder.
 std::atomic<const char*> unfinished = nullptr;
+std::atomic<int> unfinished_in = -1;
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
-/// A name in the folder that says what it is, and that nobody can have prepared a link at.
-std::string unfinished_name(const std::string& folder) {
+/// A name that says what the file is, and at which nobody can have prepared a link.
+std::string unfinished_name() {
     std::random_device random;
     std::array<char, 17> digits{};
     std::snprintf(digits.data(), digits.size(), "%08x%08x", random(), random());
-    return folder + "/vexolan-unfinished-" + digits.data();
+    return std::string("vexolan-unfinished-") + digits.data();
+}
+
+std::uint64_t attributes_of(int file) noexcept {
+    struct statx status {};
+    return statx(file, "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0 ? status.stx_attributes : 0;
 }
 
 /// Whether a rename may take the file's place: not where something is mounted on it, nor over other
 /// people's files in a folder that protects them.
-bool may_be_replaced(const std::string& path, const struct stat& file) {
-    struct statx extended {};
-    if (statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE, &extended) == 0 &&
-        (extended.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
+bool may_be_replaced(int file, int folder) {
+    struct stat old {};
+    struct stat around {};
+    if ((attributes_of(file) & STATX_ATTR_MOUNT_ROOT) != 0 || fstat(file, &old) != 0 ||
+        fstat(folder, &around) != 0) {
         return false;
     }
-    struct stat folder {};
-    if (stat(folder_of(path).c_str(), &folder) != 0 || (folder.st_mode & S_ISVTX) == 0) {
-        return true;
-    }
     const uid_t user = geteuid();  // 0 may be a user without power over others, in a container
-    return user == file.st_uid || user == folder.st_uid;
+    return (around.st_mode & S_ISVTX) == 0 || user == old.st_uid || user == around.st_uid;
+}
+
+bool is_same_file(const struct stat& a, const struct stat& b) noexcept {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 }  // namespace
 
 int Pending_File::open(const std::string& path) {
+    // Links are followed first: what is looked at then is what will be replaced.
+    const std::filesystem::path followed = follow_links(path);
     struct stat existing {};
     const bool exists = stat(path.c_str(), &existing) == 0;
     if (!exists && errno != ENOENT) {
         return errno;
     }
+    if (exists && S_ISFIFO(existing.st_mode)) {
+        return open_pipe(path);
+    }
     if (path.empty() || (exists && !S_ISREG(existing.st_mode))) {
         return open_in_place(path);
     }
-    target = follow_links(path).string();
+    target = followed.filename().string();
+    folderName = followed.has_parent_path() ? (followed.parent_path() / "").string() : "";
+    folder = Descriptor(::open(folder_of(followed).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.is_open()) {
+        return errno;
+    }
+    if ((attributes_of(folder.get()) & STATX_ATTR_APPEND) != 0) {
+        return open_in_place(path);  // nothing in it can be renamed
+    }
     if (exists) {
-        const int probe = ::open(target.c_str(), O_RDWR | O_CLOEXEC);
-        if (probe < 0) {
+        old = Descriptor(openat(folder.get(), target.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+        if (!old.is_open()) {
             return errno;
         }
-        close(probe);
-        if (!may_be_replaced(target, existing)) {
+        if (!may_be_replaced(old.get(), folder.get())) {
             return open_in_place(path);
         }
+        wasRecording = begins_as_recording(folder.get(), target.c_str());
     }
-    const int failure = open_beside();
+    const int failure = open_beside(exists ? S_IRUSR | S_IWUSR : new_file_mode);
     if (failure == EACCES || failure == EPERM || failure == EROFS) {
         return open_in_place(path);
     }
-    if (failure == 0 && exists) {
-        // The owner can only be kept where the system allows it; the mode can always.
-        [[maybe_unused]] const bool keeps_owner =
-            fchown(opened, existing.st_uid, existing.st_gid) == 0 ||
-            fchown(opened, static_cast<uid_t>(-1), existing.st_gid) == 0;
-        return fchmod(opened, existing.st_mode & all_mode_bits) == 0 ? 0 : errno;
+    return failure == 0 && exists ? keep_access(opened.get(), old.get()) : failure;
+}
+
+int Pending_File::commit() {
+    int failure = inPlace || !name.empty() ? 0 : link_name();
+    if (failure == 0) {
+        failure = opened.close();
+    }
+    if (failure == 0 && !inPlace) {
+        failure = take_place();
+    }
+    if (failure == EEXIST) {
+        kept = folderName + name;
+    }
+    if (failure == 0 || failure == EEXIST) {
+        set_name("");
     }
     return failure;
 }
 
-int Pending_File::commit() {
-    const int failure = inPlace || !name.empty() ? 0 : link_name();
-    if (failure != 0) {
-        return failure;
-    }
-    const int closing = close(opened) == 0 || errno == EINTR ? 0 : errno;
-    opened = -1;
-    if (inPlace || closing != 0) {
-        return closing;
-    }
-    if (rename(name.c_str(), target.c_str()) != 0) {
-        return errno;
-    }
-    set_name("");
-    return 0;
-}
-
 void Pending_File::discard() noexcept {
-    if (opened >= 0) {
-        close(opened);
-        opened = -1;
-    }
+    opened.close();
     if (!name.empty()) {
-        unlink(name.c_str());
+        unlinkat(folder.get(), name.c_str(), 0);
         unfinished = nullptr;
         name.clear();
     }
@@ -114,25 +125,33 @@ void Pending_File::discard() noexcept {
 
 int Pending_File::open_in_place(const std::string& path) noexcept {
     inPlace = true;
+    constexpr int flags = O_RDWR | O_TRUNC | O_CLOEXEC;
     // Some folders let nobody create other people's files, not even where they exist.
-    opened = ::open(path.c_str(), O_RDWR | O_TRUNC | O_CLOEXEC);
-    if (opened < 0 && errno == ENOENT) {
-        opened = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode);
+    opened = Descriptor(::open(path.c_str(), flags));
+    if (!opened.is_open() && errno == ENOENT) {
+        opened = Descriptor(::open(path.c_str(), flags | O_CREAT | O_EXCL, new_file_mode));
     }
-    return opened >= 0 ? 0 : errno;
+    return opened.is_open() ? 0 : errno;
 }
 
-int Pending_File::open_beside() {
-    const std::string folder = folder_of(target).string();
+int Pending_File::open_pipe(const std::string& path) noexcept {
+    inPlace = true;
+    // Fails, rather than waits, where nobody reads; but waits for a slow reader after that.
+    opened = Descriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    return opened.is_open() && fcntl(opened.get(), F_SETFL, 0) == 0 ? 0 : errno;
+}
+
+int Pending_File::open_beside(mode_t mode) {
     constexpr int flags = O_RDWR | O_CLOEXEC;
     if (access(own_descriptors, X_OK) == 0) {  // a file without a name gets one through these
-        opened = ::open(folder.c_str(), flags | O_TMPFILE, new_file_mode);
+        opened = Descriptor(openat(folder.get(), ".", flags | O_TMPFILE, mode));
     }
-    if (opened < 0) {
-        set_name(unfinished_name(folder));
-        opened = ::open(name.c_str(), flags | O_CREAT | O_EXCL | O_NOFOLLOW, new_file_mode);
+    if (!opened.is_open()) {
+        set_name(unfinished_name());
+        opened = Descriptor(
+            openat(folder.get(), name.c_str(), flags | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
     }
-    if (opened < 0) {
+    if (!opened.is_open()) {
         const int failure = errno;
         set_name("");
         return failure;
@@ -140,22 +159,50 @@ int Pending_File::open_beside() {
     return 0;
 }
 
-void Pending_File::set_name(std::string next) {
-    unfinished = nullptr;
-    name = std::move(next);
-    unfinished = name.empty() ? nullptr : name.c_str();
-}
-
 int Pending_File::link_name() {
-    const std::string nameless = own_descriptors + std::to_string(opened);
-    set_name(unfinished_name(folder_of(target).string()));
-    return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0
+    const std::string nameless = own_descriptors + std::to_string(opened.get());
+    set_name(unfinished_name());
+    return linkat(AT_FDCWD, nameless.c_str(), folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0
                ? 0
                : errno;
 }
 
+int Pending_File::take_place() noexcept {
+    const auto move = [&](unsigned flags) {
+        const int from = folder.get();
+        return renameat2(from, name.c_str(), from, target.c_str(), flags) == 0 ? 0 : errno;
+    };
+    if (old.is_open()) {
+        return is_old_file_there() ? move(0) : EEXIST;
+    }
+    const int failure = move(RENAME_NOREPLACE);
+    if (failure != EINVAL && failure != ENOSYS) {
+        return failure;
+    }
+    // Some disks cannot do that, among them those of other machines.
+    struct stat there {};
+    const bool free = fstatat(folder.get(), target.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0;
+    return free ? move(0) : EEXIST;
+}
+
+bool Pending_File::is_old_file_there() const noexcept {
+    struct stat replaced {};
+    struct stat there {};
+    return fstat(old.get(), &replaced) == 0 &&
+           fstatat(folder.get(), target.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+           is_same_file(replaced, there) &&
+           begins_as_recording(folder.get(), target.c_str()) == wasRecording;
+}
+
+void Pending_File::set_name(std::string next) {
+    unfinished = nullptr;
+    name = std::move(next);
+    unfinished_in = folder.get();
+    unfinished = name.empty() ? nullptr : name.c_str();
+}
+
 void remove_unfinished_file() noexcept {
     if (const char* const name = unfinished.load()) {
-        unlink(name);
+        unlinkat(unfinished_in, name, 0);
     }
 }

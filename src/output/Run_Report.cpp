@@ -1,6 +1,5 @@
 #include "output/Run_Report.h"
 
-#include "logging.h"
 #include "output/Json_Writer.h"
 
 #include <cmath>
@@ -86,10 +85,6 @@ Axis_Names axis_names(const Run_Report& report) {
     return report.axes.bin_length ? Axis_Names{"y", "x"} : Axis_Names{"x", "y"};
 }
 
-std::string start_of_times(const Run_Report& report) {
-    return report.parameters.extTrigger_mode == Parameters::ignore ? "time 0" : "trigger";
-}
-
 void write_axes(Json_Writer& json, const Run_Report& report) {
     const auto axis = [&](const char* key, const std::string& coordinate,
                           orven::Event_Length width) {
@@ -110,7 +105,8 @@ void write_axes(Json_Writer& json, const Run_Report& report) {
         json.member("coordinate", std::string(frames ? "frame" : "time"));
         json.member("bin_ticks", std::int64_t{report.axes.bin_length->value});
         json.member("bin_seconds", report.axes.bin_length->in_seconds());
-        json.member("start", start_of_times(report));
+        const bool from_zero = report.parameters.extTrigger_mode == Parameters::ignore;
+        json.member("start", std::string(from_zero ? "time 0" : "trigger"));
     });
 }
 
@@ -161,21 +157,6 @@ std::string short_text(double number) {
     return text.str();
 }
 
-std::string quoted(const std::string& path) {
-    return '"' + path + '"';
-}
-
-void log_input(const std::string& path, const File_Account& file) {
-    const std::string name = "input " + quoted(path) + ": ";
-    if (file.failure != nullptr) {
-        logging<detail>(name + "left out: " + message_of(file.failure));
-        return;
-    }
-    const std::string triggers =
-        file.nTriggers ? std::to_string(*file.nTriggers) + " triggers" : "no trigger input";
-    logging<detail>(name + std::to_string(file.nEvents) + " events, " + triggers);
-}
-
 }  // namespace
 
 void check_settings_can_be_reported(const Parameters& parameters) {
@@ -195,30 +176,4 @@ std::string report_text(const Run_Report& report) {
         json.object("run", [&] { write_run(json, report); });
     });
     return json.text();
-}
-
-void log_report(const Run_Report& report) {
-    const auto& [parameters, account, image, axes, imageBytes, duration] = report;
-    for (std::size_t i = 0; i < account.files.size(); ++i) {
-        log_input(parameters.inputFiles[i], account.files[i]);
-    }
-    const Event_Account& events = account.events;
-    logging<detail>("events: " + std::to_string(events.recorded) + " recorded, " +
-                    std::to_string(events.rejected()) + " rejected by the filter, " +
-                    std::to_string(events.outside()) + " outside the image, " +
-                    std::to_string(events.counted) + " counted");
-    logging<detail>("image " + quoted(*parameters.outputFile) + ": " +
-                    std::to_string(image.nPages) + " pages of " + std::to_string(image.rows) +
-                    " rows and " + std::to_string(image.columns) + " columns, " +
-                    std::to_string(imageBytes) + " bytes");
-    const auto [columns, rows] = axis_names(report);
-    logging<detail>("pixels: columns from " + std::string(columns) + ", " +
-                    short_text(axes.column_width.in_pixels()) +
-                    " detector pixels wide; rows from " + rows + ", " +
-                    short_text(axes.row_width.in_pixels()) + " detector pixels high");
-    if (axes.bin_length) {
-        logging<detail>("time bins: " + std::to_string(axes.bin_length->value) +
-                        " ticks = " + short_text(axes.bin_length->in_seconds()) + " s, from " +
-                        start_of_times(report));
-    }
 }

@@ -34,6 +34,3 @@ void check_settings_can_be_reported(const Parameters& parameters);
 /// The report as a JSON text, of which the section "vexolan" is a settings file.
 /// Throws: std::bad_alloc.
 [[nodiscard]] std::string report_text(const Run_Report& report);
-
-/// Logs the same for people, at level `detail`.
-void log_report(const Run_Report& report);

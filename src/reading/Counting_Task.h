@@ -45,7 +45,7 @@ public:
 
     /// Works until the queue is empty, and calls `found_work` for each range.
     /// Throws: what `found_work` throws, and else only what goes wrong outside of a file, such as
-    /// std::bad_alloc while logging.
+    /// std::bad_alloc.
     void run(Work_Queue& queue, const std::function<void()>& found_work);
 
     /// What became of the events of this task; complete only if the job wants an account.

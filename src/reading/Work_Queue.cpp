@@ -1,8 +1,11 @@
 #include "reading/Work_Queue.h"
 
+#include "escaped.h"
 #include "logging.h"
 
 #include <algorithm>
+#include <new>
+#include <stdexcept>
 
 namespace {
 
@@ -10,12 +13,30 @@ namespace {
 /// enough for tasks to end together.
 constexpr std::size_t pieces_per_range = 8;
 
-void log_failure(const std::exception_ptr& failure) {
+std::string message_of(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const std::exception& exception) {
-        logging<error>(exception.what());
+        return exception.what();
     }
+}
+
+void rethrow_lack_of_memory(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const orven::Impossible_Size&) {
+        return;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
+/// The message of a failure, with the file's name unless it begins with it.
+std::string with_name(const std::string& path, const std::string& message) {
+    const std::string name = "file \"" + path + '"';
+    return escaped(message.starts_with(name) ? message : name + ": " + message);
 }
 
 File_Account account_of(const orven::Event_File& file) {
@@ -69,8 +90,9 @@ void Work_Queue::put_back(Event_Range range) {
 }
 
 void Work_Queue::fail(std::size_t fileIndex, const std::exception_ptr& failure) {
+    rethrow_lack_of_memory(failure);
     if (note_failure(fileIndex, failure) && onFailure == On_Failure::log) {
-        log_failure(failure);
+        logging<error>(message_of(failure));
     }
 }
 
@@ -89,10 +111,19 @@ void Work_Queue::stop() {
 
 void Work_Queue::rethrow_failure() const {
     const Lock lock(mutex);
-    for (const File_Account& file : files) {
-        if (file.failure != nullptr) {
-            std::rethrow_exception(file.failure);
-        }
+    const auto failed = std::ranges::find_if(
+        files, [](const File_Account& file) { return file.failure != nullptr; });
+    if (failed == files.end()) {
+        return;
+    }
+    if (onFailure == On_Failure::end_strict_run) {
+        const auto i = static_cast<std::size_t>(failed - files.begin());
+        throw std::invalid_argument(with_name(paths[i], message_of(failed->failure)));
+    }
+    try {
+        std::rethrow_exception(failed->failure);
+    } catch (const orven::Impossible_Size&) {
+        throw std::bad_alloc();  // the end of the process shows the type too
     }
 }
 
@@ -111,7 +142,7 @@ bool Work_Queue::note_failure(std::size_t fileIndex, const std::exception_ptr& f
         return false;
     }
     files[fileIndex].failure = failure;
-    if (onFailure == On_Failure::end_run) {
+    if (ends_run(onFailure)) {
         nWanted = std::min(nWanted, fileIndex);
     }
     std::erase_if(

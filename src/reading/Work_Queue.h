@@ -20,10 +20,15 @@
 
 /// What a file that fails does to the run.
 enum class On_Failure {
-    log,     ///< it is logged at level `error` and left
-    leave,   ///< it is left
-    end_run  ///< no later file is read, and the caller rethrows
+    log,            ///< it is logged at level `error` and left
+    leave,          ///< it is left
+    end_run,        ///< no later file is read, and the caller rethrows
+    end_strict_run  ///< the same, with a message that names the file
 };
+
+[[nodiscard]] constexpr bool ends_run(On_Failure onFailure) noexcept {
+    return onFailure == On_Failure::end_run || onFailure == On_Failure::end_strict_run;
+}
 
 /// An open file, and what is known of it as a whole.
 struct Input {
@@ -70,7 +75,7 @@ public:
                const Sharing& sharing_, std::optional<std::size_t> firstFrame = {});
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
-    /// Throws: only what goes wrong outside of files, such as std::bad_alloc while logging.
+    /// Throws: only what goes wrong outside of files, such as std::bad_alloc.
     [[nodiscard]] std::optional<Event_Range> take();
 
     /// Gives a range back that must be corrected. It is handed out before any other, also of a file
@@ -79,7 +84,9 @@ public:
     void put_back(Event_Range range);
 
     /// Tells that a range could not be read. Of each file the first failure counts, and no new
-    /// range of it is handed out. Throws: std::bad_alloc while logging.
+    /// range of it is handed out.
+    /// Throws: the failure if it is a lack of memory, which is none of the file; std::bad_alloc
+    /// while logging.
     void fail(std::size_t fileIndex, const std::exception_ptr& failure);
 
     /// Hands out no more new ranges of a file: nothing that is left of it counts.
@@ -89,7 +96,8 @@ public:
     void stop();
 
     /// Call when no task runs any more.
-    /// Throws: the failure of the first file in the list that has one.
+    /// Throws: the failure of the first file in the list that has one; in a strict run,
+    /// std::invalid_argument that names the file.
     void rethrow_failure() const;
 
     /// What was found of the files; call when no task runs any more.

@@ -16,9 +16,11 @@ void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::s
     const Counting_Job job{mode,      get_placement(), filter, get_cells(),
                            nTriggers, keepAccount,     &nRead};
     // Without one file, the frames of all files after it would have other numbers.
-    const bool endsRun = !concurrent || strict || mode == Parameters::frameSync;
-    account = std::make_shared<const Run_Account>(
-        count_files(job, files, endsRun ? On_Failure::end_run : On_Failure::log,
-                    {concurrent ? default_task_count() : 1, events_per_piece}));
+    const bool endsRun = !concurrent || mode == Parameters::frameSync;
+    const On_Failure onFailure = strict    ? On_Failure::end_strict_run
+                                 : endsRun ? On_Failure::end_run
+                                           : On_Failure::log;
+    account = std::make_shared<const Run_Account>(count_files(
+        job, files, onFailure, {concurrent ? default_task_count() : 1, events_per_piece}));
     nTriggers += account->nIntervals;
 }

@@ -75,8 +75,8 @@ Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files
     const Look_At look_at =
         job.mode == Parameters::ignore ? [](Input& /*input*/) {} : look_at_triggers;
     const bool numbersFrames = job.mode == Parameters::frameSync;
-    return Work_Queue(files, look_at, onFailure, sharing,
-                      numbersFrames ? std::optional(job.firstFrame) : std::nullopt);
+    return {files, look_at, onFailure, sharing,
+            numbersFrames ? std::optional(job.firstFrame) : std::nullopt};
 }
 
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
@@ -92,7 +92,7 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     const std::size_t nUsed = run_concurrently(
         nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
         [&] { queue.stop(); }, between_starts(counters.bytes_per_task()));
-    if (onFailure == On_Failure::end_run) {
+    if (ends_run(onFailure)) {
         queue.rethrow_failure();
     }
     if (!counters.empty()) {

@@ -18,7 +18,7 @@
                                    On_Failure onFailure, const Sharing& sharing);
 
 /// Counts the events of all files; a single task works on the calling thread.
-/// Throws: with `On_Failure::end_run`, what the first file in the list that fails throws;
-/// std::bad_alloc; std::system_error if a thread cannot be started.
+/// Throws: where a failure ends the run, as `Work_Queue::rethrow_failure`; std::bad_alloc;
+/// std::system_error if a thread cannot be started.
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
                         On_Failure onFailure, const Sharing& sharing);

@@ -179,10 +179,6 @@ void Parameters::apply_long_option(std::string_view name) {
     }
 }
 
-bool Parameters::wants_account() const noexcept {
-    return reportFile.has_value() || logLevel >= static_cast<int>(detail);
-}
-
 void Parameters::set_switch(bool& field, const std::string& name) {
     const std::string argument = optarg;
     if (argument == "true" || argument == "false") {

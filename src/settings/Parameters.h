@@ -46,11 +46,9 @@ public:
 
     /// Parses the command line; options take effect in its order.
     /// Throws: std::invalid_argument or std::out_of_range for an argument that cannot be
-    /// converted or is in excess; what the settings file and the input folder throw.
+    /// converted or is in excess; what the settings file, the input folder and a list file with a
+    /// line that is too long throw.
     Parameters(int argc, char* const argv[]);
-
-    /// Whether the run must tell what became of each file and event.
-    [[nodiscard]] bool wants_account() const noexcept;
 
     /// Writes the usage text to standard error, with this record's values as defaults.
     void print_help(const char* programName) const;

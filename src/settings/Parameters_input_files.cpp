@@ -1,25 +1,17 @@
+#include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
+#include "settings/event_files_in.h"
 
+#include <climits>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
-
-namespace {
-
-/// Whether an entry is a regular file, or cannot be examined: opening it will then say so, where
-/// skipping it would lose its events without a word.
-bool may_be_regular_file(const std::filesystem::directory_entry& entry) {
-    std::error_code no_status;
-    const std::filesystem::file_type type = entry.status(no_status).type();
-    return type == std::filesystem::file_type::regular ||
-           type == std::filesystem::file_type::none || type == std::filesystem::file_type::unknown;
-}
-
-}  // namespace
+#include <vector>
 
 void Parameters::add_inputFiles(const std::string& list) {
     std::size_t start = 0;
@@ -43,10 +35,8 @@ void Parameters::add_inputFiles(const std::string& list) {
 }
 
 void Parameters::add_inputFolder(const std::string& folder) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() == extension_eventFiles && may_be_regular_file(entry)) {
-            inputFiles.push_back(entry.path().string());
-        }
+    for (std::string& file : event_files_in(folder)) {
+        inputFiles.push_back(std::move(file));
     }
 }
 
@@ -67,10 +57,16 @@ void Parameters::add_inputListFile(const std::string& path) {
         soft_error("could not open file: " + path);
         return;
     }
-    for (std::string line; std::getline(file, line);) {
-        inputFiles.push_back(line);
+    std::vector<char> line(PATH_MAX + 1);
+    while (file.getline(line.data(), PATH_MAX + 1)) {
+        const auto nRead = static_cast<std::size_t>(file.gcount());
+        const bool ended = !file.eof();
+        inputFiles.emplace_back(line.data(), ended ? nRead - 1 : nRead);
     }
     if (file.bad()) {
-        soft_error("could not read file: " + path);
+        soft_error("could not read file: " + escaped(path));
+    } else if (!file.eof()) {
+        throw std::invalid_argument("input list file " + quoted(path) +
+                                    " has a line that is too long for a path!");
     }
 }

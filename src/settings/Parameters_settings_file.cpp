@@ -1,3 +1,4 @@
+#include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
 
@@ -30,7 +31,7 @@ std::invalid_argument key_error(const std::string& key, const std::string& probl
 }
 
 void log_problem(const std::string& path, const std::string& problem) {
-    logging<error>("settings file \"" + path + "\" " + problem);
+    logging<error>("settings file " + quoted(path) + ' ' + problem);
 }
 
 /// Memory for the JSON library, which takes every allocation for a success.

@@ -17,7 +17,7 @@ BUILD = pathlib.Path(__file__).resolve().parents[2] / "build"
 VEXOLAN = os.environ.get("VEXOLAN", str(BUILD / "vexolan"))
 
 STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC[+-]\d{4}"
-LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    |detail:  ){STAMP}: ", re.MULTILINE)
+LOG_PREFIX = re.compile(rf"^(ERROR:   |WARNING: |info:    ){STAMP}: ", re.MULTILINE)
 ASSERTION = re.compile(r"^vexolan: .+: Assertion `(.+)' failed\.$", re.MULTILINE)
 
 
@@ -49,10 +49,6 @@ def info(intervals, path="out"):
     return f"info:    <time>: External Triggers: {intervals} for {path}\n"
 
 
-def detail(message):
-    return f"detail:  <time>: {message}\n"
-
-
 def thrown(message, kind="invalid_argument"):
     return (f"terminate called after throwing an instance of 'std::{kind}'\n"
             f"  what():  {message}\n")
@@ -78,14 +74,18 @@ class Program:
     def __init__(self, folder):
         self.folder = folder
 
-    def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY):
-        """Runs the program; every write to a file beyond `largest_file` bytes fails."""
+    def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY, user=None):
+        """Runs the program, by root as another user; every write to a file beyond `largest_file`
+        bytes fails."""
         environment = {**os.environ, "TZ": time_zone, "LC_ALL": "C"}
         environment.pop("POSIXLY_CORRECT", None)
         limit = (largest_file, resource.getrlimit(resource.RLIMIT_FSIZE)[1])
+        if user:
+            self.folder.chmod(0o777)
+        other = {"user": user, "group": user, "extra_groups": []} if user else {}
         done = subprocess.run(
             ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
-            env=environment, capture_output=True, timeout=60, check=False,
+            env=environment, capture_output=True, timeout=60, check=False, **other,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
 

@@ -162,7 +162,7 @@ def test_unusable_arguments_are_refused_in_a_fixed_order(vexolan, arguments, mes
 
 
 @pytest.mark.parametrize("level, seen", [
-    (-2147483648, ""), (-2, ""), (-1, "E"), (0, "EW"), (1, "EW"), ("2x", "EWi")])
+    (-2147483648, ""), (-2, ""), (-1, "E"), (0, "EW"), (1, "EW"), ("2x", "EWi"), (9, "EWi")])
 def test_verbosity_selects_the_log_lines_from_its_place_on(vexolan, level, seen):
     early, late = (warning(f'Input file must be a .orvenevent file! Ignoring "{item}"')
                    for item in "ab")

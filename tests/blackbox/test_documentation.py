@@ -1,4 +1,5 @@
-"""Manual pages and completions name the options that the programs have, and no others."""
+"""Manual pages and completions name the options that the programs have, and no others; and figures
+are those that were measured."""
 
 import pathlib
 import re
@@ -123,3 +124,16 @@ def test_bytes_in_the_manual_are_a_recording(vexolan):
     assert vexolan("-i", "a.orvenevent", "-E", "frameSync", "-t", 0.01, "-T", 1, "-x", 256, "-o",
                    "out") == ended(out=info(1))
     assert vexolan.image() == {(0, 128, 64): 1}
+
+
+def test_figures_of_the_readme_are_those_of_the_table_of_measurements():
+    table = (ROOT / "docs/performance.md").read_text()
+    rows = [line.strip("| ").split(" | ") for line in table.splitlines() if line.startswith("| ")]
+    measured = {cells[-6]: cells[-5:] for cells in rows if len(cells) > 5}
+    expected = []
+    for run in "vexolan", "numpy bincount", "numpy histogram2d":
+        ms, _, _, faster, peak = measured[run]
+        expected.append((f"{int(ms) / 1000:.2g}", faster.split(" ")[0], peak.split(" ")[0]))
+    shown = re.findall(r"^\| (?:vexolan|numpy\b[^|]*) \| ([\d.]+) s(?:: (\d+) times as long)? \| "
+                       r"(\d+) MiB", (ROOT / "README.md").read_text(), re.MULTILINE)
+    assert shown == expected

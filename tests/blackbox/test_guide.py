@@ -4,6 +4,7 @@ import pathlib
 import subprocess
 import sys
 
+import numpy
 import pytest
 import tifffile
 
@@ -32,6 +33,12 @@ def test_recipes_lose_no_event(tmp_path):
         images = [tifffile.imread(path) for path in tmp_path.glob(pattern)]
         assert sum(int(image.sum()) for image in images) == 400_000, pattern
     assert tifffile.imread(tmp_path / "period.tif").sum() == 400_000
+
+
+def test_what_is_shown_of_the_output_runs(tmp_path):
+    run_document("reading-the-output.md", tmp_path)
+    spectrum = tifffile.imread(tmp_path / "sequence.tif").sum(axis=(1, 2))
+    assert numpy.loadtxt(tmp_path / "spectra.txt")[:, 1].tolist() == spectrum.tolist()
 
 
 @pytest.mark.parametrize("text, message", [

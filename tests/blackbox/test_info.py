@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import resource
 import subprocess
 
 import numpy
@@ -18,9 +19,10 @@ EVENT = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<
                      ("psd", "<f8")])
 
 
-def info(*arguments, folder=None):
-    return subprocess.run([INFO, *map(str, arguments)], cwd=folder, capture_output=True, text=True,
-                          timeout=60, check=False)
+def info(*arguments, folder=None, **conditions):
+    return subprocess.run([INFO, *map(str, arguments)], cwd=folder, text=True, timeout=60,
+                          check=False, **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+                                          **conditions})
 
 
 def told(*arguments, status=0, folder=None):
@@ -36,76 +38,95 @@ def write(path, events, triggers=None):
     path.write_bytes(recording.container(*blocks, recording.block(b"events", events.tobytes())))
 
 
-def odd_events(seed, n, start, period):
-    """Events of all kinds, of which a few come late."""
+def odd_events(seed, n, triggers, period):
+    """Events of all kinds, of which a few come late and some just at a trigger."""
     random = numpy.random.default_rng(seed)
     events = numpy.zeros(n, EVENT)
     events["x"], events["y"] = random.integers(-2 * PIXEL, 258 * PIXEL, (2, n))
-    events["time"] = start + numpy.sort(random.integers(0, 40 * period, n))
+    events["time"] = numpy.sort(numpy.append(
+        triggers, triggers[0] + random.integers(0, 40 * period, n - len(triggers))))
     late = random.integers(1, n, n // 1000)
     events["time"][late] -= random.integers(0, 3 * period, late.size)
-    events["time"][[0, -2]] = start + 45 * period, start - 4 * period  # far apart
+    events["time"][[0, -2]] = triggers[0] + [45 * period, -4 * period]  # far apart
     events["photons"] = random.geometric(0.1, n) + 1000 * (random.random(n) < 0.01)
-    events["psd"] = numpy.where(random.random(n) < 0.01, numpy.nan, random.normal(0.5, 0.3, n))
+    events["psd"] = numpy.where(random.random(n) < 0.01, numpy.nan, random.normal(0.1, 0.3, n))
     return events
 
 
+def jittered(seed, start, period, n, missing):
+    """Triggers of which the missing ones can still be told in spite of the jitter."""
+    jitter = numpy.random.default_rng(seed).integers(-period // 10, period // 10, n + 1)
+    return numpy.delete(start + period * numpy.arange(n + 1) + jitter, missing)
+
+
+def ticks(times, *keys):
+    return [times[f"{key}_s"] and round(times[f"{key}_s"] / TICK) for key in keys]
+
+
 def expect_time(time, events):
-    ticks = events["time"]
-    before = numpy.maximum.accumulate(ticks)
-    assert time["first_s"] == pytest.approx(ticks.min() * TICK, rel=1e-12)
-    assert time["last_s"] == pytest.approx(ticks.max() * TICK, rel=1e-12)
-    assert time["steps_back"] == (numpy.diff(ticks) < 0).sum() > 0
+    times = events["time"]
+    before = numpy.maximum.accumulate(times)
+    span = times.max() - times.min()
+    assert ticks(time, "first", "last", "span") == [times.min(), times.max(), span]
+    assert time["rate_per_s"] == pytest.approx(len(times) / (span * TICK))
+    assert time["steps_back"] == (numpy.diff(times) < 0).sum() > 0
     assert not time["ascending"]
-    assert time["largest_step_back_s"] == pytest.approx((before - ticks).max() * TICK, rel=1e-12)
+    assert ticks(time, "largest_step_back") == [(before - times).max()]
+
+
+def expect_period(spread, triggers, missing):
+    periods = numpy.sort(numpy.concatenate([numpy.diff(each) for each in triggers]))
+    assert ticks(spread, "smallest", "median", "largest") == [
+        periods[0], periods[len(periods) // 2], periods[-1]]
+    assert spread["missing"] == missing
 
 
 def expect_distribution(distribution, values, tolerance):
+    """Quantiles are values that occur; counts are those of each bin."""
     assert distribution["smallest"] == values.min()
     assert distribution["largest"] == values.max()
     for part, value in distribution["quantiles"].items():
-        if float(part) > 0.1:  # below, PSD values are near zero or negative: in one bin
-            assert value == pytest.approx(numpy.quantile(values, float(part)), rel=tolerance)
+        exact = numpy.quantile(values, float(part), method="inverted_cdf")
+        assert value in values and value == pytest.approx(exact, rel=tolerance)
+    edges, counts = distribution["counts"]["edges"], distribution["counts"]["counts"]
+    assert numpy.histogram(values, edges)[0].tolist() == counts
 
 
-def binned(ticks, start_s, bin_s, n):
-    bins = (ticks - round(start_s / TICK)) // round(bin_s / TICK)
-    return numpy.bincount(bins, minlength=n).tolist()
-
-
-def since_trigger(events, triggers):
-    """The ticks since the trigger before; of events outside of all intervals, only the number."""
+def since_trigger(events, triggers, width):
+    """Counts of the time since the trigger before in bins of so many ticks, the last of those
+    beyond, and the number of events outside of all intervals."""
     index = numpy.searchsorted(triggers, events["time"], "right")
     inside = (index > 0) & (index < len(triggers))
-    return events["time"][inside] - triggers[index[inside] - 1], (~inside).sum()
+    since = events["time"][inside] - triggers[index[inside] - 1]
+    bins = numpy.minimum(since // width, 1024)
+    return numpy.append(numpy.bincount(bins, minlength=1025), (~inside).sum())
 
 
 def test_it_tells_what_numpy_finds(tmp_path):
-    period, n = 1_000_003, 150_000
-    triggers = [start + period * numpy.arange(41) for start in (-7 * period, 33 * period)]
-    triggers[0] = numpy.delete(triggers[0], [5, 20, 21])
-    files = [odd_events(seed, n, series[0], period) for seed, series in enumerate(triggers)]
+    n = 150_000
+    periods = 1_000_003, 300_007, 5_000_009
+    triggers = [jittered(1, -7_000_000, periods[0], 41, [5, 20, 21]),
+                jittered(2, 33_000_000, periods[1], 41, []),
+                jittered(3, 0, periods[2], 9, [3])]  # later ones have fewer
+    files = [odd_events(*each) for each in zip(range(3), 3 * [n], triggers, periods)]
     for i, (events, series) in enumerate(zip(files, triggers)):
         write(tmp_path / f"{i}.orvenevent", events, series)
     both = numpy.concatenate(files)
     report = told(tmp_path)
     total, summary = report["total"], report["total"]["summary"]
 
-    assert [summary["events"], summary["triggers"], total["files"]] == [2 * n, 79, 2]
-    for each, events in zip(report["inputs"], files):
+    assert [summary["events"], summary["triggers"], total["files"]] == [3 * n, 90, 3]
+    for each, events, series, missing in zip(report["inputs"], files, triggers, [3, 0, 1]):
         expect_time(each["summary"]["time"], events)
-    assert [each["summary"]["trigger_period"]["missing"] for each in report["inputs"]] == [3, 0]
-    spread = summary["trigger_period"]
-    assert [round(spread[f"{key}_s"] / TICK) for key in ("median", "smallest", "largest")] == [
-        period, period, 3 * period]
+        expect_period(each["summary"]["trigger_period"], [series], missing)
+    assert summary["time"]["rate_per_s"] is None  # times overlap
+    expect_period(summary["trigger_period"], triggers, 4)
     for axis in "xy":
         extremes = [both[axis].min() / PIXEL, both[axis].max() / PIXEL]
         assert summary["position"][axis] == extremes
-    expect_distribution(summary["nPhotons"], both["photons"], 0.02)
-    expect_distribution(summary["psd"], both["psd"][~numpy.isnan(both["psd"])], 0.03)
+    expect_distribution(summary["nPhotons"], both["photons"], 0)
+    expect_distribution(summary["psd"], both["psd"][~numpy.isnan(both["psd"])], 1 / 128)
     assert summary["psd"]["nan"] == numpy.isnan(both["psd"]).sum()
-    for key, lost in ("nPhotons", 0), ("psd", summary["psd"]["nan"]):
-        assert sum(summary[key]["counts"]["counts"]) == 2 * n - lost
 
     pixels = [numpy.trunc(both[axis] / PIXEL).astype(int) for axis in "yx"]
     inside = (pixels[0] >= 0) & (pixels[0] < 256) & (pixels[1] >= 0) & (pixels[1] < 256)
@@ -115,14 +136,14 @@ def test_it_tells_what_numpy_finds(tmp_path):
     assert total["image"]["outside"] == (~inside).sum()
 
     course = total["events_over_time"]
-    assert course["counts"] == binned(both["time"], course["start_s"], course["bin_s"],
-                                      len(course["counts"]))
+    start, width = ticks(course, "start", "bin")
+    bins = numpy.bincount((both["time"] - start) // width, minlength=len(course["counts"]))
+    assert course["counts"] == bins.tolist()
     since = total["events_since_trigger"]
-    parts = [since_trigger(*each) for each in zip(files, triggers)]
-    counts = binned(numpy.concatenate([ticks for ticks, _ in parts]), 0, since["bin_s"], 1024)
-    assert since["counts"] == counts[:1024]
-    assert since["beyond"] == sum(counts[1024:])
-    assert since["without"] == sum(outside for _, outside in parts)
+    width, = ticks(since, "bin")
+    assert width == 1024  # holds the period of the first file
+    counts = sum(since_trigger(*each, width) for each in zip(files, triggers))
+    assert [*since["counts"], since["beyond"], since["without"]] == counts.tolist()
 
 
 @pytest.mark.parametrize("rows, triggers", [([], None), ([], []), ([Event(photons=1000)], [5]),
@@ -164,23 +185,56 @@ SECOND = round(1 / TICK)
     ({"time": numpy.where(HUNDRED == 9, 2, HUNDRED)},
      ["events    100 in 3.26 kB, NOT in order of time: 1 step back, by up to 9.375 ns"]),
     ({"photons": 1 + 150 * HUNDRED},
-     ["photons   1 to 14,851, median 7,360, nine of ten from 608 to 14,208"]),
+     ["photons   1 to 14,851, median 7,351, nine of ten from 601 to 14,101"]),
+    ({"photons": numpy.where(HUNDRED < 50, 150, 200)},
+     ["photons   150 to 200, median 150, nine of ten from 150 to 200"]),
     ({"photons": numpy.full(100, 2**64 - 1, "u8")},
      ["photons   1.845e+19 to 1.845e+19, median 1.84e+19, nine of ten from 1.84e+19 to 1.84e+19",
       f"{'1.8e+19':>10}{100:16} {50 * '#'}"]),
     ({"psd": numpy.where(HUNDRED < 10, -numpy.inf, 0.5)},
      ["PSD       -inf to 0.5, median 0.5, nine of ten from -inf to 0.5"]),
     ({"psd": numpy.where(HUNDRED < 10, 1.7e308, -1.7e308)}, []),
-    # Of so many photons, counts are kept of 8 numbers together, and rows are finer.
+    ({"psd": numpy.where(HUNDRED < 1, -10, HUNDRED / 500 - 0.6)},
+     ["PSD       -10 to -0.402, median -0.502, nine of ten from -0.592 to -0.412"]),
+    ({"psd": numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100)},
+     [f"{'0.88':>10}{2:16} #", f"{'0.9':>10}{77:16} {50 * '#'}"]),
     ({"photons": 980 + HUNDRED % 40},
      [f"{row:10}{6:16} {50 * '#'}" for row in range(980, 1000, 2)] +
      [f"{row:10,}{4:16} {33 * '#'}" for row in range(1000, 1020, 2)]),
+    ({"x": PIXEL * (HUNDRED + 3) // 2, "y": PIXEL * (HUNDRED % 10 + 40) // 4},
+     ["position  x 1.50 to 51.00, y 10.00 to 12.25 detector pixels"]),
+    ({"triggers": [0, 640, 1280, 2560]},
+     ["triggers  4 pulses, every 1 µs (1 µs to 2 µs), 1 missing, in order of time"]),
+    ({"triggers": [0, 2**63 - 1, -2**63, 5]},
+     ["triggers  4 pulses, every 14,411,518,808 s (-14,411,518,808 s to 14,411,518,808 s), "
+      "NOT in order of time: 1 step back, by up to 28,823,037,615 s"]),
 ])
 def test_odd_values_are_told_readably(tmp_path, columns, lines):
     report = report_of(tmp_path, **columns)
     for line in lines:
         assert f"  {line}\n" in report
     assert not any(odd in report for odd in ("nan", "e+0", "All 1 file"))
+
+
+def thresholds(report):
+    """The rows of the PSD histogram: of how many values -p counts how many."""
+    rows = [row.split() for row in report.split("PSD values\n")[1].split("\n\n")[0].splitlines()]
+    counts = [int(row[1].replace(",", "")) for row in rows]
+    return [(float(name), sum(counts[i:])) for i, (name, *_) in enumerate(rows)
+            if name not in ("below", "above")]
+
+
+@pytest.mark.parametrize("low, width", [(-0.5, 0.05), (0, 1e-6), (0.7, 1e-3), (0.5, 0.2)])
+def test_rows_start_where_thresholds_would(tmp_path, low, width):
+    values = numpy.random.default_rng(5).normal(low, width, 200_000)
+    values[:50_000] = low + width
+    values[0] = -10
+    events = numpy.zeros(values.size, EVENT)
+    events["psd"] = values
+    write(tmp_path / "a.orvenevent", events)
+    for threshold, count in thresholds(info(tmp_path).stdout):
+        assert (values >= threshold).sum() == count
+    expect_distribution(told(tmp_path)["total"]["summary"]["psd"], values, 1 / 128)
 
 
 COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
@@ -202,6 +256,9 @@ COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
     (None, 1000 * HUNDRED - 50_000, ["", "-t 1e-06 -T 77"],
      [COURSE + "time bins begin at zero; events long before that are in none.",
       INTERVALS + "no triggers were recorded."]),
+    (range(0, 4_200_000, 1000), HUNDRED,
+     ["", "-t 2e-09 -T 100", "-E reference -t 2e-08 -T 77", "-E frameSync -t 1.562e-06 -T 4096"],
+     []),
     ([], HUNDRED, ["", "-t 2e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
     ([5, 5, 5], SECOND + HUNDRED, [""],
      [COURSE + "time bins begin at zero; the events come so late that the course of the "
@@ -242,6 +299,31 @@ def test_faulty_files_are_told_of_and_count_nowhere(tmp_path):
     assert text.returncode == 1 and "FAULTY    File size mismatch!" in text.stdout
 
 
+def test_a_few_descriptors_are_enough(tmp_path):
+    for i in range(3):
+        (tmp_path / f"{i}.orvenevent").write_bytes(recording.recording([Event()], [0, 5]))
+    limit = (4, resource.getrlimit(resource.RLIMIT_NOFILE)[1])
+    done = info(tmp_path, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, limit))
+    assert (done.returncode, done.stderr) == (0, "")
+
+
+def test_a_report_that_cannot_be_written_is_an_error(tmp_path):
+    (tmp_path / "a.orvenevent").write_bytes(recording.recording([]))
+    with open("/dev/full", "w") as full:
+        done = info(tmp_path, stdout=full)
+    assert (done.returncode, done.stderr) == (1, "vexolan-info: the report could not be written\n")
+
+
+@pytest.mark.parametrize("start, rate", [(8, None), (9, 20 / (18 * TICK))])
+def test_files_that_overlap_have_no_rate_together(tmp_path, start, rate):
+    for name, first in ("a", 0), ("b", start):
+        rows = [Event(time=first + i) for i in range(10)]
+        (tmp_path / f"{name}.orvenevent").write_bytes(recording.recording(rows))
+    total = told(tmp_path)["total"]["summary"]["time"]["rate_per_s"]
+    assert total == (rate and pytest.approx(rate))
+    assert ("s long\n" in info(tmp_path).stdout) == (rate is None)
+
+
 def test_a_folder_without_recordings_is_an_error(tmp_path):
     done = info(tmp_path)
     assert (done.returncode, done.stdout) == (1, "")
@@ -254,44 +336,62 @@ def some_events(n, period):
 
 
 PERIOD = 640_000  # 1 ms
+ELEVEN = [i * PERIOD for i in range(11)]
+ALL_MODES = ["ignore", "ignore", "reference", "frameSync"]
+
+
+def make_image(suggestion, folder):
+    """The pages that a suggested command line makes."""
+    tools = {**os.environ, "PATH": f"{pathlib.Path(program.VEXOLAN).parent}:{os.environ['PATH']}"}
+    done = subprocess.run(["sh"], input=suggestion["shell"], cwd=folder, env=tools,
+                          capture_output=True, text=True, timeout=60, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
+    output, = folder.glob("*.tif")
+    assert output.stat().st_size == suggestion["file_bytes"]
+    with tifffile.TiffFile(output) as tiff:
+        pages = numpy.stack([page.asarray() for page in tiff.pages])
+    output.unlink()
+    return pages
 
 
 @pytest.mark.parametrize("names, triggers, modes", [
-    (["run/a", "run/b"], 11, ["ignore", "ignore", "reference", "frameSync"]),
-    (["run of 'today'/a", "run of 'today'/b"], 11,
-     ["ignore", "ignore", "reference", "frameSync"]),
-    ([" one"], 11, ["ignore", "ignore", "reference", "frameSync"]),
-    (["run.2/a", "run.2/b"], 11, ["ignore", "ignore", "reference", "frameSync"]),
-    (["one, two"], 11, ["ignore", "ignore", "reference", "frameSync"]),
-    (["run/a", "run/b"], 0, ["ignore", "ignore"]),
-    (["run/a", "run/b"], None, ["ignore", "ignore"]),
+    (["run/a", "run/b"], ELEVEN, ALL_MODES),
+    (["run of 'today'/a", "run of 'today'/b"], ELEVEN, ALL_MODES),
+    ([" one"], ELEVEN, ALL_MODES),
+    (["run.2/a", "run.2/b"], ELEVEN, ALL_MODES),
+    (["one, two"], ELEVEN, ALL_MODES),
+    (["run/a", "run/.hidden"], ELEVEN, ALL_MODES),
+    (["run/a", "run/b"], [], ["ignore", "ignore"]),
+    ([f"run/{i:0200}" for i in range(700)], None, ["ignore", "ignore"]),  # too long for a word
 ])
-@pytest.mark.parametrize("faulty", [False, True])
-def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, faulty):
-    series = None if triggers is None else [i * PERIOD for i in range(triggers)]
+@pytest.mark.parametrize("beside", ["", "faulty", "subfolder"])
+def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, beside):
     for name in names:
         path = tmp_path / f"{name}.orvenevent"
         path.parent.mkdir(exist_ok=True)
-        path.write_bytes(recording.recording(some_events(80, PERIOD), series))
+        path.write_bytes(recording.recording(some_events(80, PERIOD), triggers))
     inputs = [names[0].split("/")[0]] if "/" in names[0] else [f"{names[0]}.orvenevent"]
-    if faulty:
-        (tmp_path / pathlib.Path(names[0]).parent / "z.orvenevent").write_bytes(b"ORVEN")
+    if beside == "subfolder":
+        path.with_name("z.orvenevent").mkdir()
+        path.with_name(".orvenevent").write_bytes(b"not taken")
+    if beside == "faulty":
+        path.with_name("z.orvenevent").write_bytes(b"ORVEN")
         inputs += ["z.orvenevent"] if "/" not in names[0] else []
-    report = told(*inputs, status=int(faulty), folder=tmp_path)
-    suggestions = report["suggestions"]
-    assert [each["mode"] for each in suggestions] == modes
-    assert (report["notes"] == []) == (len(modes) == 4)
+    report = told(*inputs, status=int(beside == "faulty"), folder=tmp_path)
+    assert [each["mode"] for each in report["suggestions"]] == modes
+    assert (report["notes"] == []) == (modes == ALL_MODES)
     text = info(*inputs, folder=tmp_path).stdout
-    tools = {**os.environ, "PATH": f"{pathlib.Path(program.VEXOLAN).parent}:{os.environ['PATH']}"}
-    for suggestion in suggestions:
+    for suggestion in report["suggestions"]:
         assert f"    {suggestion['shell']}\n" in text
-        done = subprocess.run(["sh", "-c", suggestion["shell"]], cwd=tmp_path, env=tools,
-                              capture_output=True, text=True, timeout=60, check=False)
-        assert (done.returncode, done.stderr) == (0, "")
-        output, = tmp_path.glob(f"{names[0].split('/')[0]}-*.tif")
-        with tifffile.TiffFile(output) as tiff:
-            pages = numpy.stack([page.asarray() for page in tiff.pages])
+        pages = make_image(suggestion, tmp_path)
         assert pages.shape == (suggestion["pages"], suggestion["rows"], suggestion["columns"])
-        assert output.stat().st_size == suggestion["file_bytes"]
         assert pages.sum() == 80 * len(names)
-        output.unlink()
+
+
+def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
+    for name, triggers in ("a", ELEVEN), ("b", None):
+        (tmp_path / f"{name}.orvenevent").write_bytes(
+            recording.recording(some_events(80, PERIOD), triggers))
+    report = told(tmp_path)
+    assert [each["mode"] for each in report["suggestions"]] == ["ignore", "ignore"]
+    assert report["notes"] == [INTERVALS + "1 of 2 files were recorded without triggers."]

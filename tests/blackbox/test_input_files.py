@@ -84,6 +84,7 @@ def test_unreadable_folder_ends_the_process(vexolan):
     ("", []),
     ("one\n\ntwo", ["one", "", "two"]),
     ("one\r\n a,b.orvenevent \n\n", ["one\r", " a,b.orvenevent ", ""]),
+    (4096 * "a" + "\n" + 4096 * "b", [4096 * "a", 4096 * "b"]),
 ])
 def test_list_file_lines_are_taken_unchanged(vexolan, text, names):
     vexolan.put("list", text)
@@ -93,3 +94,10 @@ def test_list_file_lines_are_taken_unchanged(vexolan, text, names):
     for name in names[:1]:
         assert vexolan("--inputListFile", "list", "--parallel", "false", "-o", "out") == aborted(
             thrown(f'file "{name}" could not be opened!'))
+
+
+@pytest.mark.parametrize("text", ["a\n" + 4097 * "b" + "\nc", None], ids=["long", "endless"])
+def test_list_file_line_that_is_longer_than_any_path_is_refused(vexolan, text):
+    path = "/dev/zero" if text is None else vexolan.put("list", text)
+    assert vexolan("--inputListFile", path, "-o", "out") == aborted(
+        thrown(f'input list file "{path}" has a line that is too long for a path!'))

@@ -1,8 +1,9 @@
-"""Pictures of recordings: that they are made, are told apart, and hold all events."""
+"""Pictures of recordings: that they are made, are told apart, and show what is in them."""
 
 import importlib.util
 import os
 import pathlib
+import re
 import subprocess
 
 import numpy
@@ -10,6 +11,8 @@ import pytest
 
 import program
 import recording
+from recording import PIXEL, TICK
+from test_info import EVENT, told, write
 from test_simulate import simulate
 
 PLOT = os.environ.get("VEXOLAN_PLOT", str(program.BUILD / "vexolan-plot"))
@@ -48,24 +51,6 @@ def test_a_picture_depends_on_the_recording_and_on_nothing_else(vexolan):
         pictures.append(vexolan.bytes(f"{number}.png"))
         (vexolan.folder / "matplotlibrc").unlink(missing_ok=True)
     assert pictures[0] == pictures[1] != pictures[2]
-
-
-@pytest.mark.parametrize("rows, triggers", [
-    ([], None),
-    ([], []),
-    ([recording.Event(x=-1, time=-5)], [0]),
-    (spread(), [0, 30_000, 60_000]),
-    (spread() + [recording.Event(time=2**62, photons=2**40, psd=1e300)], None),
-    (spread() + [recording.Event(psd=float("inf")), recording.Event(psd=float("nan"))], None),
-    ([recording.Event(psd=float("inf"))], None),
-    ([event._replace(psd=float("nan")) for event in spread()], None),
-    (spread() + [recording.Event(x=5 * recording.PIXEL)] * 5000, [0, 1]),
-], ids=["empty", "no pulses", "one event", "pulses", "outlier", "infinite", "only infinite",
-        "NaN", "hot pixel"])
-def test_odd_recordings_are_drawn(vexolan, rows, triggers):
-    vexolan.record("a", rows, triggers)
-    assert plot(vexolan.folder, "-o", "a.png", "a.orvenevent") == (0, "")
-    assert vexolan.exists("a.png")
 
 
 def test_damaged_files_are_named_and_left_out(vexolan):
@@ -156,46 +141,91 @@ def test_a_hot_pixel_does_not_turn_the_others_black(module):
     assert module.white_level(numpy.zeros((2, 2), int)) == (1, False)
 
 
-def facts(n_events, triggers):
-    """What vexolan-info could say of events from 0.25 to 4.75 ms."""
-    photons = {"edges": [0, 1, 1.5, 2, 2.5, 4, 6],
-               "counts": [n_events - 4000, 1000, 0, 1000, 1000, 1000]}
-    psd = {"edges": [-1, 0, 1e-9, 1, 1 + 1e-9], "counts": [1000, 1000, n_events - 3000, 1000]}
-    return {
-        "files": 1, "faulty": 0,
-        "summary": {
-            "events": n_events, "triggers": 9 if triggers else None,
-            "time": {"first_s": 25e-5, "last_s": 475e-5, "span_s": 450e-5},
-            "trigger_period": {"median_s": 95e-4} if triggers else None,
-            "nPhotons": {"smallest": 0, "largest": 6, "counts": photons},
-            "psd": {"smallest": -1, "largest": 1 + 1e-9, "nan": 0, "counts": psd},
-        },
-        "image": {"columns": 8, "rows": 8, "outside": 0,
-                  "counts": [[n_events] + [0] * 7] + [[0] * 8] * 7},
-        "events_over_time": {"start_s": 0, "bin_s": 1e-3, "counts": [n_events // 5] * 5},
-        "events_since_trigger": {"bin_s": 1e-3, "counts": [n_events // 10] * 10 + [0], "beyond": 0,
-                                 "without": 0} if triggers else None,
-    }
+def drawn(module, recording_path, status=0):
+    """The figure, the fact line above it, and its panels by title."""
+    figure = module.draw("name", told(recording_path, status=status)["total"])
+    assert module.render(figure, ".png").startswith(KINDS["a.png"])
+    panels = {axes.get_title("left"): axes for axes in figure.axes}
+    return figure.texts[1].get_text(), panels
 
 
-@pytest.mark.parametrize("triggers", [False, True])
-def test_all_events_are_in_the_area_of_each_panel(module, triggers):
-    n_events = 100_000
-    figure = module.draw("name", facts(n_events, triggers))
-    image, *others = (axes for axes in figure.axes if axes.get_title("left"))
-    assert image.images[0].get_array().sum() == n_events
-    panels = {axes.get_title("left"): axes for axes in others}
-    assert set(panels) == {"Over time", "Photons", "PSD"} | ({"Since the trigger"} if triggers
-                                                             else set())
-    for name, axes in panels.items():
-        bars = axes.patches[0].get_data()
-        area = (bars.values * numpy.diff(bars.edges)).sum()
-        label = axes.get_ylabel()
-        power = 1e6 if "(10⁶)" in label else 1e3 if "(10³)" in label else 1
-        unit = 1e-3 if label.startswith("events per second") else 1
-        assert area * power * unit == pytest.approx(n_events), (name, label)
-    assert panels["Over time"].get_xlabel() == "time (ms)"
-    assert list(panels["Over time"].patches[0].get_data().edges[[0, -1]]) == [0.25, 4.75]
-    if triggers:
-        assert panels["Since the trigger"].get_ylabel() == "events per 1 ms (10³)"
-    assert panels["Photons"].patches[0].get_data().edges.tolist() == [-.5, .5, 1.5, 2.5, 3.5, 6.5]
+def bars_of(module, axes, unit_of_x=1):
+    """The edges, and the events between them by what is written at the axes."""
+    bars = axes.patches[0].get_data()
+    width, power = re.fullmatch(r"events per (.+?)(?: \(10(.)\))?", axes.get_ylabel()).groups()
+    power = 10 ** "⁰¹²³⁴⁵⁶⁷⁸⁹".index(power) if power else 1
+    if match := re.fullmatch(r"([\d.]+) (\w+)", width):
+        width_s = float(match[1]) * module.TIME_UNITS[match[2]]
+    else:
+        width_s = 1
+    edges = bars.edges * unit_of_x
+    return edges, bars.values * power * numpy.diff(edges) / width_s
+
+
+def x_unit(module, axes):
+    return module.TIME_UNITS[re.search(r"\((\w+)\)$", axes.get_xlabel())[1]]
+
+
+@pytest.mark.parametrize("triggers", [None, 256_000 * numpy.arange(101)])
+def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
+    random, n = numpy.random.default_rng(2), 50_000
+    events = numpy.zeros(n, EVENT)
+    events["x"], events["y"] = random.integers(0, [[20 * PIXEL], [10 * PIXEL]], (2, n))
+    events["time"] = numpy.sort(random.integers(0, 25_600_000, n))
+    events["photons"] = random.geometric(0.3, n)
+    events["psd"] = random.normal(0.5, 0.1, n)
+    write(tmp_path / "a.orvenevent", events, triggers)
+    (tmp_path / "b.orvenevent").write_bytes(b"damaged")
+    facts, panels = drawn(module, tmp_path, status=1)
+    assert facts == "  ·  ".join(["50,000 events in 1 file", "1 damaged file left out",
+                                  "40 ms from first to last"] + ["101 triggers"] *
+                                 (triggers is not None))
+    image, = panels["Image"].images
+    counts = numpy.zeros((256, 256))
+    numpy.add.at(counts, (events["y"] // PIXEL, events["x"] // PIXEL), 1)
+    assert (image.get_array() == counts).all()
+    assert image.origin == "upper" and image.get_extent() == (0, 256, 256, 0)
+    assert panels["Image"].get_ylim() == (256, 0)
+    for name, ticks in ("Over time", events["time"]), ("Since the trigger",
+                                                       events["time"] % 256_000):
+        if name in panels:
+            unit = x_unit(module, panels[name])
+            edges, counts = bars_of(module, panels[name], unit)
+            expected, _ = numpy.histogram(ticks, numpy.rint(edges / TICK))
+            assert len(counts) > 30 and counts == pytest.approx(expected)
+    for name, values in ("Photons", events["photons"]), ("PSD", events["psd"]):
+        edges, counts = bars_of(module, panels[name])
+        assert len(counts) > 10 and counts == pytest.approx(numpy.histogram(values, edges)[0])
+    assert ("Since the trigger" in panels) == (triggers is not None)
+
+
+OUTLIER = recording.Event(time=2**62, photons=2**40, psd=1e300)
+INFINITE, NAN = (recording.Event(psd=float(value)) for value in ("inf", "nan"))
+HOT = recording.Event(x=5 * PIXEL)
+
+
+@pytest.mark.parametrize("rows, triggers, shown", [
+    ([], None, ["no events", "no events", "no events"]),
+    ([], [], ["no events", "no events", "no events"]),
+    ([recording.Event(x=-1, time=-5)], [0], ["all at -7.8125e-09 s", "all with 1", "all with 0"]),
+    (spread() + [OUTLIER], None, [101, 101, 101]),
+    (spread() + [INFINITE, NAN], None, [102, 102, "100, 1 outside, 1 NaN"]),
+    ([INFINITE], None, ["all at 0 s", "all with 1", "no finite numbers"]),
+    ([NAN] * 100, None, ["all at 0 s", "all with 1", "no numbers (NaN only)"]),
+    (spread() + [HOT] * 5000, [0, 1], [5100, 5100, 5100]),
+], ids=["empty", "no pulses", "one event", "outlier", "infinite", "only infinite", "NaN",
+        "hot pixel"])
+def test_odd_recordings_are_drawn(module, vexolan, rows, triggers, shown):
+    vexolan.record("a", rows, triggers)
+    _, panels = drawn(module, vexolan.folder)
+    assert panels["Image"].images[0].get_array().sum() == len(rows)
+    for name, expected in zip(("Over time", "Photons", "PSD"), shown):
+        axes = panels[name]
+        if axes.patches:
+            unit = x_unit(module, axes) if name == "Over time" else 1
+            count = bars_of(module, axes, unit)[1].sum()
+            text = ", ".join([f"{count:.0f}"] + [axes.get_title("right")] *
+                             bool(axes.get_title("right")))
+        else:
+            text = axes.texts[0].get_text()
+        assert text == str(expected)

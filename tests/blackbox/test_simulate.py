@@ -16,9 +16,10 @@ EVENT = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<
                      ("psd", "<f8")])
 
 
-def simulate(*arguments):
-    return subprocess.run([SIMULATE, *map(str, arguments)], capture_output=True, text=True,
-                          timeout=60, check=False)
+def simulate(*arguments, limit="unlimited"):
+    return subprocess.run(["bash", "-c", f'ulimit -f {limit}; exec "$0" "$@"', SIMULATE,
+                           *map(str, arguments)], capture_output=True, text=True, timeout=60,
+                          check=False)
 
 
 def recorded(folder):
@@ -115,8 +116,11 @@ def test_files_of_another_recording_are_not_mixed_in(tmp_path):
     assert before == {file: file.read_bytes() for file in tmp_path.iterdir()}
 
 
-def test_a_full_disk_is_reported(tmp_path):
-    (tmp_path / "star_001.orvenevent").symlink_to("/dev/full")
-    done = simulate("-o", tmp_path, "-n", "1k")  # few enough for the last write to fail only
+@pytest.mark.parametrize("disk, limit, reason", [
+    ("/dev/full", "unlimited", "No space left"), (None, 1, "File too large")])
+def test_a_full_disk_and_a_file_size_limit_are_reported(tmp_path, disk, limit, reason):
+    if disk:
+        (tmp_path / "star_001.orvenevent").symlink_to(disk)
+    done = simulate("-o", tmp_path, "-n", "1k", limit=limit)  # only the last write fails
     assert done.returncode == 1
-    assert "star_001.orvenevent" in done.stderr and "No space left" in done.stderr
+    assert "star_001.orvenevent" in done.stderr and reason in done.stderr

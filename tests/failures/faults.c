@@ -1,7 +1,7 @@
 /* Preloaded into a run under test: chosen calls of the C library fail, or find files changed.
  *
- * FAULT_CALL   what is counted: open, read, write, seek, close, place, stat, folder, memory or
- *              thread; with "short", reads and writes move few bytes at a time
+ * FAULT_CALL   what is counted: open, read, write, log, seek, close, place, stat, folder, memory
+ *              or thread; with "short", reads and writes move few bytes at a time
  * FAULT_PATH   with it, only calls are counted whose path contains this
  * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
  * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
@@ -9,7 +9,8 @@
  * FAULT_DO     with it no call fails, but a shell runs this before, followed by 0 before the first
  *              of these calls, 1 before the second, and so on
  * FAULT_CALLS  a file that receives the number of calls, if the process ends by itself
- * FAULT_NAMED  if set, there are no files without a name, as on old kernels and some disks
+ * FAULT_NAMED  if set, there are no files without a name, and no file is renamed only if nothing is
+ *              there, as on old kernels and some disks
  * FAULT_MEMINFO  a file that is opened in place of /proc/meminfo
  * FAULT_CORES    the number of cores in the CPU mask
  */
@@ -113,6 +114,10 @@ static int allowed(int flags) {
     return getenv("FAULT_NAMED") ? flags & ~__O_TMPFILE : flags;
 }
 
+static unsigned known(unsigned flags) {
+    return flags && getenv("FAULT_NAMED") ? ~0U : flags;
+}
+
 /* Defines `name` as a call that may fail with `failure`, or goes on to the C library's own. */
 #define CALL(kind, path, failure, result, name, parameters, arguments) \
     result name parameters {                                           \
@@ -126,6 +131,8 @@ static int allowed(int flags) {
 #define MOVED (errno ? -1 : 0)
 
 CALL("open", path, -1, int, open, (const char* path, int flags, unsigned mode), (path, allowed(flags), mode))
+CALL("open", path, -1, int, openat, (int folder, const char* path, int flags, unsigned mode),
+     (folder, path, allowed(flags), mode))
 CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
      (place_of(path), mode))
 CALL("read", path_of(fd), MOVED, ssize_t, read, (int fd, void* to, size_t bytes),
@@ -134,6 +141,8 @@ CALL("read", path_of(fd), MOVED, ssize_t, pread, (int fd, void* to, size_t bytes
      (fd, to, few(bytes), offset))
 CALL("write", NULL, MOVED, ssize_t, pwrite, (int fd, const void* from, size_t bytes, off_t offset),
      (fd, from, few(bytes), offset))
+CALL("log", NULL, MOVED, ssize_t, write, (int fd, const void* from, size_t bytes),
+     (fd, from, few(bytes)))
 CALL("seek", path_of(fd), -1, off_t, lseek, (int fd, off_t offset, int whence),
      (fd, offset, whence))
 CALL("close", NULL, (next(fd), errno = (int)reason, -1), int, close, (int fd), (fd))
@@ -142,7 +151,9 @@ CALL("place", NULL, -1, int, fchmod, (int fd, mode_t mode), (fd, mode))
 CALL("place", NULL, -1, int, linkat,
      (int from_folder, const char* from, int folder, const char* path, int flags),
      (from_folder, from, folder, path, flags))
-CALL("place", NULL, -1, int, rename, (const char* from, const char* to), (from, to))
+CALL("place", NULL, -1, int, renameat2,
+     (int from_folder, const char* from, int folder, const char* path, unsigned flags),
+     (from_folder, from, folder, path, known(flags)))
 CALL("stat", path, -1, int, stat, (const char* path, struct stat* status), (path, status))
 CALL("folder", NULL, NULL, DIR*, fdopendir, (int fd), (fd))
 CALL("folder", NULL, NULL, struct dirent*, readdir, (DIR * folder), (folder))

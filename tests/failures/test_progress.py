@@ -1,5 +1,6 @@
 """The progress line, as a terminal receives it."""
 
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -48,8 +49,31 @@ def slow(vexolan, faults):
     vexolan.put("b.orvenevent", b"no recording, but long enough for its first header")
 
     def slow(call, seconds=1.5, **settings):
-        faults(call, first=4, last=4, do=f"sleep {seconds} #", cores=1, **settings)
+        faults(call, first=2, last=2, do=f"sleep {seconds} #", cores=1, **settings)
     return slow
+
+
+@pytest.fixture(params=["stopped", "full"])
+def stalled(request, vexolan):
+    """Starts a run on a terminal that takes nothing, and returns it with both of its ends."""
+    started = []
+
+    def start(*arguments):
+        ours, theirs = pty.openpty()
+        if request.param == "stopped":
+            termios.tcflow(theirs, termios.TCOOFF)
+        else:
+            os.set_blocking(theirs, False)
+            with contextlib.suppress(BlockingIOError):
+                while True:
+                    os.write(theirs, b"x\n")
+            os.set_blocking(theirs, True)
+        started.append(subprocess.Popen([program.VEXOLAN, *arguments], cwd=vexolan.folder,
+                                        stdin=theirs, stdout=theirs, stderr=theirs))
+        return ours, theirs, started[0]
+    yield start
+    started[0].kill()
+    started[0].wait()
 
 
 FILES = ["-i", "a.orvenevent,b.orvenevent,c.orvenevent", "-o", "out"]
@@ -110,3 +134,26 @@ def test_jobs_in_the_background_show_nothing(vexolan, slow, job, shown):
 def test_nothing_is_shown_of_short_or_silent_runs(vexolan, slow, seconds, arguments):
     slow("read", seconds, path="a.orvenevent")
     assert on_terminal(vexolan, *arguments, "-i", "a.orvenevent", "-o", "out") == ""
+
+
+def test_terminal_that_takes_nothing_delays_only_its_own_lines(vexolan, slow, stalled):
+    slow("read", path="a.orvenevent")
+    ours, theirs, process = stalled(*FILES)
+    latest = time.monotonic() + 20
+    while not vexolan.exists():
+        assert process.poll() is None and time.monotonic() < latest
+        time.sleep(0.01)
+    termios.tcflow(theirs, termios.TCOON)
+    os.close(theirs)
+    received = b"\n"
+    while b"info" not in received:  # what was kept comes even if the progress line was shown before
+        received += os.read(ours, 4096)
+    assert re.findall(rb"[\nK](ERROR|info): ", received) == [b"ERROR", b"info"]
+    assert process.wait(timeout=60) == 0
+
+
+def test_first_signal_ends_a_run_whose_terminal_takes_nothing(vexolan, slow, stalled):
+    slow("read", "1.5; kill -TERM $PPID", path="a.orvenevent")
+    *_, process = stalled(*FILES)
+    assert process.wait(timeout=20) == -signal.SIGTERM
+    assert not vexolan.exists()

@@ -1,36 +1,17 @@
 #pragma once
 
+#include "Distribution.h"
 #include "Event.h"
-#include "Histograms.h"
+#include "Extent.h"
+#include "Time_Histogram.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 // What is found of recordings: values that can be added up.
-
-/// The smallest and the largest of some values; the smallest is above the largest without any.
-template <class Value>
-struct Extent {
-    using Limits = std::numeric_limits<Value>;
-
-    Value smallest = Limits::has_infinity ? Limits::infinity() : Limits::max();
-    Value largest = Limits::has_infinity ? -Limits::infinity() : Limits::lowest();
-
-    void add(Value value) noexcept {
-        smallest = value < smallest ? value : smallest;  // never NaN
-        largest = value > largest ? value : largest;
-    }
-    void add(const Extent& other) noexcept {
-        smallest = std::min(smallest, other.smallest);
-        largest = std::max(largest, other.largest);
-    }
-    [[nodiscard]] bool empty() const noexcept { return largest < smallest; }
-};
 
 /// The times of events or triggers in the order of the file.
 struct Time_Order {
@@ -88,7 +69,8 @@ struct Trigger_Summary {
     Time_Order order;
     Extent<std::int64_t> period;  ///< ticks from each pulse to the next; empty with fewer than two
     std::int64_t median_period = 0;
-    std::uint64_t nMissing = 0;  ///< pulses that the median period lets expect and nobody saw
+    /// Pulses that the median period lets expect and nobody saw; empty if pulses are not in order.
+    std::optional<std::uint64_t> nMissing = 0;
 };
 
 /// The events of a file, or of all files.
@@ -107,6 +89,7 @@ struct Event_Summary {
 struct Summary {
     Event_Summary events;
     Time_Order order;
+    std::optional<double> rate;               ///< events per second; empty where there is none
     std::optional<Trigger_Summary> triggers;  ///< empty if none were recorded
     std::optional<Quantiles> nPhotons;        ///< empty without values
     std::optional<Quantiles> psd;
@@ -147,8 +130,8 @@ struct Since_Trigger {
 struct Survey {
     std::vector<File_Survey> files;  ///< as they were given
     Summary total;
-    Binned nPhotons;  ///< without bins where there are no values
-    Binned psd;
+    Distribution nPhotons;
+    Distribution psd;  ///< of the values that are numbers
     Survey_Image image;
     Time_Histogram over_time;
     std::optional<Since_Trigger> since_trigger;  ///< empty without trigger intervals

@@ -3,44 +3,12 @@
 #include "survey_triggers.h"
 
 #include <algorithm>
-#include <tuple>
+#include <limits>
 
 namespace {
 
-Binned photon_bins(const Event_Summary& events, const Log_Histogram& counts) {
-    if (events.nPhotons.empty()) {
-        return {};
-    }
-    return in_whole_bins(counts.binned(static_cast<double>(events.nPhotons.smallest),
-                                       static_cast<double>(events.nPhotons.largest)));
-}
-
-Binned psd_bins(const Event_Summary& events, const Log_Histogram& counts) {
-    return events.psd.empty() ? Binned{} : counts.binned(events.psd.smallest, events.psd.largest);
-}
-
-/// Bins may be wider than what the values in them span.
-template <class Value>
-Quantiles within(Quantiles quantiles, const Extent<Value>& extent) {
-    for (double& quantile : quantiles) {
-        quantile = std::clamp(quantile, static_cast<double>(extent.smallest),
-                              static_cast<double>(extent.largest));
-    }
-    return quantiles;
-}
-
-/// Works out the quantiles, and returns the bins that they are of.
-std::pair<Binned, Binned> describe(Summary& summary, const Log_Histogram& photon_counts,
-                                   const Log_Histogram& psd_counts) {
-    std::pair bins(photon_bins(summary.events, photon_counts),
-                   psd_bins(summary.events, psd_counts));
-    if (!bins.first.counts.empty()) {
-        summary.nPhotons = within(quantiles_of(bins.first, true), summary.events.nPhotons);
-    }
-    if (!bins.second.counts.empty()) {
-        summary.psd = within(quantiles_of(bins.second, false), summary.events.psd);
-    }
-    return bins;
+std::optional<Quantiles> quantiles_if_any(const Distribution& distribution) {
+    return distribution.empty() ? std::nullopt : std::optional(quantiles_of(distribution));
 }
 
 /// How wide bins must be, as a power of two of ticks, to hold times up to the period.
@@ -53,11 +21,39 @@ int shift_for(std::int64_t period) {
 }
 
 void add_triggers(Summary& total, const Trigger_Summary& triggers) {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
     Trigger_Summary& sum = total.triggers ? *total.triggers : total.triggers.emplace();
     sum.nPulses += triggers.nPulses;
     sum.order.add(triggers.order);
     sum.period.add(triggers.period);
-    sum.nMissing += triggers.nMissing;
+    if (sum.nMissing && triggers.nMissing) {
+        *sum.nMissing += std::min(*triggers.nMissing, most - *sum.nMissing);
+    } else {
+        sum.nMissing.reset();
+    }
+}
+
+/// Empty for events of one moment.
+std::optional<double> rate_of(const Summary& summary) {
+    const double seconds = orven::Event_Time::seconds_of(summary.order.span());
+    return seconds > 0 ? std::optional(static_cast<double>(summary.events.nEvents) / seconds)
+                       : std::nullopt;
+}
+
+/// Whether events of one file are from the time between those of another: they may count from zero
+/// each.
+bool overlap_in_time(const std::vector<File_Survey>& files) {
+    std::vector<Extent<std::int64_t>> times;
+    for (const File_Survey& file : files) {
+        if (!file.summary.order.times.empty()) {
+            times.push_back(file.summary.order.times);
+        }
+    }
+    std::ranges::sort(times, {}, &Extent<std::int64_t>::smallest);
+    const auto overlaps = [](const auto& before, const auto& next) {
+        return next.smallest < before.largest;
+    };
+    return std::ranges::adjacent_find(times, overlaps) != times.end();
 }
 
 }  // namespace
@@ -114,13 +110,21 @@ void Survey_Collection::add(const Event_Range& range, const Range_Survey& found)
 }
 
 void Survey_Collection::finish(In_Work& found, File_Survey& file) {
-    file.summary.events = found.events;
-    file.summary.events.nNaN = found.psd_counts.nNaN();
+    Event_Summary& events = file.summary.events;
+    events = found.events;
+    events.nPhotons = found.photon_counts.extent();
+    const Distribution psd = found.psd_counts.distribution();
+    if (!psd.empty()) {
+        events.psd = {psd.front().smallest, psd.back().largest};
+    }
+    events.nNaN = found.psd_counts.nNaN();
     std::ranges::sort(found.orders, {}, [](const auto& order) { return order.first; });
     for (const auto& [first, order] : found.orders) {
         file.summary.order.append(order);
     }
-    describe(file.summary, found.photon_counts, found.psd_counts);
+    file.summary.rate = rate_of(file.summary);
+    file.summary.nPhotons = quantiles_if_any(found.photon_counts.distribution());
+    file.summary.psd = quantiles_if_any(psd);
     const Lock lock(mutex);
     photon_counts += found.photon_counts;
     psd_counts += found.psd_counts;
@@ -134,9 +138,15 @@ void Survey_Collection::sum_up(Survey& survey) const {
             add_triggers(survey.total, *file.summary.triggers);
         }
     }
+    if (!overlap_in_time(files)) {
+        survey.total.rate = rate_of(survey.total);
+    }
     const Lock lock(mutex);
     if (!periods.empty()) {
         survey.total.triggers->median_period = periods.median();
     }
-    std::tie(survey.nPhotons, survey.psd) = describe(survey.total, photon_counts, psd_counts);
+    survey.nPhotons = photon_counts.distribution();
+    survey.psd = psd_counts.distribution();
+    survey.total.nPhotons = quantiles_if_any(survey.nPhotons);
+    survey.total.psd = quantiles_if_any(survey.psd);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Log_Histogram.h"
+#include "Photon_Histogram.h"
 #include "Survey.h"
 #include "Survey_Task.h"
 #include "reading/Work_Queue.h"
@@ -41,7 +43,7 @@ private:
         std::vector<std::pair<std::size_t, Time_Order>> orders
             GUARDED_BY(mutex);  ///< by first event
         Event_Summary events GUARDED_BY(mutex);
-        Log_Histogram photon_counts GUARDED_BY(mutex);
+        Photon_Histogram photon_counts GUARDED_BY(mutex);
         Log_Histogram psd_counts GUARDED_BY(mutex);
     };
 
@@ -54,6 +56,6 @@ private:
     mutable Mutex mutex;
     std::size_t first_with_intervals GUARDED_BY(mutex);  ///< of the files looked at so far
     Value_Sample periods GUARDED_BY(mutex);
-    Log_Histogram photon_counts GUARDED_BY(mutex);
+    Photon_Histogram photon_counts GUARDED_BY(mutex);
     Log_Histogram psd_counts GUARDED_BY(mutex);
 };

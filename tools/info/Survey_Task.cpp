@@ -6,24 +6,11 @@
 
 #include <algorithm>
 #include <limits>
-#include <utility>
 
 namespace {
 
 /// So many events fit the counters of the image, wherever they lie.
 constexpr std::uint64_t most_uncollected = std::numeric_limits<unsigned int>::max();
-
-/// A loop of its own: nothing is written to memory meanwhile, so all extents stay in registers.
-Event_Summary extents_of(std::span<const orven::Photon_Event> events) {
-    Event_Summary extents;
-    extents.nEvents = events.size();
-    for (const orven::Photon_Event& event : events) {
-        extents.x.add(event.x.value);
-        extents.y.add(event.y.value);
-        extents.psd.add(event.psd.value);
-    }
-    return extents;
-}
 
 /// Adds to the counts of an interval from `open` on.
 void count_times(std::span<const std::int64_t> times, std::int64_t open, Since_Trigger& since) {
@@ -76,7 +63,6 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
             count_since_triggers(times);
         }
     }
-    collect_photon_counts();
     return found;
 }
 
@@ -92,9 +78,9 @@ void Survey_Task::sum_up(Survey& survey) {
 }
 
 void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int since_shift) {
-    if (walked != input) {
+    if (walked.lock() != input) {
         walked = input;
-        triggers.emplace(walked->file, true);
+        triggers.emplace(input->file, true);
     }
     next_trigger = 0;
     if (!since_trigger) {
@@ -103,24 +89,12 @@ void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int sinc
 }
 
 void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
-    found.events.add(extents_of(events));
+    found.events.nEvents += events.size();
     for (const orven::Photon_Event& event : events) {
-        if (event.nPhotons < few_photons.size()) {
-            ++few_photons[event.nPhotons];
-        } else {
-            found.events.nPhotons.add(event.nPhotons);
-            found.photon_counts.add(static_cast<double>(event.nPhotons));
-        }
+        found.events.x.add(event.x.value);
+        found.events.y.add(event.y.value);
+        found.photon_counts.add(event.nPhotons);
         found.psd_counts.add(event.psd.value);
-    }
-}
-
-void Survey_Task::collect_photon_counts() noexcept {
-    for (std::size_t n = 0; n < few_photons.size(); ++n) {
-        if (few_photons[n] > 0) {
-            found.events.nPhotons.add(n);
-            found.photon_counts.add(static_cast<double>(n), std::exchange(few_photons[n], 0));
-        }
     }
 }
 
@@ -143,9 +117,14 @@ void Survey_Task::collect_image() noexcept {
 
 Time_Order Survey_Task::take_times(std::span<const orven::Photon_Event> events) {
     times.resize(events.size());
-    std::ranges::transform(events, times.begin(),
-                           [](const orven::Photon_Event& event) { return event.time.value; });
-    if (std::ranges::is_sorted(times)) {
+    std::size_t nSteps_back = 0;
+    std::int64_t before = events.front().time.value;
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        times[i] = events[i].time.value;
+        nSteps_back += times[i] < before ? 1 : 0;
+        before = times[i];
+    }
+    if (nSteps_back == 0) {
         return {{times.front(), times.back()}, times.front(), times.back(), 0, 0};
     }
     Time_Order order;

@@ -2,13 +2,15 @@
 
 #include "Event.h"
 #include "Filters_Events.h"
+#include "Log_Histogram.h"
+#include "Photon_Histogram.h"
 #include "Survey.h"
+#include "Time_Histogram.h"
 #include "binning/Placement.h"
 #include "counting/Cell_Counter.h"
 #include "reading/Trigger_List.h"
 #include "reading/Work_Queue.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -18,9 +20,9 @@
 
 /// What is found of a range.
 struct Range_Survey {
-    Event_Summary events;
+    Event_Summary events;  ///< without photon counts and PSD values
     Time_Order order;
-    Log_Histogram photon_counts;
+    Photon_Histogram photon_counts;
     Log_Histogram psd_counts;
 
     void clear() noexcept;
@@ -45,7 +47,6 @@ private:
     void survey_piece(std::span<const orven::Photon_Event> events);
     void count_pixels(std::span<const orven::Photon_Event> events);
     void collect_image() noexcept;
-    void collect_photon_counts() noexcept;
     /// Takes the times out of the events, and sorts them.
     Time_Order take_times(std::span<const orven::Photon_Event> events);
     void count_since_triggers(std::span<const std::int64_t> ascending);
@@ -56,14 +57,12 @@ private:
     std::vector<std::size_t> cells;  ///< of the piece
     Counters pixels;                 ///< of the image, until they are collected
     std::uint64_t nUncollected = 0;
-    std::array<std::uint64_t, 256>
-        few_photons{};                ///< counts of the range, until they are collected
     std::vector<std::int64_t> times;  ///< of the piece, ascending
     Range_Survey found;
     Survey_Image image;
     Time_Histogram over_time;
     std::optional<Since_Trigger> since_trigger;
-    std::shared_ptr<const Input> walked;  ///< `triggers` are of this file
-    std::optional<Trigger_List> triggers;
+    std::optional<Trigger_List> triggers;  ///< of `walked`, if that is still open
+    std::weak_ptr<const Input> walked;     ///< does not keep the file open
     std::size_t next_trigger = 0;
 };

@@ -2,9 +2,11 @@
 #include "output/Json_Writer.h"
 #include "reports.h"
 
-#include <cmath>
+#include <cstdint>
+#include <optional>
 #include <span>
 #include <sstream>
+#include <vector>
 
 namespace {
 
@@ -92,13 +94,11 @@ private:
     }
 
     /// The bins, where there are any, go with the quantiles that they are of.
-    void write_summary(const Summary& summary, const Binned* photon_bins, const Binned* psd_bins) {
+    void write_summary(const Summary& summary, const Distribution* photon_bins,
+                       const Distribution* psd_bins) {
         json.member("events", summary.events.nEvents);
-        if (summary.triggers) {
-            json.member("triggers", summary.triggers->nPulses);
-        } else {
-            json.null_member("triggers");
-        }
+        write_if_known("triggers",
+                       summary.triggers ? std::optional(summary.triggers->nPulses) : std::nullopt);
         write_time(summary);
         write_period(summary.triggers);
         write_position(summary.events);
@@ -127,8 +127,7 @@ private:
             json.member("first_s", Event_Time::seconds_of(order.times.smallest));
             json.member("last_s", Event_Time::seconds_of(order.times.largest));
             json.member("span_s", Event_Time::seconds_of(order.span()));
-            json.member("rate_per_s", static_cast<double>(summary.events.nEvents) /
-                                          Event_Time::seconds_of(order.span()));
+            write_if_known("rate_per_s", summary.rate);
             write_order(order);
         });
     }
@@ -148,7 +147,7 @@ private:
             json.member("median_s", Event_Time::seconds_of(triggers->median_period));
             json.member("smallest_s", Event_Time::seconds_of(triggers->period.smallest));
             json.member("largest_s", Event_Time::seconds_of(triggers->period.largest));
-            json.member("missing", triggers->nMissing);
+            write_if_known("missing", triggers->nMissing);
             write_order(triggers->order);
         });
     }
@@ -170,7 +169,7 @@ private:
         });
     }
 
-    void write_psd(const Summary& summary, const Binned* bins) {
+    void write_psd(const Summary& summary, const Distribution* bins) {
         if (summary.psd) {
             write_extent(summary.events.psd);
         }
@@ -186,20 +185,35 @@ private:
         json.member("largest", extent.largest);
     }
 
-    void write_distribution(const Quantiles& quantiles, const Binned* bins) {
+    void write_distribution(const Quantiles& quantiles, const Distribution* bins) {
         json.object("quantiles", [&] {
             for (std::size_t i = 0; i < quantiles.size(); ++i) {
                 std::ostringstream part;
-                part << quantile_parts.at(i);
+                part << quantile_percents.at(i) / 100.0;
                 json.member(part.str().c_str(), quantiles.at(i));
             }
         });
         if (bins != nullptr) {
-            json.object("counts", [&] {
-                json.values("edges", bins->edges);
-                json.values("counts", bins->counts);
-            });
+            json.object("counts", [&] { write_bins(*bins); });
         }
+    }
+
+    /// What lies between bins is a bin without values.
+    void write_bins(const Distribution& bins) {
+        std::vector<double> edges;
+        std::vector<std::uint64_t> counts;
+        for (const Value_Bin& bin : bins) {
+            if (edges.empty()) {
+                edges.push_back(bin.low);
+            } else if (edges.back() < bin.low) {
+                edges.push_back(bin.low);
+                counts.push_back(0);
+            }
+            edges.push_back(bin.end);
+            counts.push_back(bin.count);
+        }
+        json.values("edges", edges);
+        json.values("counts", counts);
     }
 
     void write_suggestion(const Suggestion& suggestion) {
@@ -207,17 +221,22 @@ private:
             json.member("mode", suggestion.mode);
             json.member("what", suggestion.what);
             json.member("shell", suggestion.shell);
-            if (suggestion.bin_seconds) {
-                json.member("time_bin_s", *suggestion.bin_seconds);
-            } else {
-                json.null_member("time_bin_s");
-            }
+            write_if_known("time_bin_s", suggestion.bin_seconds);
             json.member("pages", suggestion.nPages);
             json.member("rows", suggestion.size);
             json.member("columns", suggestion.size);
             json.member("image_bytes", suggestion.imageBytes);
             json.member("file_bytes", suggestion.fileBytes);
         });
+    }
+
+    template <class Value>
+    void write_if_known(const char* key, const std::optional<Value>& value) {
+        if (value) {
+            json.member(key, *value);
+        } else {
+            json.null_member(key);
+        }
     }
 
     const Survey& survey;

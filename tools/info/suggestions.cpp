@@ -80,24 +80,24 @@ Input_Words words_for_files(const std::vector<std::string>& paths) {
 }
 
 /// All that can be read of the inputs, in the order of their names if `sorted`.
-Input_Words input_words(const Survey& survey, const std::vector<std::string>& inputs, bool sorted) {
-    const auto is_folder = [](const std::string& input) {
-        return std::filesystem::is_directory(input);
+Input_Words input_words(const Survey& survey, const std::vector<Named_Input>& inputs, bool sorted) {
+    const auto has_short_name = [sorted](const Named_Input& input) {
+        return input.isFolder && (input.patternFits || !sorted);
     };
-    if (survey.nFaulty() > 0 || !std::ranges::all_of(inputs, is_folder)) {
+    if (survey.nFaulty() > 0 || !std::ranges::all_of(inputs, has_short_name)) {
         return words_for_files(readable_paths(survey));
     }
     if (!sorted) {
         std::string options;
-        for (const std::string& folder : inputs) {
-            options += (options.empty() ? "-I " : " -I ") + shell_word(folder);
+        for (const Named_Input& folder : inputs) {
+            options += (options.empty() ? "-I " : " -I ") + shell_word(folder.path);
         }
         return {"", options};
     }
     std::vector<std::string> patterns;
-    for (const std::string& folder : inputs) {
-        const std::string slash = folder.ends_with('/') ? "" : "/";
-        patterns.push_back(shell_word(folder + slash) + "*" +
+    for (const Named_Input& folder : inputs) {
+        const std::string slash = folder.path.ends_with('/') ? "" : "/";
+        patterns.push_back(shell_word(folder.path + slash) + "*" +
                            std::string(Parameters::extension_eventFiles));
     }
     return words_for_list(patterns);
@@ -145,7 +145,7 @@ double round_number(double seconds) {
 
 class Suggestion_List {
 public:
-    Suggestion_List(const Survey& survey_, const std::vector<std::string>& inputs_)
+    Suggestion_List(const Survey& survey_, const std::vector<Named_Input>& inputs_)
         : survey(survey_), inputs(inputs_) {}
 
     Suggestions make() {
@@ -195,7 +195,7 @@ private:
                      : mode_name == "reference" ? "sequence"
                                                 : "frames";
         }
-        const std::string output = base_name(inputs.front()) + "-" + ending + ".tif";
+        const std::string output = base_name(inputs.front().path) + "-" + ending + ".tif";
         made.shell = words.before + "vexolan " + options + " -o " + shell_word(output);
         suggestions.list.push_back(made);
     }
@@ -275,12 +275,12 @@ private:
     }
 
     const Survey& survey;
-    const std::vector<std::string>& inputs;
+    const std::vector<Named_Input>& inputs;
     Suggestions suggestions;
 };
 
 }  // namespace
 
-Suggestions suggest(const Survey& survey, const std::vector<std::string>& inputs) {
+Suggestions suggest(const Survey& survey, const std::vector<Named_Input>& inputs) {
     return Suggestion_List(survey, inputs).make();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Named_Input.h"
 #include "Survey.h"
 
 #include <cstdint>
@@ -26,4 +27,4 @@ struct Suggestions {
 };
 
 /// `inputs` are the files and folders that were asked for.
-[[nodiscard]] Suggestions suggest(const Survey& survey, const std::vector<std::string>& inputs);
+[[nodiscard]] Suggestions suggest(const Survey& survey, const std::vector<Named_Input>& inputs);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <span>
 
 namespace {
@@ -24,10 +25,16 @@ void for_each_trigger(const orven::Event_File& file, const Visit& visit) {
     }
 }
 
-/// The ticks from one trigger to the next; wraps beyond 64 bits.
+/// The ticks from one trigger to the next, at most as many as 64 bits hold.
 std::int64_t period_between(std::int64_t before, std::int64_t trigger) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(trigger) -
-                                     static_cast<std::uint64_t>(before));
+    using Limits = std::numeric_limits<std::int64_t>;
+    if (before < 0 && trigger > Limits::max() + before) {
+        return Limits::max();
+    }
+    if (before > 0 && trigger < Limits::min() + before) {
+        return Limits::min();
+    }
+    return trigger - before;
 }
 
 /// How many pulses are missing between two that are so far apart.
@@ -53,10 +60,12 @@ Trigger_Summary survey_triggers(const orven::Event_File& file, Value_Sample& per
         return summary;
     }
     summary.median_period = periods.median();
-    if (summary.median_period > 0) {
+    if (summary.order.nSteps_back > 0) {
+        summary.nMissing.reset();
+    } else if (summary.median_period > 0) {
         const auto median = static_cast<double>(summary.median_period);
         for_each_trigger(file, [&](std::int64_t trigger, std::optional<std::int64_t> before) {
-            summary.nMissing += before ? missing_in(period_between(*before, trigger), median) : 0;
+            *summary.nMissing += before ? missing_in(period_between(*before, trigger), median) : 0;
         });
     }
     return summary;

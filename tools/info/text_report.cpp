@@ -1,4 +1,6 @@
 #include "Event.h"
+#include "histogram_rows.h"
+#include "number_texts.h"
 #include "reports.h"
 
 #include <algorithm>
@@ -7,39 +9,12 @@
 #include <cstddef>
 #include <iomanip>
 #include <ios>
-#include <numeric>
 #include <sstream>
 
 namespace {
 
 using orven::Event_Length;
 using orven::Event_Time;
-
-/// A count, with commas between thousands.
-std::string grouped(std::uint64_t number) {
-    const std::string digits = std::to_string(number);
-    std::string text;
-    for (std::size_t i = 0; i < digits.size(); ++i) {
-        if (i > 0 && (digits.size() - i) % 3 == 0) {
-            text += ',';
-        }
-        text += digits[i];
-    }
-    return text;
-}
-
-/// So many significant digits, or all of a large whole number; without an exponent where that is
-/// readable.
-std::string digits(double number, int significant = 4) {
-    constexpr double readable = 1e15;
-    const double size = std::round(std::fabs(number));
-    if (size >= std::max(1000.0, std::pow(10, significant - 1)) && size < readable) {
-        return std::string(number < 0 ? 1 : 0, '-') + grouped(static_cast<std::uint64_t>(size));
-    }
-    std::ostringstream text;
-    text << std::setprecision(significant) << number;
-    return text.str();
-}
 
 struct Prefix {
     double factor;
@@ -91,15 +66,11 @@ public:
         if (survey.files.size() > 1) {
             write_total();
         }
-        const Event_Summary& events = survey.total.events;
         if (survey.total.nPhotons) {
-            write_histogram("Photons per event", survey.nPhotons, *survey.total.nPhotons,
-                            static_cast<double>(events.nPhotons.smallest),
-                            static_cast<double>(events.nPhotons.largest), true);
+            write_histogram("Photons per event", survey.nPhotons, *survey.total.nPhotons, true);
         }
         if (survey.total.psd) {
-            write_histogram("PSD values", survey.psd, *survey.total.psd, events.psd.smallest,
-                            events.psd.largest, false);
+            write_histogram("PSD values", survey.psd, *survey.total.psd, false);
         }
         write_suggestions(suggestions);
         return text.str();
@@ -148,8 +119,10 @@ private:
         std::string time = time_text(Event_Time::seconds_of(order.times.smallest)) + " to " +
                            time_text(Event_Time::seconds_of(order.times.largest));
         if (span > 0) {
-            time += ", " + time_text(span) + " long, " +
-                    amount_text(static_cast<double>(events.nEvents) / span, "events/s");
+            time += ", " + time_text(span) + " long";
+        }
+        if (summary.rate) {
+            time += ", " + amount_text(*summary.rate, "events/s");
         }
         write_line("time", time);
         write_line("position",
@@ -182,8 +155,11 @@ private:
             };
             text += ", every " + period(triggers->median_period) + " (" +
                     period(triggers->period.smallest) + " to " + period(triggers->period.largest) +
-                    "), " + (triggers->nMissing == 0 ? "none" : grouped(triggers->nMissing)) +
-                    " missing";
+                    ")";
+            if (triggers->nMissing) {
+                text += ", " + (*triggers->nMissing == 0 ? "none" : grouped(*triggers->nMissing)) +
+                        " missing";
+            }
         }
         return text + ", " + order_text(triggers->order);
     }
@@ -199,8 +175,8 @@ private:
         constexpr std::size_t low = 1;
         constexpr std::size_t median = 3;
         constexpr std::size_t high = 5;
-        static_assert(quantile_parts[low] == 0.05 && quantile_parts[median] == 0.5 &&
-                      quantile_parts[high] == 0.95);
+        static_assert(quantile_percents[low] == 5 && quantile_percents[median] == 50 &&
+                      quantile_percents[high] == 95);
         return digits(smallest, 4) + " to " + digits(largest, 4) + ", median " +
                digits(quantiles[median], 3) + ", nine of ten from " + digits(quantiles[low], 3) +
                " to " + digits(quantiles[high], 3);
@@ -212,8 +188,8 @@ private:
 
     /// Rows of equal width over nearly all values; those outside are added up in a row of their
     /// own.
-    void write_histogram(const char* title, const Binned& binned, const Quantiles& quantiles,
-                         double smallest, double largest, bool whole);
+    void write_histogram(const char* title, const Distribution& distribution,
+                         const Quantiles& quantiles, bool whole);
 
     void write_suggestions(const Suggestions& suggestions) {
         text << "Suggestions\n";
@@ -239,86 +215,36 @@ private:
     std::ostringstream text;
 };
 
-/// The same bins, without the parts of the outer ones in which there is no value.
-Binned trimmed(Binned binned, double smallest, double largest, bool whole) {
-    binned.edges.front() = smallest;
-    binned.edges.back() = whole ? largest + 1 : largest;
-    return binned;
-}
-
-/// How many values are less than `limit`, as far as is known: they are spread evenly over their
-/// bin.
-double count_below(const Binned& binned, double limit) {
-    double sum = 0;
-    for (std::size_t bin = 0; bin < binned.counts.size(); ++bin) {
-        const double low = binned.edges[bin];
-        const double width = binned.edges[bin + 1] - low;
-        const bool has_parts = width > 0 && std::isfinite(width);
-        const double part = has_parts ? (limit - low) / width : limit > low ? 1 : 0;
-        sum += std::clamp(part, 0.0, 1.0) * static_cast<double>(binned.counts[bin]);
-    }
-    return sum;
-}
-
-/// The width of histogram rows: 1, 2 or 5 times a power of ten, at most `most` of them from `low`
-/// to `high`.
-double row_width(double low, double high, double most) {
-    const double span = high > low ? high - low : std::max(std::fabs(high), 1.0);
-    const double least = span / most;
-    const double power = std::pow(10, std::floor(std::log10(least)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (factor * power >= least) {
-            return factor * power;
-        }
-    }
-    return 10 * power;
-}
-
-void Report::write_histogram(const char* title, const Binned& binned, const Quantiles& quantiles,
-                             double smallest, double largest, bool whole) {
-    constexpr double most_rows = 20;
+void Report::write_histogram(const char* title, const Distribution& distribution,
+                             const Quantiles& quantiles, bool whole) {
     constexpr double margin = 0.5;
     // From a little below the first quantile to a little above the last.
     const double spread = margin * (quantiles.back() - quantiles.front());
-    const double low = std::max(smallest, quantiles.front() - spread);
-    const double high = std::min(largest, quantiles.back() + spread);
+    const double low = std::max(distribution.front().smallest, quantiles.front() - spread);
+    const double high = std::min(distribution.back().largest, quantiles.back() + spread);
     if (!std::isfinite(high - low)) {
         return;
     }
-    double width = row_width(low, high, most_rows);
-    if (whole) {
-        width = std::max(width, 1.0);
+    const Histogram_Rows rows = histogram_rows(distribution, low, high, whole);
+    std::uint64_t most = 1;
+    for (const Histogram_Row& row : rows.rows) {
+        most = std::max(most, row.count);
     }
-    const double first = std::floor(low / width);
-    const auto nRows = static_cast<std::size_t>(std::floor(high / width) - first) + 1;
-    const auto start_of = [&](std::size_t row) {
-        return (first + static_cast<double>(row)) * width;
-    };
-    const Binned bins = trimmed(binned, smallest, largest, whole);
-    const double below = count_below(bins, start_of(0));
-    const double above = std::accumulate(bins.counts.begin(), bins.counts.end(), 0.0) -
-                         count_below(bins, start_of(nRows));
-    std::vector<double> rows(nRows);
-    for (std::size_t row = 0; row < nRows; ++row) {
-        rows[row] = count_below(bins, start_of(row + 1)) - count_below(bins, start_of(row));
-    }
-    const double most = std::max(1.0, *std::ranges::max_element(rows));
-    constexpr int bar_length = 50;
-    constexpr double least = 0.5;  // would be rounded to none
     text << title << '\n';
-    const auto write_row = [&](const std::string& name, double count, const std::string& bar) {
-        text << "  " << std::right << std::setw(10) << name << std::setw(16)
-             << grouped(static_cast<std::uint64_t>(std::round(count))) << ' ' << bar << '\n';
+    const auto write_row = [&](const std::string& name, std::uint64_t count, double bar) {
+        constexpr int bar_length = 50;
+        text << "  " << std::right << std::setw(10) << name << std::setw(16) << grouped(count)
+             << ' ' << std::string(static_cast<std::size_t>(std::round(bar_length * bar)), '#')
+             << '\n';
     };
-    if (below >= least) {
-        write_row("below", below, "");
+    if (rows.below > 0) {
+        write_row("below", rows.below, 0);
     }
-    for (std::size_t row = 0; row < nRows; ++row) {
-        const auto length = static_cast<std::size_t>(std::round(bar_length * rows[row] / most));
-        write_row(digits(start_of(row)), rows[row], std::string(length, '#'));
+    for (const Histogram_Row& row : rows.rows) {
+        write_row(row.name, row.count, static_cast<double>(row.count) / static_cast<double>(most));
     }
-    if (above >= least) {
-        write_row("above", above, "");
+    if (rows.above > 0) {
+        write_row("above", rows.above, 0);
     }
     text << '\n';
 }

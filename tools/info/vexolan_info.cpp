@@ -1,17 +1,15 @@
 #include "Companion.h"
+#include "Named_Input.h"
 #include "progress/Progress_Line.h"
 #include "reports.h"
-#include "settings/Parameters.h"
-#include "signals.h"
 #include "suggestions.h"
 #include "survey_files.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -28,30 +26,11 @@ Examples:
   vexolan-info recording
   vexolan-info --json recording > recording.json)";
 
-/// The event files among the inputs: those of folders in the order of their names.
-/// Throws: std::filesystem::filesystem_error; std::runtime_error for a folder without event files.
-std::vector<std::string> list_files(const std::vector<std::string>& inputs) {
+/// All event files of the inputs, in their order.
+std::vector<std::string> files_of(const std::vector<Named_Input>& inputs) {
     std::vector<std::string> files;
-    for (const std::string& input : inputs) {
-        if (!std::filesystem::is_directory(input)) {
-            files.push_back(input);
-            continue;
-        }
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(input)) {
-            std::error_code unknown;
-            if (entry.path().extension() == Parameters::extension_eventFiles &&
-                !entry.is_directory(unknown)) {
-                found.push_back(entry.path().string());
-            }
-        }
-        if (found.empty()) {
-            throw std::runtime_error("there are no " +
-                                     std::string(Parameters::extension_eventFiles) +
-                                     " files in the folder " + input);
-        }
-        std::ranges::sort(found);
-        files.insert(files.end(), found.begin(), found.end());
+    for (const Named_Input& input : inputs) {
+        files.insert(files.end(), input.files.begin(), input.files.end());
     }
     return files;
 }
@@ -64,19 +43,21 @@ Survey survey_with_progress(const std::vector<std::string>& files) {
 
 int run(int argc, char* argv[]) {
     CLI::App app(description, "vexolan-info");
-    std::vector<std::string> inputs;
+    std::vector<std::string> paths;
     bool json = false;
     app.footer(footer);
     add_standard_options(app, "[OPTION]... FILE|FOLDER...");
-    app.add_option("inputs", inputs);
+    app.add_option("inputs", paths);
     app.add_flag("--json", json, "Print one JSON object, with an image of 256 x 256\npixels");
     if (const auto status = parse(app, argc, argv)) {
         return *status;
     }
-    if (inputs.empty()) {
+    if (paths.empty()) {
         throw std::runtime_error("name files or folders to look at; --help tells more");
     }
-    const Survey survey = survey_with_progress(list_files(inputs));
+    std::vector<Named_Input> inputs;
+    std::ranges::transform(paths, std::back_inserter(inputs), look_up);
+    const Survey survey = survey_with_progress(files_of(inputs));
     const Suggestions suggestions = suggest(survey, inputs);
     std::cout << (json ? json_report(survey, suggestions) : text_report(survey, suggestions))
               << std::flush;
@@ -89,6 +70,5 @@ int run(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    clean_up_at_signals();
     return run_companion("vexolan-info", argc, argv, run);
 }

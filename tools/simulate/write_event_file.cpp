@@ -4,7 +4,7 @@
 #include "output/Output_File.h"
 
 #include <algorithm>
-#include <system_error>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -29,7 +29,7 @@ public:
 private:
     void check(bool success) const {
         if (!success) {
-            throw std::system_error(file.error(), std::generic_category(), path);
+            throw std::runtime_error(path + ": " + file.reason());
         }
     }
 
