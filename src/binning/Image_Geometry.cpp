@@ -23,10 +23,11 @@ struct Extent {
 Extent extent_of(double low, double high) {
     constexpr double largest = 32768;  // positions have 16 bits before the point
     require(low >= -largest && high <= largest && low < high,
-            "region must be X0,Y0,X1,Y1 with X0 < X1 and Y0 < Y1, between -32768 and 32768!");
+            "region must have X0 < X1 and Y0 < Y1, all between -32768 and 32768!");
     constexpr double units = orven::Event_Length::units_per_pixel;
     const Extent extent{std::llround(low * units), std::llround(high * units)};
-    require(extent.first < extent.end, "region is narrower than a unit of the position!");
+    require(extent.first < extent.end,
+            "region must be at least 1/65536 of a detector pixel wide and high!");
     return extent;
 }
 
@@ -84,6 +85,6 @@ Time_Axis time_axis(std::uint64_t nPages, const Page_Times& times) {
     constexpr std::int64_t limit = std::int64_t{1} << 62U;
     const auto start = orven::Event_Time::from_seconds(*times.start);
     require(start && start->value > -limit && start->value < limit && length <= limit,
-            "timeStart and the time bins with it must be less than 7.2e9 seconds!");
+            "timeStart must be less than 7.2e9 seconds from zero, and time bins shorter!");
     return {length, nPages, start->value};
 }

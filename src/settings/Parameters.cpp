@@ -3,8 +3,8 @@
 #include "logging.h"
 
 #include <cinttypes>
+#include <cstddef>
 #include <cstdlib>
-#include <sstream>
 #include <stdexcept>
 
 const option Parameters::long_options[] = {
@@ -49,33 +49,26 @@ std::uint64_t read_unsigned(const char* argument, const char* failure) {
     return value;
 }
 
-/// A number and nothing else.
-double read_number(const std::string& text, const std::string& option) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0') {
-        throw std::invalid_argument(option + ": \"" + text + "\" is not a number!");
-    }
-    return number;
-}
-
-/// Four numbers with commas between them.
-std::array<double, 4> read_region(const std::string& text) {
-    std::array<double, 4> numbers{};
-    std::istringstream rest(text);
-    std::string number;
-    for (double& each : numbers) {
-        std::getline(rest, number, ',');
-        each = read_number(number, "region");
-    }
-    if (!rest.eof()) {
-        throw std::invalid_argument("region: \"" + text + "\" is not X0,Y0,X1,Y1!");
+/// So many numbers with commas between them, and nothing else.
+template <std::size_t n>
+std::array<double, n> read_numbers(const char* text, const char* failure) {
+    std::array<double, n> numbers{};
+    const char* next = text;
+    for (std::size_t i = 0; i < n; ++i) {
+        char* end = nullptr;
+        numbers.at(i) = std::strtod(next, &end);
+        if (end == next || *end != (i + 1 < n ? ',' : '\0')) {
+            throw std::invalid_argument(text + std::string(failure));
+        }
+        next = end + 1;
     }
     return numbers;
 }
 
 constexpr const char* not_a_size = " is not a valid size!";
 constexpr const char* not_a_number = " is not a valid number!";
+constexpr const char* not_a_region = " is not a valid region, which is X0,Y0,X1,Y1!";
+constexpr const char* not_a_start = " is not a valid timeStart, which is a number of seconds!";
 
 }  // namespace
 
@@ -173,9 +166,9 @@ void Parameters::apply_long_option(std::string_view name) {
     } else if (name == "upright") {
         set_switch(upright, "upright");
     } else if (name == "region") {
-        region = read_region(optarg);
+        region = read_numbers<4>(optarg, not_a_region);
     } else if (name == "timeStart") {
-        timeStart = read_number(optarg, "timeStart");
+        timeStart = read_numbers<1>(optarg, not_a_start).front();
     }
 }
 
