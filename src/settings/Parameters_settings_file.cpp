@@ -196,15 +196,15 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
         extTrigger_mode = read_externalTrigger_mode({name.GetString(), name.GetStringLength()});
     }
     take_optional("time_res_s", time_res_s);
-    take_optional("timeStart", timeStart);
+    if (section.HasMember("time_limit")) {
+        const auto limit = json_getValue_helper<double>(section, "time_limit");
+        time_max_binNumber = whole_number(limit, "time_limit");
+    }
     if (section.HasMember("upright")) {
         upright = read_switch(section["upright"], "upright");
     }
     if (section.HasMember("region")) {
         region = read_region(section["region"], "region");
     }
-    if (section.HasMember("time_limit")) {
-        const auto limit = json_getValue_helper<double>(section, "time_limit");
-        time_max_binNumber = whole_number(limit, "time_limit");
-    }
+    take_optional("timeStart", timeStart);
 }
