@@ -36,6 +36,7 @@ struct Recorded_File {
 struct Way {
     std::size_t nTasks;
     std::size_t piece_length;
+    std::size_t nHeld;  ///< ranges that a task holds while others are counted
 };
 
 long plus(long a, long b) {
@@ -73,6 +74,19 @@ Parameters take_settings(Fuzz_Input& input) {
         }
         settings.time_max_binNumber = input.one_of({200, 20, 5, 3, 1, 0});
     }
+    settings.upright = input.below(2) == 1;
+    if (input.below(4) == 3) {
+        const std::array<double, 10> bounds{
+            0, 1, 0.5, 10.25, 100.00001, 256, -1, -3.3, 300, input.below(16) == 15 ? 40000.0 : 200};
+        settings.region.emplace();
+        for (double& bound : *settings.region) {
+            bound = bounds.at(input.below(bounds.size()));
+        }
+    }
+    if (settings.time_res_s && input.below(4) == 3) {
+        settings.timeStart =
+            tick * input.one_of({0.0, 1.0, -1.0, 30.4, -12.5, 200.0, 0x1p61, 0x1p62});
+    }
     settings.nPhotons_min = input.below(4) != 3 ? 0 : take_photons(input);
     settings.nPhotons_max = input.below(4) != 3 ? UINT64_MAX : take_photons(input);
     for (auto* const bound : {&settings.psd_min, &settings.psd_max}) {
@@ -83,11 +97,51 @@ Parameters take_settings(Fuzz_Input& input) {
     return settings;
 }
 
+/// An axis of the image over the detector's: from `low` to `high` pixels of it.
+struct Axis {
+    double low = 0;
+    double high = 256;
+    std::uint64_t size = 1;
+    bool whole = true;
+
+    [[nodiscard]] long first() const { return std::lround(low * 65536); }
+    [[nodiscard]] long end() const { return std::lround(high * 65536); }
+    [[nodiscard]] long width() const {
+        return std::lround((high - low) / static_cast<double>(size) * 65536);
+    }
+    [[nodiscard]] bool is_possible() const {
+        return size >= 1 && width() >= 1 && size <= (whole ? 33554432UL : 0x7FFFFFFFUL) &&
+               low >= -32768 && high <= 32768 && first() < end();
+    }
+    /// The pixel at a position, -1 outside of all.
+    [[nodiscard]] long pixel_at(long position) const {
+        if (!whole && (position < first() || position >= end())) {
+            return -1;
+        }
+        const long pixel = (position - first()) / width();
+        return pixel < static_cast<long>(size) ? pixel : -1;
+    }
+};
+
+/// Of `x` and of `y`.
+std::array<Axis, 2> axes_of(const Parameters& settings) {
+    const bool crossed = settings.time_res_s && !settings.upright;
+    std::array<Axis, 2> axes;
+    axes[0].size = crossed ? settings.size_y : settings.size_x;
+    axes[1].size = crossed ? settings.size_x : settings.size_y;
+    for (std::size_t i = 0; settings.region && i < 2; ++i) {
+        axes.at(i) = {settings.region->at(i), settings.region->at(i + 2), axes.at(i).size, false};
+    }
+    return axes;
+}
+
 /// Often on either side of a pixel's edge.
-int take_position(Fuzz_Input& input, std::uint64_t size) {
-    const long width = std::lround(16777216.0 / static_cast<double>(std::max(size, 1UL)));
+int take_position(Fuzz_Input& input, const Axis& axis) {
+    const std::uint64_t size = axis.size;
+    const long width = size == 0 ? 1 : axis.width();
     const long pixel = static_cast<long>(input.below(size < 250 ? size + 3 : 256)) - 1;
-    const long edge = pixel * width + input.one_of({0L, -1L, width / 2});
+    const long start = input.one_of({axis.first(), axis.first(), axis.end() - pixel * width});
+    const long edge = start + pixel * width + input.one_of({0L, -1L, width / 2});
     const int near = static_cast<int>(std::clamp<long>(edge, -max_int, max_int));
     return input.one_of({near, near, near, near, near, input.take<int>(), -max_int - 1, max_int});
 }
@@ -129,12 +183,13 @@ Recorded_File take_file(Fuzz_Input& input, const Parameters& settings) {
                [](long& time) -> long& { return time; });
     }
     last = 0;
-    const bool crossed = settings.time_res_s.has_value();
+    const auto [x_axis, y_axis] = axes_of(settings);
     for (std::size_t n = input.below(40); n > 0; --n) {
         last = take_time(input, last, leap, wild);
-        const int x = take_position(input, crossed ? settings.size_y : settings.size_x);
-        const int y = take_position(input, crossed ? settings.size_x : settings.size_y);
-        file.events.push_back(event(x, y, last, take_photons(input), take_psd(input)));
+        const int x = take_position(input, x_axis);
+        const int y = take_position(input, y_axis);
+        const long spike = input.one_of({0L, 0L, 0L, 0L, 0L, 100L, 400L, leap});
+        file.events.push_back(event(x, y, plus(last, spike), take_photons(input), take_psd(input)));
     }
     repeat(file.events, input, max_events, period,
            [](Photon_Event& each) -> long& { return each.time.value; });
@@ -142,6 +197,9 @@ Recorded_File take_file(Fuzz_Input& input, const Parameters& settings) {
 }
 
 // --- the account ---
+
+/// Differences of times may need more than 64 bits.
+__extension__ using Wide = __int128;
 
 /// Where events are counted: {page, row, column}.
 using Counts = std::map<std::array<long, 3>, unsigned int>;
@@ -154,31 +212,31 @@ bool passes(const Photon_Event& event, const Parameters& settings) {
 
 bool is_image_possible(const Parameters& settings) {
     const double ticks = std::round(settings.time_res_s.value_or(tick) / tick);
-    return std::min(settings.size_x, settings.size_y) >= 1 &&
-           std::max(settings.size_x, settings.size_y) <= 33554432 && ticks >= 1 && ticks < 0x1p63;
+    const double start = std::round(settings.timeStart.value_or(0) / tick);
+    const auto [x, y] = axes_of(settings);
+    return x.is_possible() && y.is_possible() && ticks >= 1 &&
+           (settings.timeStart ? ticks <= 0x1p62 && std::abs(start) < 0x1p62 : ticks < 0x1p63);
 }
 
 void count(const Photon_Event& event, long time, std::size_t frame, const Parameters& settings,
            Counts& counts) {
-    const auto size_x = static_cast<long>(settings.size_x);
-    const auto size_y = static_cast<long>(settings.size_y);
-    const long width_x = std::lround(16777216.0 / static_cast<double>(size_x));
-    const long width_y = std::lround(16777216.0 / static_cast<double>(size_y));
-    long page = 0;
-    long row = event.y.value / width_y;
-    long column = event.x.value / width_x;
+    const auto [x_axis, y_axis] = axes_of(settings);
+    long column = x_axis.pixel_at(event.x.value);
+    long row = y_axis.pixel_at(event.y.value);
+    if (settings.time_res_s && !settings.upright) {
+        std::swap(row, column);
+    }
+    Wide page = 0;
     if (settings.time_res_s) {
-        row = event.x.value / width_y;
-        column = event.y.value / width_x;
         const long ticks = std::lround(*settings.time_res_s / tick);
-        page = time / ticks;
+        const Wide since = Wide{time} - std::lround(settings.timeStart.value_or(0) / tick);
+        page = settings.timeStart && since < 0 ? -1 : since / ticks;
         if (settings.extTrigger_mode == Parameters::frameSync) {
-            page = time >= 0 && time < ticks ? static_cast<long>(frame) : -1;
+            page = since >= 0 && since < ticks ? static_cast<long>(frame) : -1;
         }
     }
-    if (page >= 0 && page < settings.time_max_binNumber.value_or(1) && row >= 0 && row < size_y &&
-        column >= 0 && column < size_x) {
-        ++counts[{page, row, column}];
+    if (page >= 0 && page < settings.time_max_binNumber.value_or(1) && row >= 0 && column >= 0) {
+        ++counts[{static_cast<long>(page), row, column}];
     }
 }
 
@@ -225,12 +283,34 @@ void expect_counts(std::span<const Counter> cells, Counts expected, const Parame
 
 Placement placement_of(const Parameters& settings) {
     if (!settings.time_res_s) {
-        return Integrated_Placement(settings.size_x, settings.size_y);
+        return Integrated_Placement(page_sizes(settings));
     }
     if (settings.extTrigger_mode == Parameters::frameSync) {
-        return Frame_Placement(page_sizes(settings));
+        return Frame_Placement(page_sizes(settings), page_times(settings));
     }
-    return Time_Bin_Placement(page_sizes(settings));
+    return Time_Bin_Placement(page_sizes(settings), page_times(settings));
+}
+
+/// Counts as tasks do that lose their cores with a range in their hands each: these come last, the
+/// last one first.
+void count_out_of_order(const Counting_Job& job, const std::vector<std::string>& paths,
+                        const Way& way) {
+    Work_Queue queue = queue_for(job, paths, On_Failure::log, {2, way.piece_length});
+    std::vector<Event_Range> held;
+    for (auto range = queue.take(); range; range = queue.take()) {
+        held.push_back(*range);
+        if (held.size() >= way.nHeld) {
+            break;
+        }
+    }
+    const auto count_rest = [&] {
+        Counting_Task(job, Cell_Counter(job.cells, false), way.piece_length).run(queue, [] {});
+    };
+    count_rest();
+    for (std::size_t i = 0; i < held.size(); ++i) {
+        queue.put_back(held[held.size() - 1 - i]);
+        count_rest();
+    }
 }
 
 template <class Binning>
@@ -268,6 +348,11 @@ void test(const Parameters& settings, const std::vector<Recorded_File>& files,
         expect_counts(cells, counts, settings);
         expect(nIntervals == nTriggers, "the number of trigger intervals");
     }
+    if (!failed && way.nHeld > 0) {
+        std::fill(cells.begin(), cells.end(), 0);
+        count_out_of_order(job, paths, way);
+        expect_counts(cells, counts, settings);
+    }
 }
 
 }  // namespace
@@ -278,7 +363,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Fuzz_Input input(bytes, size);
     const Parameters settings = take_settings(input);
     const Way way{input.one_of<std::size_t>({1, 2, 3, 4}),
-                  input.one_of<std::size_t>({2048, 2048, 1000, 7, 1})};
+                  input.one_of<std::size_t>({2048, 1000, 7, 1, 1}),
+                  input.one_of<std::size_t>({0, 1, 2, 3, 5, 8, 12})};
     const std::vector<std::int64_t> instructions = hwy::SupportedAndGeneratedTargets();
     hwy::SetSupportedTargetsForTest(instructions[input.below(instructions.size())]);
     hwy::GetChosenTarget().DeInit();

@@ -19,7 +19,8 @@ run build/vexolan-plot -o demo/recording.png demo/recording
 run build/vexolan -I demo/recording -o demo/image.tif
 run build/vexolan -I demo/recording -m 6 -p 0.4 -o demo/signal.tif
 run build/vexolan -I demo/recording -M 5 -P 0.4 -o demo/background.tif
-run build/vexolan -I demo/recording -E reference -t 0.001 -T 10 -x 256 -o demo/sequence.tif
+run build/vexolan -I demo/recording -E reference -t 0.001 -T 10 -x 256 --upright true \
+    -o demo/sequence.tif
 
 for name in image signal background sequence; do
     "$python" scripts/make_picture.py "demo/$name.png" "demo/$name.tif" --time-bin 0.001
@@ -30,4 +31,3 @@ done
 echo
 echo "The recording, its images (.tif) and pictures of them (.png):"
 find "$project/demo" -type f | sort
-echo "In the pages of the sequence, rows and columns are exchanged against the image."

@@ -1,11 +1,13 @@
 #include "run_steps.h"
 
+#include "binning/Binning_Events.h"
 #include "binning/Image_Geometry.h"
 #include "logging.h"
 #include "output/Output_Check.h"
 #include "output/Spectra_File.h"
 #include "output/Text_File.h"
 
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -83,12 +85,23 @@ std::uint64_t write_image(const std::string& path, const char* openMode, const I
     return write_tiff(path, openMode, image, nWritten);
 }
 
+Pixel_Steps pixel_steps(const char* coordinate, double low, double high, std::uint64_t size) {
+    constexpr double units = orven::Event_Length::units_per_pixel;
+    return {coordinate, static_cast<double>(std::llround(low * units)) / units,
+            static_cast<double>(pixel_width(size, high - low)) / units};
+}
+
 Image_Axes axes_of(const Parameters& parameters) {
-    std::optional<orven::Event_Time> bin_length;
+    const Page_Sizes sizes = page_sizes(parameters);
+    const auto [x0, y0, x1, y1] =
+        sizes.region.value_or(Region{0, 0, orven::detector_pixels, orven::detector_pixels});
+    const Pixel_Steps x = pixel_steps("x", x0, x1, sizes.upright ? sizes.size_x : sizes.size_y);
+    const Pixel_Steps y = pixel_steps("y", y0, y1, sizes.upright ? sizes.size_y : sizes.size_x);
+    Image_Axes axes{sizes.upright ? x : y, sizes.upright ? y : x, {}};
     if (parameters.time_res_s) {
-        bin_length = time_bin_length(*parameters.time_res_s);
+        axes.time_bins = time_axis(sizes.nPages, page_times(parameters));
     }
-    return {pixel_width(parameters.size_x), pixel_width(parameters.size_y), bin_length};
+    return axes;
 }
 
 }  // namespace
@@ -100,6 +113,9 @@ void check_settings(const Parameters& parameters) {
     if (parameters.spectraFile &&
         (!parameters.time_res_s || parameters.extTrigger_mode == Parameters::frameSync)) {
         throw std::invalid_argument("spectra need pages that are time bins!");
+    }
+    if (parameters.timeStart && !parameters.time_res_s) {
+        throw std::invalid_argument("timeStart needs time bins!");
     }
     if (parameters.reportFile) {
         check_settings_can_be_reported(parameters);
@@ -142,7 +158,7 @@ void write_outputs(const Parameters& parameters, const Image_Pages& image,
     const Image_Axes axes = axes_of(parameters);
     if (parameters.spectraFile) {
         prepare_output(parameters, *parameters.spectraFile);
-        write_spectra(*parameters.spectraFile, image, *axes.bin_length);
+        write_spectra(*parameters.spectraFile, image, *axes.time_bins);
     }
     if (parameters.reportFile) {
         const auto duration = std::chrono::steady_clock::now() - started;

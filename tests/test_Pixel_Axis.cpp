@@ -28,7 +28,8 @@ TEST(Pixel_Axis, divides_exactly_at_every_border) {
             }
         }
         for (const int value : values) {
-            ASSERT_EQ(static_cast<int>(axis.bin_of(value)), value / width) << value << '/' << width;
+            ASSERT_EQ(static_cast<int>(axis.pixel_at(value)), value / width)
+                << value << '/' << width;
         }
     }
 }

@@ -109,15 +109,17 @@ void expect_equal_at_any_number_of_tasks(const Parameters& record, const Placeme
 TEST(count_files, images_are_equal_at_any_number_of_tasks_and_piece_length) {
     for (const char* mode : {"ignore", "reference"}) {
         const Parameters flat = parameters_from({"-E", mode, "-x", "64"});
-        expect_equal_at_any_number_of_tasks(flat, Integrated_Placement(64, 64));
+        expect_equal_at_any_number_of_tasks(flat, Integrated_Placement({64, 64}));
         const Parameters deep =
             parameters_from({"-E", mode, "-x", "256", "-t", "1e-6", "-T", "130"});
-        expect_equal_at_any_number_of_tasks(deep, Time_Bin_Placement(page_sizes(deep)));
+        expect_equal_at_any_number_of_tasks(deep,
+                                            Time_Bin_Placement(page_sizes(deep), page_times(deep)));
     }
     for (const char* size : {"20", "95"}) {
         const Parameters frames =
             parameters_from({"-E", "frameSync", "-x", size, "-t", "1e-6", "-T", "1000"});
-        expect_equal_at_any_number_of_tasks(frames, Frame_Placement(page_sizes(frames)));
+        expect_equal_at_any_number_of_tasks(
+            frames, Frame_Placement(page_sizes(frames), page_times(frames)));
     }
 }
 
@@ -140,10 +142,10 @@ TEST(count_files, files_are_read_no_further_than_intervals_and_frames_reach) {
         EXPECT_EQ(account.counted, std::accumulate(cells.begin(), cells.end(), 0U));
         return std::pair(account.recorded, account.counted);
     };
-    const Integrated_Placement flat(1, 1);
+    const Integrated_Placement flat({1, 1});
     EXPECT_EQ(read_and_counted(flat, Parameters::reference),
               std::pair(200UL + 1000 + 1000, 1950UL));
-    const Frame_Placement frames({1, 1, 1, 3});
+    const Frame_Placement frames({1, 1, 3}, {1});
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync), std::pair(200UL + 400, 500UL));
     EXPECT_EQ(read_and_counted(frames, Parameters::frameSync, true), std::pair(3000UL, 500UL));
 }
@@ -171,7 +173,7 @@ std::pair<std::vector<unsigned>, std::vector<unsigned>> counted_out_of_order(
 /// frame 3. The last event of the first range, at `spike`, decides which of them are late.
 TEST(Counting_Task, takes_back_what_it_counted_in_too_early_an_interval) {
     constexpr long range_length = 8000;
-    const Frame_Placement frames({1, 1, 1, 4});
+    const Frame_Placement frames({1, 1, 4}, {1});
     struct Case {
         long spike;
         long meet;
@@ -207,7 +209,7 @@ TEST(Counting_Task, a_file_that_fails_has_counted_up_to_there_and_no_further) {
         const std::vector files{folder.write("a", bytes)};
         std::vector<Counter> cells(1);
         const Counting_Job job{Parameters::reference,
-                               Integrated_Placement(1, 1),
+                               Integrated_Placement({1, 1}),
                                orven::Photon_Filter({1, 1}, {}),
                                cells,
                                0,
@@ -236,7 +238,7 @@ TEST(Counting_Task, what_cannot_be_started_is_no_failure_of_a_file) {
     const Folder folder;
     const std::vector files{folder.write("a", recording({event(0, 0)}))};
     Counting_Image<2> image({1, 1});
-    const Counting_Job job{Parameters::ignore, Integrated_Placement(1, 1),
+    const Counting_Job job{Parameters::ignore, Integrated_Placement({1, 1}),
                            orven::Photon_Filter({0, 1}, {}), image.get_content()};
     Work_Queue queue = queue_for(job, files, On_Failure::log, {2, 100});
     Counting_Task task(job, Cell_Counter(image.get_content(), false), 100);
@@ -250,7 +252,7 @@ TEST(count_files, each_of_many_tiny_files_is_counted_once) {
     const std::vector<std::string> files(
         nFiles, folder.write("a", recording({event(0, 0, 5, 1, 1.0)}, {{0, 10}})));
     const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
-    EXPECT_EQ(counted(record, Integrated_Placement(1, 1), files, 8),
+    EXPECT_EQ(counted(record, Integrated_Placement({1, 1}), files, 8),
               Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles}));
 }
 

@@ -56,6 +56,24 @@ std::vector<Photon_Event> events_at_edges(int width, int size) {
     return events;
 }
 
+/// Which part of space and time an image shows, and in which orientation.
+struct Part {
+    bool upright;
+    std::optional<Region> region;
+    std::optional<double> start;
+};
+
+std::vector<Part> parts(long bin_ticks) {
+    const double bin = orven::Event_Time(bin_ticks).in_seconds();
+    const auto start = [bin](double seconds) {
+        return bin < 7e9 ? std::optional(seconds) : std::nullopt;
+    };
+    return {{false, {}, {}},
+            {true, Region{1, 0, 100, 64.00001}, start(0)},
+            {false, Region{-1, -2, 0.99999, 256}, start(std::max(-1.5 * bin, -7e9))},
+            {true, Region{-32768, 99, 32768, 101}, start(bin)}};
+}
+
 /// The cells of a piece by each set of instructions, against those of its events one by one.
 void expect_same_cells(const Placement& placement, const orven::Photon_Filter& filter,
                        const Interval& interval, std::span<const Photon_Event> events) {
@@ -107,21 +125,25 @@ TEST(find_cells, pieces_are_placed_like_their_single_events_by_all_instructions)
           Bins{1099.511627775, 3200}, Bins{1099.511627775, 12800}, Bins{7205759403.792794, 3}}) {
         const long width = time_bin_length(bins.seconds).value;
         const auto end = static_cast<long>(static_cast<unsigned long>(width) * bins.number);
-        const Page_Sizes deep{5, 3, bins.seconds, bins.number};
         const std::vector<Photon_Event> events = odd_events(1003, width, end);
         for (const orven::Photon_Filter& filter : filters) {
             for (const long open : {0L, width, -1L, long_min, long_max}) {
                 const Interval interval{orven::Event_Time(open), 2};
-                expect_same_cells(Integrated_Placement(5, 3), filter, interval, events);
-                expect_same_cells(Time_Bin_Placement(deep), filter, interval, events);
-                if (bins.number > interval.frameIndex) {
-                    expect_same_cells(Frame_Placement(deep), filter, interval, events);
+                for (const Part& part : parts(width)) {
+                    const Page_Sizes deep{5, 3, bins.number, part.upright, part.region};
+                    const Page_Times times{bins.seconds, part.start};
+                    expect_same_cells(Integrated_Placement(deep), filter, interval, events);
+                    expect_same_cells(Time_Bin_Placement(deep, times), filter, interval, events);
+                    if (bins.number > interval.frameIndex) {
+                        expect_same_cells(Frame_Placement(deep, times), filter, interval, events);
+                    }
                 }
             }
         }
         for (const std::size_t n : {0U, 1U, 2U, 7U, 8U, 9U, 16U}) {
             const std::vector counted(n, event(0, 0));
-            expect_same_cells(Time_Bin_Placement(deep), filters[0], {}, counted);
+            expect_same_cells(Time_Bin_Placement({5, 3, bins.number}, {bins.seconds}), filters[0],
+                              {}, counted);
         }
     }
 }
@@ -135,17 +157,18 @@ TEST(find_cells, no_edge_is_missed_by_any_instructions) {
     for (const int size : sizes) {
         SCOPED_TRACE(size);
         const auto n = static_cast<std::uint64_t>(size);
-        const int width = pixel_width(n).value;
-        const Page_Sizes pages{n, n, orven::Event_Time(width).in_seconds(), std::min(n, 300UL)};
+        const auto width = static_cast<int>(pixel_width(n));
+        const Page_Sizes pages{n, n, std::min(n, 300UL)};
+        const Page_Times times{orven::Event_Time(width).in_seconds()};
         const std::vector<Photon_Event> events = events_at_edges(width, size);
-        expect_same_cells(Integrated_Placement(n, n), accept_all, {}, events);
-        expect_same_cells(Time_Bin_Placement(pages), accept_all, {}, events);
-        expect_same_cells(Frame_Placement(pages), accept_all, {}, events);
+        expect_same_cells(Integrated_Placement(pages), accept_all, {}, events);
+        expect_same_cells(Time_Bin_Placement(pages, times), accept_all, {}, events);
+        expect_same_cells(Frame_Placement(pages, times), accept_all, {}, events);
     }
 }
 
 TEST(frame_size, is_how_far_frames_lie_apart) {
-    const Frame_Placement frames({5, 3, 1, 2});
+    const Frame_Placement frames({5, 3, 2}, {1});
     EXPECT_EQ(frame_size(frames), frames.place(event(0, 0), orven::Event_Time(0), 1).cell);
 }
 

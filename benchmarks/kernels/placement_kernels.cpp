@@ -28,7 +28,7 @@ struct Image {
 
 /// 1 MiB, which a core's cache holds.
 const Image& small_image() {
-    static const Image image{Integrated_Placement(512, 512), std::size_t{512} * 512,
+    static const Image image{Integrated_Placement({512, 512}), std::size_t{512} * 512,
                              [](const Photon_Event& event) {
                                  return event.y.value / 32'768 * 512L + event.x.value / 32'768;
                              }};
@@ -37,7 +37,7 @@ const Image& small_image() {
 
 /// 500 MiB.
 const Image& large_image() {
-    static const Image image{Time_Bin_Placement({256, 256, 7.8125e-5, 2000}),
+    static const Image image{Time_Bin_Placement({256, 256, 2000, false}, {7.8125e-5}),
                              std::size_t{2000} * 256 * 256, [](const Photon_Event& event) {
                                  return event.time.value / 50'000 * 65'536 +
                                         event.x.value / 65'536 * 256L + event.y.value / 65'536;
@@ -48,7 +48,7 @@ const Image& large_image() {
 /// All events fall into one frame.
 constexpr Interval frame{orven::Event_Time(0), 7};
 const Image& frame_image() {
-    static const Image image{Frame_Placement({128, 128, 1, 1000}), std::size_t{1000} * 128 * 128,
+    static const Image image{Frame_Placement({128, 128, 1000, false}, {1}), std::size_t{1000} * 128 * 128,
                              [](const Photon_Event& event) {
                                  return 7L * 16'384 + event.x.value / 131'072 * 128L +
                                         event.y.value / 131'072;

@@ -19,6 +19,26 @@ void count_at(const Place& place, Counting_Image<nDims>& image) noexcept {
     }
 }
 
+/// The pages that these settings ask for.
+/// Throws: std::bad_optional_access for time bins without a number.
+[[nodiscard]] inline Page_Sizes page_sizes(const Parameters& parameters) {
+    const bool has_pages = parameters.time_res_s.has_value();
+    const std::int64_t nPages = has_pages ? parameters.time_max_binNumber.value() : 1;
+    Page_Sizes sizes{parameters.size_x, parameters.size_y, static_cast<std::uint64_t>(nPages)};
+    sizes.upright = !has_pages || parameters.upright;
+    if (parameters.region) {
+        const auto& [x0, y0, x1, y1] = *parameters.region;
+        sizes.region = Region{x0, y0, x1, y1};
+    }
+    return sizes;
+}
+
+/// When the pages that these settings ask for are counted.
+/// Throws: std::bad_optional_access without a length of time bins.
+[[nodiscard]] inline Page_Times page_times(const Parameters& parameters) {
+    return {parameters.time_res_s.value(), parameters.timeStart};
+}
+
 /// Counts events into one image over all time: `x` selects the column, `y` the row.
 template <Parameters::ExtTrigger_Mode mode>
 class Binning_Events_TimeIntegrated final : public Binning_Events_Base<mode> {
@@ -31,7 +51,7 @@ public:
     /// Throws: std::invalid_argument for sizes that give no image, std::bad_alloc.
     explicit Binning_Events_TimeIntegrated(const Parameters& parameters)
         : Binning_Events_Base<mode>(parameters),
-          placement(parameters.size_x, parameters.size_y),
+          placement(page_sizes(parameters)),
           image({parameters.size_y, parameters.size_x}) {
         assert(!parameters.time_res_s.has_value());
         assert(!parameters.time_max_binNumber.has_value());
@@ -52,14 +72,9 @@ private:
     Counting_Image<2> image;
 };
 
-/// Throws: std::bad_optional_access without a number of time bins, or their length.
-[[nodiscard]] inline Page_Sizes page_sizes(const Parameters& parameters) {
-    const auto nPages = static_cast<std::uint64_t>(parameters.time_max_binNumber.value());
-    return {parameters.size_x, parameters.size_y, parameters.time_res_s.value(), nPages};
-}
-
 /// Counts events into one page per time bin, or per frame in mode `frameSync`. Against the image
-/// over all time the axes are crossed: `y` selects the column, `x` the row.
+/// over all time the axes are crossed, unless that is not wanted: `y` selects the column, `x` the
+/// row.
 template <Parameters::ExtTrigger_Mode mode>
 class Binning_Events_TimeResolved final : public Binning_Events_Base<mode> {
 public:
@@ -70,7 +85,7 @@ public:
     /// sizes or a time resolution that give no image, std::length_error, std::bad_alloc.
     explicit Binning_Events_TimeResolved(const Parameters& parameters)
         : Binning_Events_Base<mode>(parameters),
-          placement(page_sizes(parameters)),
+          placement(page_sizes(parameters), page_times(parameters)),
           image({static_cast<std::size_t>(parameters.time_max_binNumber.value()), parameters.size_y,
                  parameters.size_x}) {
         assert(parameters.time_res_s.has_value());

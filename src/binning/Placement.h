@@ -24,19 +24,17 @@ struct Place {
     std::size_t cell;
 };
 
-/// One image over all time: `x` selects the column, `y` the row.
+/// One image over all time.
 class Integrated_Placement {
 public:
-    /// So many columns and rows. Throws: as `pixel_grid`.
-    Integrated_Placement(std::uint64_t size_x, std::uint64_t size_y)
-        : grid(pixel_grid(1, size_x, size_y)) {}
+    /// Throws: as `pixel_grid`.
+    explicit Integrated_Placement(const Page_Sizes& sizes) : grid(pixel_grid(sizes)) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time /*time*/,
                               std::size_t /*frameIndex*/) const noexcept {
-        const std::uint32_t column = grid.columns.bin_of(event.x.value);
-        const std::uint32_t row = grid.rows.bin_of(event.y.value);
-        return {orven::all_hold(grid.rows.contains(row), grid.columns.contains(column)) ? 1U : 0U,
-                row * grid.columns.size() + column};
+        const bool inside =
+            orven::all_hold(grid.x.contains(event.x.value), grid.y.contains(event.y.value));
+        return {inside ? 1U : 0U, grid.x.pixel_at(event.x.value) + grid.y.cell_at(event.y.value)};
     }
 
     [[nodiscard]] const Pixel_Grid& get_grid() const noexcept { return grid; }
@@ -45,31 +43,21 @@ private:
     Pixel_Grid grid;
 };
 
-/// The sizes of an image of several pages.
-struct Page_Sizes {
-    std::uint64_t size_x;  ///< columns
-    std::uint64_t size_y;  ///< rows
-    double bin_seconds;    ///< length of a time bin; of frames, what is counted of each
-    std::uint64_t nPages;
-};
-
-/// The axes that images of several pages share. Against the image over all time the pixel axes are
-/// crossed: `y` selects the column, `x` the row.
+/// The axes that images of several pages share.
 class Page_Axes {
 public:
-    /// Throws: as `pixel_grid`, then as `time_bin_length`.
-    explicit Page_Axes(const Page_Sizes& sizes)
-        : grid(pixel_grid(sizes.nPages, sizes.size_x, sizes.size_y)),
-          pages(time_bin_length(sizes.bin_seconds).value, sizes.nPages) {}
+    /// Throws: as `pixel_grid`, then as `time_axis`.
+    Page_Axes(const Page_Sizes& sizes, const Page_Times& times)
+        : grid(pixel_grid(sizes)), pages(time_axis(sizes.nPages, times)) {}
 
     /// The place on a page, if the event's time is one that the image counts.
     [[nodiscard]] Place place(const orven::Photon_Event& event, std::size_t page,
                               bool in_time) const noexcept {
-        const std::uint32_t column = grid.columns.bin_of(event.y.value);
-        const std::uint32_t row = grid.rows.bin_of(event.x.value);
-        const bool inside = orven::all_hold(in_time, pages.contains(page), grid.rows.contains(row),
-                                            grid.columns.contains(column));
-        return {inside ? 1U : 0U, (page * grid.rows.size() + row) * grid.columns.size() + column};
+        const bool inside =
+            orven::all_hold(in_time, pages.contains(page), grid.x.contains(event.x.value),
+                            grid.y.contains(event.y.value));
+        return {inside ? 1U : 0U, page * grid.cells_per_page() + grid.x.cell_at(event.x.value) +
+                                      grid.y.cell_at(event.y.value)};
     }
 
     [[nodiscard]] const Time_Axis& time_bins() const noexcept { return pages; }
@@ -84,7 +72,7 @@ private:
 class Time_Bin_Placement {
 public:
     /// Throws: as `Page_Axes`.
-    explicit Time_Bin_Placement(const Page_Sizes& sizes) : axes(sizes) {}
+    Time_Bin_Placement(const Page_Sizes& sizes, const Page_Times& times) : axes(sizes, times) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
                               std::size_t /*frameIndex*/) const noexcept {
@@ -97,18 +85,16 @@ private:
     Page_Axes axes;
 };
 
-/// One page per frame: the events from its trigger up to the length of a time bin.
+/// One page per frame: the events from its trigger, or the start after it, up to the length of a
+/// time bin.
 class Frame_Placement {
 public:
     /// Throws: as `Page_Axes`.
-    explicit Frame_Placement(const Page_Sizes& sizes) : axes(sizes) {}
+    Frame_Placement(const Page_Sizes& sizes, const Page_Times& times) : axes(sizes, times) {}
 
     [[nodiscard]] Place place(const orven::Photon_Event& event, orven::Event_Time time,
                               std::size_t frameIndex) const noexcept {
-        // One comparison for both ends: a negative time wraps to a large one.
-        const bool in_time = static_cast<std::uint64_t>(time.value) <
-                             static_cast<std::uint64_t>(axes.time_bins().width());
-        return axes.place(event, frameIndex, in_time);
+        return axes.place(event, frameIndex, axes.time_bins().is_in_first(time.value));
     }
 
     [[nodiscard]] const Page_Axes& get_axes() const noexcept { return axes; }
@@ -132,6 +118,5 @@ using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_P
     if (frames == nullptr) {
         return std::nullopt;
     }
-    const Pixel_Grid& grid = frames->get_axes().get_grid();
-    return std::size_t{grid.rows.size()} * grid.columns.size();
+    return frames->get_axes().get_grid().cells_per_page();
 }

@@ -44,68 +44,87 @@ HWY_INLINE Whole_Lanes y_of(const Event_Lanes& events) {
     return hn::ShiftRight<32>(events.position);
 }
 
-/// What `Pixel_Axis` does, in doubles.
+/// What `Pixel_Axis` does.
 class Pixel_Lanes {
 public:
     explicit Pixel_Lanes(const Pixel_Axis& axis)
-        : reciprocal(hn::Set(Real(), axis.get_reciprocal())),
-          nPixels(hn::Set(Real(), static_cast<double>(axis.size()))) {}
+        : start(hn::Set(Real(), two_52 + 0x1p31 + axis.start())),
+          first(hn::Set(Real(), axis.inside().first - axis.start())),
+          last(hn::Set(Real(), axis.inside().second - axis.start())),
+          reciprocal(hn::Set(Real(), axis.get_reciprocal())),
+          stride(hn::Set(Real(), static_cast<double>(axis.get_stride()))) {}
 
-    /// Divides the signed numbers in the lower 32 bits of the lanes; not truncated.
-    [[nodiscard]] HWY_INLINE Real_Lanes divide(Whole_Lanes low_halves) const {
+    /// How far the signed numbers in the lower 32 bits of the lanes lie from the start.
+    [[nodiscard]] HWY_INLINE Real_Lanes from_start(Whole_Lanes low_halves) const {
         // Turning the sign bit of a signed number adds 2^31.
         constexpr std::uint64_t turned = bits_of_two_52 | std::uint64_t{1} << 31U;
         const auto joined = hn::Xor(low_halves, hn::Set(Whole(), turned));
-        return hn::Mul(hn::Sub(hn::BitCast(Real(), joined), hn::Set(Real(), two_52 + 0x1p31)),
-                       reciprocal);
+        return hn::Sub(hn::BitCast(Real(), joined), start);
     }
 
-    [[nodiscard]] HWY_INLINE Mask contain(Real_Lanes quotient) const {
-        return hn::And(hn::Gt(quotient, hn::Set(Real(), -1.0)), hn::Lt(quotient, nPixels));
+    [[nodiscard]] HWY_INLINE Mask contain(Real_Lanes from_start) const {
+        return hn::And(hn::Ge(from_start, first), hn::Le(from_start, last));
     }
 
-    /// The cell at a quotient along this axis, after so many complete rows.
-    [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes row, Real_Lanes quotient) const {
-        return hn::MulAdd(row, nPixels, hn::Trunc(quotient));
+    [[nodiscard]] HWY_INLINE Real_Lanes pixel(Real_Lanes from_start) const {
+        return hn::Trunc(hn::Mul(from_start, reciprocal));
+    }
+
+    /// How far the pixel's cells lie from those of the first, after so many others.
+    [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes from_start, Real_Lanes others) const {
+        return hn::MulAdd(pixel(from_start), stride, others);
     }
 
 private:
+    Real_Lanes start;
+    Real_Lanes first;
+    Real_Lanes last;
     Real_Lanes reciprocal;
-    Real_Lanes nPixels;
+    Real_Lanes stride;
 };
 
-/// Places on a page, not truncated.
+/// Places on a page: how far positions lie from its start.
 struct Grid_Places {
     Mask inside;
-    Real_Lanes column;
-    Real_Lanes row;
+    Real_Lanes x;
+    Real_Lanes y;
 };
 
 class Grid_Lanes {
 public:
-    explicit Grid_Lanes(const Pixel_Grid& grid) : columns(grid.columns), rows(grid.rows) {}
+    explicit Grid_Lanes(const Pixel_Grid& grid) : along_x(grid.x), along_y(grid.y) {}
 
-    [[nodiscard]] HWY_INLINE Grid_Places place(Whole_Lanes column, Whole_Lanes row) const {
-        const auto column_quotient = columns.divide(column);
-        const auto row_quotient = rows.divide(row);
-        return {hn::And(columns.contain(column_quotient), rows.contain(row_quotient)),
-                column_quotient, row_quotient};
+    [[nodiscard]] HWY_INLINE Grid_Places place(const Event_Lanes& events) const {
+        const auto x = along_x.from_start(x_of(events));
+        const auto y = along_y.from_start(y_of(events));
+        return {hn::And(along_x.contain(x), along_y.contain(y)), x, y};
     }
 
-    /// The cell in the only page.
+    /// The cell in the only page, where `x` selects the column.
     [[nodiscard]] HWY_INLINE Real_Lanes cell(const Grid_Places& places) const {
-        return columns.cell(hn::Trunc(places.row), places.column);
+        return along_y.cell(places.y, along_x.pixel(places.x));
     }
 
-    /// The cell in a page after so many complete pages.
-    [[nodiscard]] HWY_INLINE Real_Lanes cell(Real_Lanes page, const Grid_Places& places) const {
-        return columns.cell(rows.cell(page, places.row), places.column);
+    /// The cell in a page that begins with this one.
+    [[nodiscard]] HWY_INLINE Real_Lanes cell(const Grid_Places& places, Real_Lanes first) const {
+        return along_x.cell(places.x, along_y.cell(places.y, first));
     }
 
 private:
-    Pixel_Lanes columns;
-    Pixel_Lanes rows;
+    Pixel_Lanes along_x;
+    Pixel_Lanes along_y;
 };
+
+/// The first cell of a page, as a real number; of all pages before it.
+inline double cells_of(const Page_Axes& axes, std::size_t nPages) {
+    return static_cast<double>(nPages * axes.get_grid().cells_per_page());
+}
+
+/// What times are subtracted from: where bin 0 of the interval starts. A sum beyond 64 bits wraps.
+inline std::uint64_t start_in(const Interval& interval, const Page_Axes& axes) {
+    return static_cast<std::uint64_t>(interval.open.value) +
+           static_cast<std::uint64_t>(axes.time_bins().origin());
+}
 
 struct Cell_Lanes {
     Mask inside;
@@ -123,7 +142,7 @@ public:
         : grid(placement.get_grid()) {}
 
     [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
-        const auto places = grid.place(x_of(events), y_of(events));
+        const auto places = grid.place(events);
         return {places.inside, to_whole(grid.cell(places))};
     }
 
@@ -136,28 +155,29 @@ class Placement_Lanes<Time_Bin_Placement> {
 public:
     Placement_Lanes(const Time_Bin_Placement& placement, const Interval& interval)
         : grid(placement.get_axes().get_grid()),
-          open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
-          width(hn::Set(Signed(), placement.get_axes().time_bins().width())),
-          end(hn::Set(Signed(), placement.get_axes().time_bins().end())),
-          reciprocal(hn::Set(Real(), placement.get_axes().time_bins().get_reciprocal())) {}
+          start(hn::Set(Whole(), start_in(interval, placement.get_axes()))),
+          before(hn::Set(Signed(), placement.get_axes().time_bins().inside().first - 1)),
+          end(hn::Set(Signed(), placement.get_axes().time_bins().inside().second)),
+          reciprocal(hn::Set(Real(), placement.get_axes().time_bins().get_reciprocal())),
+          page_size(hn::Set(Real(), cells_of(placement.get_axes(), 1))) {}
 
     [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
-        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, open));
-        const auto in_time =
-            hn::And(hn::Gt(hn::Add(time, width), hn::Zero(Signed())), hn::Lt(time, end));
+        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, start));
+        const auto in_time = hn::And(hn::Gt(time, before), hn::Lt(time, end));
         const auto from_zero = hn::AndNot(hn::BroadcastSignBit(time), time);
         const auto page = hn::Trunc(hn::Mul(to_real(hn::BitCast(Whole(), from_zero)), reciprocal));
-        const auto places = grid.place(y_of(events), x_of(events));
+        const auto places = grid.place(events);
         return {hn::And(places.inside, hn::RebindMask(Real(), in_time)),
-                to_whole(grid.cell(page, places))};
+                to_whole(grid.cell(places, hn::Mul(page, page_size)))};
     }
 
 private:
     Grid_Lanes grid;
-    Whole_Lanes open;
-    Signed_Lanes width;
+    Whole_Lanes start;
+    Signed_Lanes before;
     Signed_Lanes end;
     Real_Lanes reciprocal;
+    Real_Lanes page_size;
 };
 
 template <>
@@ -165,24 +185,24 @@ class Placement_Lanes<Frame_Placement> {
 public:
     Placement_Lanes(const Frame_Placement& placement, const Interval& interval)
         : grid(placement.get_axes().get_grid()),
-          open(hn::Set(Whole(), static_cast<std::uint64_t>(interval.open.value))),
+          start(hn::Set(Whole(), start_in(interval, placement.get_axes()))),
           length(hn::Set(Signed(), placement.get_axes().time_bins().width())),
-          page(hn::Set(Real(), static_cast<double>(interval.frameIndex))) {}
+          first(hn::Set(Real(), cells_of(placement.get_axes(), interval.frameIndex))) {}
 
     [[nodiscard]] HWY_INLINE Cell_Lanes place(const Event_Lanes& events) const {
-        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, open));
+        const auto time = hn::BitCast(Signed(), hn::Sub(events.time, start));
         const auto late_or_early =
             hn::Or(hn::Lt(time, hn::Zero(Signed())), hn::Not(hn::Lt(time, length)));
-        const auto places = grid.place(y_of(events), x_of(events));
+        const auto places = grid.place(events);
         return {hn::AndNot(hn::RebindMask(Real(), late_or_early), places.inside),
-                to_whole(grid.cell(page, places))};
+                to_whole(grid.cell(places, first))};
     }
 
 private:
     Grid_Lanes grid;
-    Whole_Lanes open;
+    Whole_Lanes start;
     Signed_Lanes length;
-    Real_Lanes page;
+    Real_Lanes first;
 };
 
 }  // namespace find_cells_kernels::HWY_NAMESPACE

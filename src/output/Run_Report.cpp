@@ -1,5 +1,6 @@
 #include "output/Run_Report.h"
 
+#include "Event.h"
 #include "output/Json_Writer.h"
 
 #include <cmath>
@@ -58,6 +59,13 @@ void write_settings(Json_Writer& json, const Parameters& parameters) {
     if (parameters.time_max_binNumber) {
         json.member("time_limit", *parameters.time_max_binNumber);
     }
+    if (parameters.upright) {
+        json.member("upright", true);
+    }
+    if (parameters.region) {
+        json.values("region", *parameters.region);
+    }
+    write_setting(json, "timeStart", parameters.timeStart);
 }
 
 void write_input(Json_Writer& json, const std::string& path, const File_Account& file) {
@@ -75,38 +83,30 @@ void write_input(Json_Writer& json, const std::string& path, const File_Account&
     }
 }
 
-/// What an axis of the image counts, in which steps.
-struct Axis_Names {
-    const char* columns;
-    const char* rows;
-};
-
-Axis_Names axis_names(const Run_Report& report) {
-    return report.axes.bin_length ? Axis_Names{"y", "x"} : Axis_Names{"x", "y"};
-}
-
 void write_axes(Json_Writer& json, const Run_Report& report) {
-    const auto axis = [&](const char* key, const std::string& coordinate,
-                          orven::Event_Length width) {
+    const auto pixels = [&](const char* key, const Pixel_Steps& axis) {
         json.object(key, [&] {
-            json.member("coordinate", coordinate);
-            json.member("pixel_width", width.in_pixels());
+            json.member("coordinate", axis.coordinate);
+            json.member("start", axis.start);
+            json.member("pixel_width", axis.width);
         });
     };
-    const auto [columns, rows] = axis_names(report);
-    axis("columns", columns, report.axes.column_width);
-    axis("rows", rows, report.axes.row_width);
-    if (!report.axes.bin_length) {
+    pixels("columns", report.axes.columns);
+    pixels("rows", report.axes.rows);
+    const std::optional<Time_Axis>& bins = report.axes.time_bins;
+    if (!bins) {
         json.null_member("pages");
         return;
     }
     const bool frames = report.parameters.extTrigger_mode == Parameters::frameSync;
     json.object("pages", [&] {
         json.member("coordinate", std::string(frames ? "frame" : "time"));
-        json.member("bin_ticks", std::int64_t{report.axes.bin_length->value});
-        json.member("bin_seconds", report.axes.bin_length->in_seconds());
+        json.member("bin_ticks", bins->width());
+        json.member("bin_seconds", orven::Event_Time::seconds_of(bins->width()));
         const bool from_zero = report.parameters.extTrigger_mode == Parameters::ignore;
         json.member("start", std::string(from_zero ? "time 0" : "trigger"));
+        json.member("start_ticks", bins->origin());
+        json.member("start_seconds", orven::Event_Time::seconds_of(bins->origin()));
     });
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Event.h"
+#include "binning/Bin_Axis.h"
 #include "output/Image_Writer.h"
 #include "reading/Run_Account.h"
 #include "settings/Parameters.h"
@@ -10,11 +10,19 @@
 #include <optional>
 #include <string>
 
+/// The columns or the rows of an image.
+/// Units: detector pixels.
+struct Pixel_Steps {
+    std::string coordinate;  ///< of events, by which they are selected
+    double start;            ///< of the first of them
+    double width;
+};
+
 /// The bins of an image as really used, after all rounding.
 struct Image_Axes {
-    orven::Event_Length column_width;
-    orven::Event_Length row_width;
-    std::optional<orven::Event_Time> bin_length;  ///< empty for an image over all time
+    Pixel_Steps columns;
+    Pixel_Steps rows;
+    std::optional<Time_Axis> time_bins;  ///< empty for an image over all time
 };
 
 /// All that can be told of a run that has written its image.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Event.h"
+#include "binning/Bin_Axis.h"
 #include "output/Image_Writer.h"
 
 #include <string>
@@ -8,4 +8,4 @@
 /// Writes what readers of image stacks look for beside them: a line for each page with the start of
 /// its time bin in seconds, exact to the tick, a tab and the counts of the page.
 /// Throws: as `write_text_file`.
-void write_spectra(const std::string& path, const Image_Pages& image, orven::Event_Time bin_length);
+void write_spectra(const std::string& path, const Image_Pages& image, const Time_Axis& time_bins);

@@ -3,6 +3,8 @@
 #include "logging.h"
 
 #include <cinttypes>
+#include <cstddef>
+#include <cstdlib>
 #include <stdexcept>
 
 const option Parameters::long_options[] = {
@@ -29,6 +31,9 @@ const option Parameters::long_options[] = {
     {"report", required_argument, nullptr, 0},
     {"spectra", required_argument, nullptr, 0},
     {"strict", required_argument, nullptr, 0},
+    {"upright", required_argument, nullptr, 0},
+    {"region", required_argument, nullptr, 0},
+    {"timeStart", required_argument, nullptr, 0},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -44,8 +49,26 @@ std::uint64_t read_unsigned(const char* argument, const char* failure) {
     return value;
 }
 
+/// So many numbers with commas between them, and nothing else.
+template <std::size_t n>
+std::array<double, n> read_numbers(const char* text, const char* failure) {
+    std::array<double, n> numbers{};
+    const char* next = text;
+    for (std::size_t i = 0; i < n; ++i) {
+        char* end = nullptr;
+        numbers.at(i) = std::strtod(next, &end);
+        if (end == next || *end != (i + 1 < n ? ',' : '\0')) {
+            throw std::invalid_argument(text + std::string(failure));
+        }
+        next = end + 1;
+    }
+    return numbers;
+}
+
 constexpr const char* not_a_size = " is not a valid size!";
 constexpr const char* not_a_number = " is not a valid number!";
+constexpr const char* not_a_region = " is not a valid region, which is X0,Y0,X1,Y1!";
+constexpr const char* not_a_start = " is not a valid timeStart, which is a number of seconds!";
 
 }  // namespace
 
@@ -140,6 +163,12 @@ void Parameters::apply_long_option(std::string_view name) {
         spectraFile = optarg;
     } else if (name == "strict") {
         set_switch(strict, "strict");
+    } else if (name == "upright") {
+        set_switch(upright, "upright");
+    } else if (name == "region") {
+        region = read_numbers<4>(optarg, not_a_region);
+    } else if (name == "timeStart") {
+        timeStart = read_numbers<1>(optarg, not_a_start).front();
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <getopt.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,6 +30,9 @@ public:
     std::optional<double> psd_max;
     std::string fileFormat = "tiff_w4";
     bool parallel = true;
+    bool upright = false;  ///< pages have the rows and columns of the 2-D image
+    std::optional<std::array<double, 4>> region;  ///< x0, y0, x1, y1 of what is shown, in pixels
+    std::optional<double> timeStart;              ///< where bin 0 starts, in seconds
     bool strict = false;                      ///< the first failed file and any warning end the run
     std::optional<std::string> reportFile;    ///< where to write the account of the run
     std::optional<std::string> spectraFile;   ///< where to write the counts of each page

@@ -6,6 +6,8 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/istreamwrapper.h>
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <concepts>
@@ -119,6 +121,25 @@ std::int64_t whole_number(double value, const std::string& key) {
     return static_cast<std::int64_t>(truncated);
 }
 
+bool read_switch(const Document::ValueType& value, const std::string& key) {
+    if (!value.IsBool()) {
+        throw key_error(key, "expected to be true or false!");
+    }
+    return value.GetBool();
+}
+
+std::array<double, 4> read_region(const Document::ValueType& value, const std::string& key) {
+    std::array<double, 4> numbers{};
+    const auto isNumber = [](const Document::ValueType& each) { return each.IsNumber(); };
+    if (!value.IsArray() || value.Size() != numbers.size() ||
+        !std::all_of(value.Begin(), value.End(), isNumber)) {
+        throw key_error(key, "expected to be an array of four numbers!");
+    }
+    std::transform(value.Begin(), value.End(), numbers.begin(),
+                   [](const Document::ValueType& each) { return each.GetDouble(); });
+    return numbers;
+}
+
 }  // namespace
 
 template <class T, class JSON_Value>
@@ -179,4 +200,11 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
         const auto limit = json_getValue_helper<double>(section, "time_limit");
         time_max_binNumber = whole_number(limit, "time_limit");
     }
+    if (section.HasMember("upright")) {
+        upright = read_switch(section["upright"], "upright");
+    }
+    if (section.HasMember("region")) {
+        region = read_region(section["region"], "region");
+    }
+    take_optional("timeStart", timeStart);
 }

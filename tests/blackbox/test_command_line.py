@@ -51,7 +51,8 @@ def help_text(x=512, m=0, M=MAX):
 
 LONG_OPTIONS = ("help license version paramsFile inputFiles inputFolder inputListFile outputFile "
                 "size_x size_y nPhotons_min nPhotons_max psd_min psd_max time_extTrigger "
-                "time_res_s time_limit fileFormat parallel verbose report spectra strict").split()
+                "time_res_s time_limit fileFormat parallel verbose report spectra strict "
+                "upright region timeStart").split()
 # Each stops the program before a run, with this text.
 STOPS = [
     (["--help"], help_text()),
@@ -62,7 +63,7 @@ STOPS = [
     (["--inputListFile", "/proc/self/mem"], error("could not read file: /proc/self/mem")),
     *(([f"--{switch}", text], error(
         f'argument for "{switch}" must be "true" or "false" (is "{text}")'))
-      for switch in ("parallel", "strict") for text in ("yes", "True", "", "false ")),
+      for switch in ("parallel", "strict", "upright") for text in ("yes", "True", "", "false ")),
     (["--bogus"], "vexolan: unrecognized option '--bogus'\n"),
     (["-q"], "vexolan: invalid option -- 'q'\n"),
     (["--help=1"], "vexolan: option '--help' doesn't allow an argument\n"),

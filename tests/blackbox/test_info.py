@@ -247,7 +247,8 @@ def test_rows_start_where_thresholds_would(tmp_path, low, width):
     expect_distribution(told(tmp_path)["total"]["summary"]["psd"], values, 1 / 128)
 
 
-COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
+INTERVALS = "reference, frameSync: "
+UNTRIGGERED = INTERVALS + "no triggers were recorded."
 
 
 @pytest.mark.parametrize("triggers, times, options, notes", [
@@ -260,28 +261,48 @@ COURSE, INTERVALS = "ignore: ", "reference, frameSync: "
       "-E frameSync -t 7205759403.792793 -T 1"],
      [INTERVALS + "an event that comes late counts in the interval that the events before it have "
       "reached."]),
-    ([5, 3, 6], HUNDRED - 100, [""],
-     [COURSE + "time bins begin at zero; events long before that are in none.",
-      INTERVALS + "the triggers are not in order of time."]),
-    (None, 1000 * HUNDRED - 50_000, ["", "-t 1e-06 -T 77"],
-     [COURSE + "time bins begin at zero; events long before that are in none.",
-      INTERVALS + "no triggers were recorded."]),
+    ([5, 3, 6], HUNDRED - 100, ["", "-t 2e-09 -T 100 --timeStart -1.56e-07"],
+     [INTERVALS + "the triggers are not in order of time."]),
     (range(0, 4_200_000, 1000), HUNDRED,
      ["", "-t 2e-09 -T 100", "-E reference -t 2e-08 -T 77", "-E frameSync -t 1.562e-06 -T 4096"],
      []),
+    (None, 1000 * HUNDRED - 50_000, ["", "-t 2e-06 -T 79 --timeStart -8e-05"], [UNTRIGGERED]),
+    (None, 2**60 + SECOND * HUNDRED, ["", "-t 1 -T 100 --timeStart 1801439850"], [UNTRIGGERED]),
+    (None, numpy.where(HUNDRED, -2**63, 0), [""],
+     ["ignore: the events are too far from time zero for time bins that begin with them.",
+      UNTRIGGERED]),
     ([], HUNDRED, ["", "-t 2e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
-    ([5, 5, 5], SECOND + HUNDRED, [""],
-     [COURSE + "time bins begin at zero; the events come so late that the course of the "
-      "measurement would need 640000100 pages.", INTERVALS + "the triggers have no period."]),
+    ([5, 5, 5], SECOND + HUNDRED, ["", "-t 2e-09 -T 100 --timeStart 1"],
+     [INTERVALS + "the triggers have no period."]),
+    ([5, 5, 5], SECOND, [""], [INTERVALS + "the triggers have no period."]),
 ])
 def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
-    suggested = report_of(tmp_path, triggers, time=times).split("Suggestions\n")[1].splitlines()
+    report = report_of(tmp_path, triggers, time=times, x=2 * PIXEL * HUNDRED)
+    suggested = report.split("Suggestions\n")[1].splitlines()
     commands = [line.split(" -i a.orvenevent", 1)[1] for line in suggested if " vexolan " in line]
-    assert [command.split(" -o ")[0].removesuffix(" -x 256").strip()
+    assert [command.split(" -o ")[0].replace(" -x 256 --upright true", "").strip()
             for command in commands] == options
     assert suggested[3 * len(options):] == [f"  {note}" for note in notes]
     since = told("a.orvenevent", folder=tmp_path)["total"]["events_since_trigger"]
     assert (since is None) == (len(options) < 4)
+
+
+@pytest.mark.parametrize("first, end, region", [
+    ((100, 30), (110, 50), "95,30,115,50"),
+    ((2, 240), (42, 256), "2,216,42,256"),
+    ((7, 7), (8, 8), "7,7,8,8"),
+    ((0, 0), (181, 9), "0,0,181,181"),
+    ((0, 0), (182, 9), None),
+])
+def test_a_region_is_suggested_where_few_events_lie_elsewhere(tmp_path, first, end, region):
+    columns, rows = (numpy.arange(*ends) for ends in zip(first, end))
+    events = numpy.zeros(10_000, EVENT)
+    events["x"], events["y"] = (PIXEL * numpy.resize(numpy.repeat(pixels, each), events.size)
+                                for pixels, each in ((columns, 1), (rows, columns.size)))
+    events[["x", "y"]][-4:] = [(0, 0), (0, 255 * PIXEL), (255 * PIXEL, 0), (300 * PIXEL, 0)]
+    write(tmp_path / "a.orvenevent", events)
+    shells = [each["shell"] for each in told(tmp_path)["suggestions"] if "--region" in each["shell"]]
+    assert [shell.split()[4] for shell in shells] == [region] * (region is not None)
 
 
 def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
@@ -347,7 +368,7 @@ def some_events(n, period):
 
 PERIOD = 640_000  # 1 ms
 ELEVEN = [i * PERIOD for i in range(11)]
-ALL_MODES = ["ignore", "ignore", "reference", "frameSync"]
+ALL_MODES = ["ignore", "ignore", "ignore", "reference", "frameSync"]
 
 
 def make_image(suggestion, folder):
@@ -371,8 +392,8 @@ def make_image(suggestion, folder):
     (["run.2/a", "run.2/b"], ELEVEN, ALL_MODES),
     (["one, two"], ELEVEN, ALL_MODES),
     (["run/a", "run/.hidden"], ELEVEN, ALL_MODES),
-    (["run/a", "run/b"], [], ["ignore", "ignore"]),
-    ([f"run/{i:0200}" for i in range(700)], None, ["ignore", "ignore"]),  # too long for a word
+    (["run/a", "run/b"], [], ALL_MODES[:3]),
+    ([f"run/{i:0200}" for i in range(700)], None, ALL_MODES[:3]),  # too long for a word
 ])
 @pytest.mark.parametrize("beside", ["", "faulty", "subfolder"])
 def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, beside):
@@ -403,5 +424,5 @@ def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
         (tmp_path / f"{name}.orvenevent").write_bytes(
             recording.recording(some_events(80, PERIOD), triggers))
     report = told(tmp_path)
-    assert [each["mode"] for each in report["suggestions"]] == ["ignore", "ignore"]
+    assert [each["mode"] for each in report["suggestions"]] == ALL_MODES[:3]
     assert report["notes"] == [INTERVALS + "1 of 2 files were recorded without triggers."]

@@ -75,6 +75,9 @@ def test_damaged_files_are_named_and_left_out(vexolan):
     ("-o folder.png r.orvenevent", '"folder.png" is no file'),
     ("-o r.orvenevent/a.png r.orvenevent", "r.orvenevent: "),
     ("-o a.png folder.png", "vexolan-info: there are no .orvenevent files"),
+    ("-o a.png --region 0,0,9 r.orvenevent", '"0,0,9" is not X0,Y0,X1,Y1'),
+    *((f"-o a.png --region {text} r.orvenevent", f'"{text}" must have X0 < X1 and Y0 < Y1')
+      for text in ("9,0,0,9", "0,9,9,9", "0,0,nan,9", "0,0,9,inf")),
 ])
 def test_refused_outputs_are_explained_and_left_as_they_are(vexolan, arguments, part):
     vexolan.record("r", spread())
@@ -143,7 +146,7 @@ def test_a_hot_pixel_does_not_turn_the_others_black(module):
 
 def drawn(module, recording_path, status=0):
     """The figure, the fact line above it, and its panels by title."""
-    figure = module.draw("name", told(recording_path, status=status)["total"])
+    figure = module.draw("name", told(recording_path, status=status)["total"], (-1, 2, 9, 3.5))
     assert module.render(figure, ".png").startswith(KINDS["a.png"])
     panels = {axes.get_title("left"): axes for axes in figure.axes}
     return figure.texts[1].get_text(), panels
@@ -185,7 +188,9 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
     numpy.add.at(counts, (events["y"] // PIXEL, events["x"] // PIXEL), 1)
     assert (image.get_array() == counts).all()
     assert image.origin == "upper" and image.get_extent() == (0, 256, 256, 0)
-    assert panels["Image"].get_ylim() == (256, 0)
+    assert panels["Image"].get_xlim() + panels["Image"].get_ylim() == (0, 256, 256, 0)
+    assert {tuple(corner) for corner in panels["Image"].lines[0].get_xydata()} == {
+        (-1, 2), (9, 2), (9, 3.5), (-1, 3.5)}
     for name, ticks in ("Over time", events["time"]), ("Since the trigger",
                                                        events["time"] % 256_000):
         if name in panels:

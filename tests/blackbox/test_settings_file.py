@@ -12,7 +12,8 @@ UNSIGNED, DOUBLE, STRING = "a 64 bit unsigned int", "a double", "a string"
 # In the order in which they are read.
 TYPES = {"size_x": UNSIGNED, "size_y": UNSIGNED, "nPhotons_min": UNSIGNED,
          "nPhotons_max": UNSIGNED, "psd_min": DOUBLE, "psd_max": DOUBLE,
-         "time_extTrigger": STRING, "time_res_s": DOUBLE, "time_limit": DOUBLE}
+         "time_extTrigger": STRING, "time_res_s": DOUBLE, "time_limit": DOUBLE,
+         "upright": "true or false", "region": "an array of four numbers", "timeStart": DOUBLE}
 SETTINGS = dict(zip(TYPES, (6, 5, 2, 4, 0.25, 0.5, "reference", 3 * TICK, 4)))
 
 
@@ -71,6 +72,8 @@ def test_sizes_come_from_the_file(vexolan, arguments, text, shape):
     *((section(f'"size_y": {value}'), expected("size_y"))
       for value in ("100.0", "5e2", "-5", '"5"', "18446744073709551616")),
     *((section(f'"psd_max": {value}'), expected("psd_max")) for value in ('"3"', "null")),
+    *((section(f'"region": {value}'), expected("region"))
+      for value in ("[0, 0, 9]", "[0, 0, 9, 9, 9]", '[0, 0, "9", 9]', '"0,0,9,9"')),
     *((section(f'"time_extTrigger": "{value}"'), "./s.json is not a valid trigger handling type!")
       for value in ("sync", "Reference", "")),
     *((section(", ".join(f'"{key}": []' for key in reversed(list(TYPES)[first:]))), expected(key))

@@ -39,7 +39,7 @@ void Range_Survey::clear() noexcept {
 }
 
 Survey_Task::Survey_Task()
-    : placement(Integrated_Placement(Survey_Image::size, Survey_Image::size)),
+    : placement(Integrated_Placement({Survey_Image::size, Survey_Image::size})),
       any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
       cells(events_per_piece),

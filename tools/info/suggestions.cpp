@@ -9,6 +9,8 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <numeric>
+#include <utility>
 
 namespace {
 
@@ -111,19 +113,19 @@ std::string base_name(const std::string& input) {
     return name.empty() || name == "." || name == ".." ? "recording" : name;
 }
 
-/// The fewest digits from which vexolan makes time bins of the same length, without an exponent
-/// down to 1e-4.
+/// The fewest digits from which vexolan makes the same number of ticks, without an exponent down to
+/// 1e-4.
 std::string shortest(double seconds) {
     constexpr double readable = 0.99e-4;  // 1e-4 may come as slightly less
     const auto format =
-        seconds >= readable ? std::chars_format::fixed : std::chars_format::scientific;
-    const Event_Time length = time_bin_length(seconds);
+        std::abs(seconds) >= readable ? std::chars_format::fixed : std::chars_format::scientific;
+    const auto ticks = Event_Time::from_seconds(seconds);
     for (int decimals = 0;; ++decimals) {
         std::array<char, 64> digits{};
         const auto end =
             std::to_chars(digits.data(), digits.data() + digits.size(), seconds, format, decimals);
         std::string text(digits.data(), end.ptr);
-        if (const double read = std::stod(text); read > 0 && time_bin_length(read) == length) {
+        if (Event_Time::from_seconds(std::stod(text)) == ticks) {
             return text;
         }
     }
@@ -142,6 +144,85 @@ double round_number(double seconds) {
     }
     return tick;
 }
+
+/// A square part of the detector.
+/// Units: detector pixels.
+struct Square {
+    std::size_t x;
+    std::size_t y;
+    std::size_t side;
+};
+
+/// The numbers of the first and the last with anything, without up to `nIgnored` at either end.
+std::pair<std::size_t, std::size_t> ends_of(const std::vector<std::uint64_t>& counts,
+                                            std::uint64_t nIgnored) {
+    std::size_t first = 0;
+    std::size_t last = counts.size() - 1;
+    for (std::uint64_t n = counts[first]; n <= nIgnored && first < last; n += counts[first]) {
+        ++first;
+    }
+    for (std::uint64_t n = counts[last]; n <= nIgnored && last > first; n += counts[last]) {
+        --last;
+    }
+    return {first, last};
+}
+
+/// The part that holds all events of the image but 0.1 % at most, if it is clearly less than the
+/// detector.
+std::optional<Square> lit_part(const Survey_Image& image) {
+    constexpr std::size_t size = Survey_Image::size;
+    std::vector<std::uint64_t> columns(size);
+    std::vector<std::uint64_t> rows(size);
+    for (std::size_t i = 0; i < image.counts.size(); ++i) {
+        columns[i % size] += image.counts[i];
+        rows[i / size] += image.counts[i];
+    }
+    constexpr std::uint64_t one_in = 4000;  // at each of four sides
+    const std::uint64_t total = std::accumulate(rows.begin(), rows.end(), std::uint64_t{0});
+    const auto [x, x_last] = ends_of(columns, total / one_in);
+    const auto [y, y_last] = ends_of(rows, total / one_in);
+    const std::size_t side = std::max(x_last - x, y_last - y) + 1;
+    if (total == 0 || 2 * side * side >= size * size) {
+        return std::nullopt;
+    }
+    const auto start = [side](std::size_t first, std::size_t last) {
+        const std::size_t extra = side - (last - first + 1);
+        return std::min(first - std::min(first, extra / 2), size - side);
+    };
+    return Square{start(x, x_last), start(y, y_last), side};
+}
+
+/// Where time bins may start, and how many reach the last event.
+struct Bin_Range {
+    double start_seconds;
+    std::uint64_t nPages;
+};
+
+/// Bins begin at a multiple of their length, as near as a number of seconds can name it; none if
+/// that would leave out the first event.
+std::optional<Bin_Range> bins_over(const Time_Order& order, Event_Time bin) {
+    const std::int64_t first = order.times.smallest;
+    const double nBefore = std::floor(static_cast<double>(first) / static_cast<double>(bin.value));
+    const double seconds = nBefore * bin.in_seconds();
+    const auto start = Event_Time::from_seconds(seconds);
+    constexpr std::int64_t limit = std::int64_t{1} << 62;  // of vexolan
+    if (!start || start->value > first || start->value <= -limit || start->value >= limit) {
+        return std::nullopt;
+    }
+    const std::uint64_t last =
+        static_cast<std::uint64_t>(order.times.largest) - static_cast<std::uint64_t>(start->value);
+    return Bin_Range{seconds, last / static_cast<std::uint64_t>(bin.value) + 1};
+}
+
+/// An image that may be suggested.
+struct Plan {
+    const char* mode;
+    std::string what;
+    const char* ending;                      ///< of the output's name
+    std::optional<double> bin_seconds = {};  ///< empty for an image over all time
+    std::uint64_t nPages = 1;
+    std::string more_options = {};
+};
 
 class Suggestion_List {
 public:
@@ -167,9 +248,8 @@ public:
 private:
     void note(const std::string& text) { suggestions.notes.push_back(text); }
 
-    /// Without `bin_seconds`, an image over all time.
-    void add(const char* mode, const std::string& what, std::optional<double> bin_seconds,
-             std::uint64_t nPages) {
+    void add(const Plan& plan) {
+        const auto& [mode, what, ending, bin_seconds, nPages, more_options] = plan;
         const std::uint64_t size = bin_seconds ? page_size : image_size;
         const Image_Pages image{{}, nPages, size, size};
         const std::string_view mode_name = mode;
@@ -186,43 +266,46 @@ private:
         if (mode_name != "ignore") {
             options += " -E " + made.mode;
         }
-        std::string ending = "image";
         if (bin_seconds) {
             options += " -t " + shortest(*bin_seconds) + " -T " + std::to_string(nPages) + " -x " +
-                       std::to_string(size);
+                       std::to_string(size) + " --upright true";
             made.bin_seconds = time_bin_length(*bin_seconds).in_seconds();
-            ending = mode_name == "ignore"      ? "course"
-                     : mode_name == "reference" ? "sequence"
-                                                : "frames";
         }
+        options += more_options;
         const std::string output = base_name(inputs.front().path) + "-" + ending + ".tif";
         made.shell = words.before + "vexolan " + options + " -o " + shell_word(output);
         suggestions.list.push_back(made);
     }
 
-    void suggest_image() { add("ignore", "all events in one image", {}, 1); }
+    void suggest_image() {
+        add({"ignore", "all events in one image", "image"});
+        if (const auto part = lit_part(survey.image)) {
+            const std::string region = std::to_string(part->x) + "," + std::to_string(part->y) +
+                                       "," + std::to_string(part->x + part->side) + "," +
+                                       std::to_string(part->y + part->side);
+            add({.mode = "ignore",
+                 .what = "the part of the detector where the events are",
+                 .ending = "region",
+                 .more_options = " --region " + region});
+        }
+    }
 
     void suggest_course() {
-        const std::int64_t first = survey.total.order.times.smallest;
-        const std::int64_t last = survey.total.order.times.largest;
-        if (first < 0) {
-            note("ignore: time bins begin at zero; events long before that are in none.");
-        }
-        if (last <= 0) {
+        const Time_Order& order = survey.total.order;
+        if (order.span() == 0) {
             return;
         }
-        const std::int64_t span = last - std::max<std::int64_t>(first, 0);
-        const double bin = round_number(Event_Time::seconds_of(span) / good_number_of_bins);
-        const std::uint64_t nPages =
-            static_cast<std::uint64_t>(last / time_bin_length(bin).value) + 1;
-        if (nPages <= most_pages) {
-            add("ignore", "the course of the measurement", bin, nPages);
-        } else {
+        const double bin = round_number(Event_Time::seconds_of(order.span()) / good_number_of_bins);
+        const auto bins = bins_over(order, time_bin_length(bin));
+        if (!bins || bins->nPages > most_pages) {
             note(
-                "ignore: time bins begin at zero; the events come so late that the course of the "
-                "measurement would need " +
-                std::to_string(nPages) + " pages.");
+                "ignore: the events are too far from time zero for time bins that begin with "
+                "them.");
+            return;
         }
+        const std::string start =
+            bins->start_seconds == 0 ? "" : " --timeStart " + shortest(bins->start_seconds);
+        add({"ignore", "the course of the measurement", "course", bin, bins->nPages, start});
     }
 
     void suggest_trigger_modes() {
@@ -263,15 +346,15 @@ private:
         const std::int64_t period = std::min(median_period, longest);
         const double bin = round_number(Event_Time::seconds_of(period) / good_number_of_bins);
         const std::int64_t ticks = time_bin_length(bin).value;
-        add("reference", "what happens after a trigger, all intervals added up", bin,
-            static_cast<std::uint64_t>((period + ticks - 1) / ticks));
+        add({"reference", "what happens after a trigger, all intervals added up", "sequence", bin,
+             static_cast<std::uint64_t>((period + ticks - 1) / ticks)});
 
         const std::uint64_t nPages = std::min(nIntervals, most_pages);
-        add("frameSync",
-            nPages == nIntervals ? "each trigger interval as a page"
-                                 : "each of the first " + std::to_string(nPages) + " of " +
-                                       std::to_string(nIntervals) + " trigger intervals as a page",
-            Event_Time::seconds_of(period), nPages);
+        add({"frameSync",
+             nPages == nIntervals ? "each trigger interval as a page"
+                                  : "each of the first " + std::to_string(nPages) + " of " +
+                                        std::to_string(nIntervals) + " trigger intervals as a page",
+             "frames", Event_Time::seconds_of(period), nPages});
     }
 
     const Survey& survey;

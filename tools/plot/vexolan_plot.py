@@ -46,7 +46,7 @@ class Failure(Exception):
 def main():
     arguments = parse_arguments()
     try:
-        return run(arguments.output, arguments.inputs)
+        return run(arguments)
     except Failure as failure:
         say(failure)
     except OSError as error:
@@ -56,7 +56,8 @@ def main():
     return 1
 
 
-def run(output, inputs):
+def run(arguments):
+    output, inputs = arguments.output, arguments.inputs
     check_output(output, inputs)
     prepare_matplotlib()
     facts = ask_info(inputs)
@@ -64,7 +65,8 @@ def run(output, inputs):
     complaints = [f"{file['path']}: {file['error']}" for file in faults]
     if len(faults) == len(facts["inputs"]):
         raise Failure("\n".join(complaints + ["there is no recording to draw"]))
-    picture = render(draw(title_of(inputs), facts["total"]), pathlib.Path(output).suffix.lower())
+    figure = draw(title_of(inputs), facts["total"], arguments.region)
+    picture = render(figure, pathlib.Path(output).suffix.lower())
     check_output(output, inputs)  # it may have become a recording meanwhile
     write(output, picture)
     for complaint in complaints:
@@ -92,12 +94,15 @@ class Parser(argparse.ArgumentParser):
 
 def parse_arguments():
     parser = Parser(prog="vexolan-plot", description=__doc__, epilog=EPILOG, allow_abbrev=False,
-                    usage="vexolan-plot -o PICTURE FILE|FOLDER...",
+                    usage="vexolan-plot -o PICTURE [--region X0,Y0,X1,Y1] FILE|FOLDER...",
                     formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("inputs", nargs="+", metavar="FILE|FOLDER", help=argparse.SUPPRESS)
     parser.add_argument("-o", "--output", required=True, metavar="PICTURE", type=picture_path,
                         help="where to put the picture: a name that ends in .png, .pdf or .svg; "
                              "its folder is created")
+    parser.add_argument("--region", metavar="X0,Y0,X1,Y1", type=region,
+                        help="draw a frame around this part of the detector, in detector pixels, "
+                             "as vexolan takes it")
     parser.add_argument("--version", action="version", version=VERSION,
                         help="print the version number and exit")
     return parser.parse_args()
@@ -107,6 +112,16 @@ def picture_path(path):
     if pathlib.Path(path).suffix.lower() not in FORMATS:
         raise argparse.ArgumentTypeError(f'"{path}" must end in {", ".join(FORMATS)}')
     return path
+
+
+def region(text):
+    try:
+        x0, y0, x1, y1 = map(float, text.split(","))
+    except ValueError:
+        raise argparse.ArgumentTypeError(f'"{text}" is not X0,Y0,X1,Y1') from None
+    if not (-math.inf < x0 < x1 < math.inf and -math.inf < y0 < y1 < math.inf):
+        raise argparse.ArgumentTypeError(f'"{text}" must have X0 < X1 and Y0 < Y1')
+    return x0, y0, x1, y1
 
 
 def check_output(path, inputs):
@@ -301,7 +316,7 @@ class Histogram:
 
 # --- Drawing --------------------------------------------------------------------------------------
 
-FILL, LINE, GREY = "#a9c1dd", "#2b4c7e", "#666666"
+FILL, LINE, GREY, FRAME = "#a9c1dd", "#2b4c7e", "#666666", "#ff5a36"
 
 STYLE = {
     "axes.edgecolor": GREY, "axes.labelsize": 9, "axes.linewidth": 0.7,
@@ -337,7 +352,7 @@ def render(figure, extension):
     return content.getvalue()
 
 
-def draw(title, total):
+def draw(title, total, frame=None):
     """One figure: the image on the left, the histograms beside it."""
     from matplotlib.figure import Figure
 
@@ -348,7 +363,7 @@ def draw(title, total):
         figure.text(0.013, height, text, **style).set_parse_math(False)
 
     grid = figure.add_gridspec(2, 3, width_ratios=(1.72, 1, 1))
-    draw_image(figure.add_subplot(grid[:, 0]), total["image"])
+    draw_image(figure.add_subplot(grid[:, 0]), total["image"], frame)
     over_time, since_trigger = grid[0, 1], grid[0, 2]
     if total["events_since_trigger"]:
         draw_since_trigger(figure.add_subplot(since_trigger), total)
@@ -360,7 +375,7 @@ def draw(title, total):
     return figure
 
 
-def draw_image(axes, image):
+def draw_image(axes, image, frame):
     counts = numpy.asarray(image["counts"])
     block = block_to_show(counts)
     shown = joined_pixels(counts, block)
@@ -379,6 +394,10 @@ def draw_image(axes, image):
         f"events per {block} × {block} detector pixels")
     bar.set_label(f"{label} (largest: {shown.max():,})" if clipped else label)
     add_note(axes, outside=image["outside"])
+    if frame:
+        x0, y0, x1, y1 = frame
+        axes.plot([x0, x1, x1, x0, x0], [y0, y0, y1, y1, y0], color=FRAME, linewidth=1.2,
+                  scalex=False, scaley=False)
 
 
 def block_to_show(counts):
