@@ -48,8 +48,8 @@ const Image& large_image() {
 /// All events fall into one frame.
 constexpr Interval frame{orven::Event_Time(0), 7};
 const Image& frame_image() {
-    static const Image image{Frame_Placement({128, 128, 1000, false}, {1}), std::size_t{1000} * 128 * 128,
-                             [](const Photon_Event& event) {
+    static const Image image{Frame_Placement({128, 128, 1000, false}, {1}),
+                             std::size_t{1000} * 128 * 128, [](const Photon_Event& event) {
                                  return 7L * 16'384 + event.x.value / 131'072 * 128L +
                                         event.y.value / 131'072;
                              }};

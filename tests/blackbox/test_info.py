@@ -331,8 +331,9 @@ def test_faulty_files_are_told_of_and_count_nowhere(tmp_path):
 
 
 def test_a_few_descriptors_are_enough(tmp_path):
-    for i in range(3):
-        (tmp_path / f"{i}.orvenevent").write_bytes(recording.recording([Event()], [0, 5]))
+    content = recording.recording([Event()] * 20_000, [0, 5])  # more than one task is done with
+    for i in range(20):
+        (tmp_path / f"{i}.orvenevent").write_bytes(content)
     limit = (4, resource.getrlimit(resource.RLIMIT_NOFILE)[1])
     done = info(tmp_path, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, limit))
     assert (done.returncode, done.stderr) == (0, "")
