@@ -287,19 +287,22 @@ def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
     assert (since is None) == (len(options) < 4)
 
 
-@pytest.mark.parametrize("first, end, region", [
-    ((100, 30), (110, 50), "95,30,115,50"),
-    ((2, 240), (42, 256), "2,216,42,256"),
-    ((7, 7), (8, 8), "7,7,8,8"),
-    ((0, 0), (181, 9), "0,0,181,181"),
-    ((0, 0), (182, 9), None),
+@pytest.mark.parametrize("first, end, n_outside, region", [
+    ((100, 30), (110, 50), 0, "95,30,115,50"),
+    ((2, 240), (42, 256), 0, "2,216,42,256"),
+    ((7, 7), (8, 8), 0, "7,7,8,8"),
+    ((7, 7), (8, 8), 10, None),
+    ((0, 0), (181, 9), 0, "0,0,181,181"),
+    ((0, 0), (182, 9), 0, None),
 ])
-def test_a_region_is_suggested_where_few_events_lie_elsewhere(tmp_path, first, end, region):
+def test_a_region_is_suggested_where_few_events_lie_elsewhere(tmp_path, first, end, n_outside,
+                                                              region):
     columns, rows = (numpy.arange(*ends) for ends in zip(first, end))
     events = numpy.zeros(10_000, EVENT)
     events["x"], events["y"] = (PIXEL * numpy.resize(numpy.repeat(pixels, each), events.size)
                                 for pixels, each in ((columns, 1), (rows, columns.size)))
     events[["x", "y"]][-4:] = [(0, 0), (0, 255 * PIXEL), (255 * PIXEL, 0), (300 * PIXEL, 0)]
+    events["x"][:n_outside] = 300 * PIXEL
     write(tmp_path / "a.orvenevent", events)
     shells = [each["shell"] for each in told(tmp_path)["suggestions"] if "--region" in each["shell"]]
     assert [shell.split()[4] for shell in shells] == [region] * (region is not None)

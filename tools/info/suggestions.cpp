@@ -167,8 +167,8 @@ std::pair<std::size_t, std::size_t> ends_of(const std::vector<std::uint64_t>& co
     return {first, last};
 }
 
-/// The part that holds all events of the image but 0.1 % at most, if it is clearly less than the
-/// detector.
+/// The part that holds all events, wherever they lie, but 0.1 % at most, if it is clearly less than
+/// the detector.
 std::optional<Square> lit_part(const Survey_Image& image) {
     constexpr std::size_t size = Survey_Image::size;
     std::vector<std::uint64_t> columns(size);
@@ -177,12 +177,17 @@ std::optional<Square> lit_part(const Survey_Image& image) {
         columns[i % size] += image.counts[i];
         rows[i / size] += image.counts[i];
     }
-    constexpr std::uint64_t one_in = 4000;  // at each of four sides
-    const std::uint64_t total = std::accumulate(rows.begin(), rows.end(), std::uint64_t{0});
-    const auto [x, x_last] = ends_of(columns, total / one_in);
-    const auto [y, y_last] = ends_of(rows, total / one_in);
+    constexpr std::uint64_t one_in = 1000;
+    const std::uint64_t nInside = std::accumulate(rows.begin(), rows.end(), std::uint64_t{0});
+    const std::uint64_t nIgnored = (nInside + image.nOutside) / one_in;
+    if (nInside == 0 || image.nOutside > nIgnored) {
+        return std::nullopt;
+    }
+    const std::uint64_t at_each_side = (nIgnored - image.nOutside) / 4;
+    const auto [x, x_last] = ends_of(columns, at_each_side);
+    const auto [y, y_last] = ends_of(rows, at_each_side);
     const std::size_t side = std::max(x_last - x, y_last - y) + 1;
-    if (total == 0 || 2 * side * side >= size * size) {
+    if (2 * side * side >= size * size) {
         return std::nullopt;
     }
     const auto start = [side](std::size_t first, std::size_t last) {
