@@ -30,14 +30,6 @@ std::string mode_name(Parameters::ExtTrigger_Mode mode) {
     }
 }
 
-std::string message_of(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const std::exception& exception) {
-        return exception.what();
-    }
-}
-
 std::string rfc_3339(std::chrono::system_clock::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm utc{};

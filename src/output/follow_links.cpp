@@ -24,11 +24,10 @@ std::filesystem::path follow_links(std::filesystem::path path) {
     constexpr int most_links = 40;  // as many as the system follows
     std::error_code error;
     for (int i = 0; i < most_links && std::filesystem::is_symlink(path, error); ++i) {
-        const std::filesystem::path next = std::filesystem::read_symlink(path, error);
         if (!is_trusted(path)) {
             break;
         }
-        path = path.parent_path() / next;
+        path = path.parent_path() / std::filesystem::read_symlink(path, error);
     }
     return path;
 }

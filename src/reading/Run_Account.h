@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exception>
 #include <optional>
+#include <string>
 #include <vector>
 
 /// What became of events.
@@ -24,6 +25,15 @@ struct Event_Account {
         return *this;
     }
 };
+
+/// What a failure, which must be a std::exception, says.
+[[nodiscard]] inline std::string message_of(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+}
 
 /// What was found of one file, or why it could not be read.
 struct File_Account {

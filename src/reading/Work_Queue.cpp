@@ -13,14 +13,6 @@ namespace {
 /// enough for tasks to end together.
 constexpr std::size_t pieces_per_range = 8;
 
-std::string message_of(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const std::exception& exception) {
-        return exception.what();
-    }
-}
-
 void rethrow_lack_of_memory(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);

@@ -16,14 +16,6 @@ namespace {
 /// Why files could not be read, by file.
 using Failures = std::vector<std::exception_ptr>;
 
-std::string message_of(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const std::exception& exception) {
-        return exception.what();
-    }
-}
-
 /// Looks at all files that have not failed before. Returns whether that is done: not if another one
 /// fails after some of its events have been counted.
 bool try_survey(const std::vector<std::string>& paths, Failures& failures, Survey& survey,
