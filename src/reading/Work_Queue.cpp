@@ -10,15 +10,6 @@ namespace {
 /// enough for tasks to end together.
 constexpr std::size_t pieces_per_range = 8;
 
-File_Account account_of(const orven::Event_File& file) {
-    const auto& [events, extTriggers] = file.index();
-    File_Account account{file.size(), events.nRecords, {}, {}};
-    if (extTriggers) {
-        account.nTriggers = extTriggers->nRecords;
-    }
-    return account;
-}
-
 }  // namespace
 
 Work_Queue::Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
@@ -158,7 +149,7 @@ void Work_Queue::offer_in_order() {
 
 void Work_Queue::offer(const std::shared_ptr<const Input>& input) {
     if (is_wanted(input->index)) {
-        files[input->index] = account_of(input->file);
+        files[input->index] = input->account();
         opened.push_back({input, input->first});
     }
 }

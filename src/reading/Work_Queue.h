@@ -38,6 +38,15 @@ struct Input {
     /// Throws: as `Event_File`.
     Input(std::size_t index_, const std::string& path)
         : index(index_), file(path), end(file.index().events.nRecords) {}
+
+    [[nodiscard]] File_Account account() const {
+        const auto& [events, extTriggers] = file.index();
+        File_Account found{file.size(), events.nRecords, {}, {}};
+        if (extTriggers) {
+            found.nTriggers = extTriggers->nRecords;
+        }
+        return found;
+    }
 };
 
 /// Some events of one file.
