@@ -27,15 +27,25 @@ void sleep_until_done(MPI_Request request) {
     }
 }
 
+/// Launchers tell a process its rank in one of these variables: those of MPI itself, and of the
+/// interfaces to process managers that it uses. A process without is alone, and needs no MPI.
+bool is_launched() {
+    constexpr std::array names{"OMPI_COMM_WORLD_RANK", "PMIX_RANK", "PMI_RANK"};
+    return std::ranges::any_of(names, [](const char* name) {
+        return std::getenv(name) != nullptr;
+    });  // NOLINT: one thread
+}
+
 /// Keeps what signals do while MPI starts, which may install handlers that print reports of its
 /// own.
 MPI_Comm join_all(int& argc, char**& argv) {
+    if (!is_launched()) {
+        return MPI_COMM_NULL;
+    }
     std::array<struct sigaction, NSIG> before{};
     for (int number = 1; number < NSIG; ++number) {
         sigaction(number, nullptr, &before.at(static_cast<std::size_t>(number)));
     }
-    // Open MPI: a process that was started alone needs no daemon.
-    setenv("OMPI_MCA_ess_singleton_isolated", "1", 0);  // NOLINT(concurrency-mt-unsafe)
     int provided = 0;
     MPI_Init_thread(&argc, &argv, MPI_THREAD_FUNNELED, &provided);
     for (int number = 1; number < NSIG; ++number) {
@@ -49,8 +59,10 @@ MPI_Comm join_all(int& argc, char**& argv) {
 Ranks::Ranks(int& argc, char**& argv) : Ranks(join_all(argc, argv)) {}
 
 Ranks::Ranks(MPI_Comm communicator_) : communicator(communicator_) {
-    MPI_Comm_rank(communicator, &number);
-    MPI_Comm_size(communicator, &count);
+    if (communicator != MPI_COMM_NULL) {
+        MPI_Comm_rank(communicator, &number);
+        MPI_Comm_size(communicator, &count);
+    }
 }
 
 Ranks Ranks::on_this_machine() const {
@@ -91,8 +103,10 @@ void Ranks::add_up(std::span<Counter> counters) const {
     }
 }
 
-void Ranks::leave() {
-    MPI_Finalize();
+void Ranks::leave() const {
+    if (communicator != MPI_COMM_NULL) {
+        MPI_Finalize();
+    }
 }
 
 void Ranks::meet() const {

@@ -18,7 +18,8 @@
 /// their main threads. Who waits for the others sleeps.
 class Ranks {
 public:
-    /// Joins the others. The effect of signals is what it was before.
+    /// Joins the others, unless the process was started alone. The effect of signals is what it was
+    /// before.
     Ranks(int& argc, char**& argv);
 
     /// The number of this process; the first one, 0, is the one that users see.
@@ -49,7 +50,7 @@ public:
     void add_up(std::span<Counter> counters) const;
 
     /// Leaves the others, when the run has ended well on all ranks.
-    static void leave();
+    void leave() const;
 
 private:
     explicit Ranks(MPI_Comm communicator_);

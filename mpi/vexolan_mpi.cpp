@@ -17,6 +17,6 @@ int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
     } else {
         help_count(ranks);
     }
-    Ranks::leave();
+    ranks.leave();
     return 0;
 }
