@@ -3,6 +3,9 @@
 #include "binning/Binning_Events.h"
 #include "logging.h"
 #include "output/Image_Writer.h"
+#include "remarks/Remarks.h"
+#include "remarks/remark_on_counts.h"
+#include "remarks/remark_on_settings.h"
 #include "run_steps.h"
 #include "settings/Parameters.h"
 #include "signals.h"
@@ -24,12 +27,15 @@ void run(const Parameters& parameters, const Count_Files& count) {
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
     const auto started = std::chrono::steady_clock::now();
     check_settings(parameters);
+    Remarks remarks(parameters.strict);
+    remark_on_settings(parameters, remarks);
     Binning binning(parameters);
     const Image_Pages image = pages_of(binning.get_image());
     warn_of_outputs(parameters, image);
     count_input_files(parameters, binning, count);
     log_trigger_count(parameters, binning.get_nTriggers());
-    write_outputs(parameters, image, binning.get_account(), started);
+    remark_on_counts(parameters, binning.get_account(), remarks);
+    write_outputs(parameters, image, binning.get_account(), remarks, started);
 }
 
 void run_timeResolved(const Parameters& parameters, const Count_Files& count) {
@@ -50,6 +56,9 @@ void run_timeResolved(const Parameters& parameters, const Count_Files& count) {
 }
 
 void run_timeIntegrated(const Parameters& parameters, const Count_Files& count) {
+    if (parameters.time_max_binNumber) {
+        hint("-T sets the number of time bins, and -t how many seconds each is long: give both.");
+    }
     if (!parameters.outputFile) {
         throw std::invalid_argument("Output file path needs to be provided!");
     }
@@ -63,10 +72,19 @@ void run_timeIntegrated(const Parameters& parameters, const Count_Files& count) 
     }
 }
 
+constexpr const char* first_commands =
+    "To begin with:\n"
+    "  vexolan-info FOLDER                what is in a recording, and which images suit it\n"
+    "  vexolan -I FOLDER -o image.tif     an image of all its events\n"
+    "  vexolan --help                     all options";
+
 void run(int argc, char* argv[], const Count_Files& count) {
     const Parameters parameters(argc, argv);
     if (parameters.exit_requested) {
         return;
+    }
+    if (argc == 1) {
+        hint(first_commands);
     }
     if (parameters.time_res_s) {
         run_timeResolved(parameters, count);

@@ -7,6 +7,7 @@
 #include "progress/Progress_Line.h"
 #include "reading/add_data_filtered_files.h"
 #include "reading/count_files.h"
+#include "remarks/Remarks.h"
 #include "settings/Parameters.h"
 
 #include <chrono>
@@ -47,9 +48,10 @@ void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& 
 /// Logs the number of trigger intervals.
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers);
 
-/// Writes the image, and beside it what else the settings ask for. Folders are made if they are
-/// missing.
+/// Writes the image, and beside it what else the settings ask for, and tells a person what has been
+/// done. Folders are made if they are missing.
 /// Throws: std::invalid_argument for an unknown format, std::filesystem::filesystem_error, and as
 /// `write_tiff`, `write_spectra` and `write_text_file`.
 void write_outputs(const Parameters& parameters, const Image_Pages& image,
-                   const Run_Account& account, std::chrono::steady_clock::time_point started);
+                   const Run_Account& account, const Remarks& remarks,
+                   std::chrono::steady_clock::time_point started);

@@ -11,6 +11,9 @@ namespace {
 /// How many events of a range are read at first to correct it: walks meet after a few.
 constexpr std::size_t first_length = 256;
 
+/// How many events of a range are looked at closer, about.
+constexpr std::size_t samples_per_range = 1024;
+
 }  // namespace
 
 Counting_Task::Counting_Task(const Counting_Job& job_,  // NOLINT(modernize-pass-by-value): shared
@@ -27,6 +30,8 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
     while (const std::optional<Event_Range> range = queue.take()) {
         found_work();
         found = {};
+        sample_distance = 1 + (range->end - range->first) / samples_per_range;
+        next_sample = 0;
         try {
             if (job.mode == Parameters::ignore) {
                 add_events(*range);
@@ -158,6 +163,20 @@ void Counting_Task::find(std::span<const orven::Photon_Event> events, const Inte
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
     found.nAccepted += now.nAccepted;
     found.nCells += now.nCells;
+    sample(events, interval);
+}
+
+void Counting_Task::sample(std::span<const orven::Photon_Event> events, const Interval& interval) {
+    for (; next_sample < events.size(); next_sample += sample_distance) {
+        const orven::Photon_Event& event = events[next_sample];
+        const orven::Event_Time time = interval.relative(event.time);
+        if (job.filter.accepts(event) &&
+            is_inside(job.placement, event, time, interval.frameIndex)) {
+            ++account.sampled;
+            account.early += is_early(job.placement, event, time) ? 1 : 0;
+        }
+    }
+    next_sample -= events.size();
 }
 
 void Counting_Task::count_found() {

@@ -75,6 +75,8 @@ private:
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first,
                                                     std::size_t length);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
+    /// Looks closer at some of the events: at evenly chosen ones of each range.
+    void sample(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found();
     void take_back_found();
     void note_read(std::size_t nEvents);
@@ -85,6 +87,8 @@ private:
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::unique_ptr<std::size_t[]> cells;  ///< of the piece's events
     Found found{};                         ///< in the piece
+    std::size_t sample_distance = 1;       ///< from one event that is looked at closer to the next
+    std::size_t next_sample = 0;           ///< how many events there are before it
     Event_Account account;
     std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
     std::weak_ptr<const Input> walked;  ///< does not keep the file open

@@ -12,6 +12,8 @@ struct Event_Account {
     std::uint64_t recorded = 0;  ///< in the files
     std::uint64_t accepted = 0;  ///< of these, passed by the filter
     std::uint64_t counted = 0;   ///< of these, counted in the image
+    std::uint64_t sampled = 0;   ///< of these, evenly chosen ones of which is known:
+    std::uint64_t early = 0;     ///< those up to one bin before the first, in which they count
 
     /// Kept out by the filter.
     [[nodiscard]] std::uint64_t rejected() const noexcept { return recorded - accepted; }
@@ -22,6 +24,8 @@ struct Event_Account {
         recorded += other.recorded;
         accepted += other.accepted;
         counted += other.counted;
+        sampled += other.sampled;
+        early += other.early;
         return *this;
     }
 };

@@ -3,6 +3,7 @@
 #include <getopt.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,6 +40,8 @@ public:
     std::vector<std::string> settingsFiles;   ///< settings and list files that have been read
     std::vector<std::string> arguments;       ///< the command line as given
     std::optional<std::string> firstWarning;  ///< of the command line
+    std::vector<std::string> doubts;  ///< for each setting that may mean something else, why
+    std::optional<std::string> unsortedFolder;  ///< whose files are in no order of names
 
     static const option long_options[];
     static constexpr std::string_view extension_eventFiles = ".orvenevent";
@@ -73,6 +76,11 @@ public:
 private:
     void apply_option(int shortName, const char* longName, const char* programName);
     void apply_long_option(std::string_view name);
+    /// The option's argument as a number. Characters behind it are ignored, which is doubtful.
+    [[nodiscard]] std::uint64_t read_unsigned(const char* failure);
+    [[nodiscard]] double read_double();
+    [[nodiscard]] long read_long();
+    void doubt_rest(std::size_t nRead);
     void set_switch(bool& field, const std::string& name);
 
     void add_inputFiles(const std::string& list);
