@@ -140,9 +140,7 @@ std::size_t Counting_Task::find_along(Trigger_Walk& along,
                            first_accepted = std::min(first_accepted, along.reached());
                        }
                    });
-    if (job.keepAccount) {
-        found.nAccepted += count_accepted(rest, job.filter);
-    }
+    found.nAccepted += count_accepted(rest, job.filter);
     return first_accepted;
 }
 

@@ -9,7 +9,7 @@
 
 /// What became of events.
 struct Event_Account {
-    std::uint64_t recorded = 0;  ///< in the files
+    std::uint64_t recorded = 0;  ///< in the files, as far as they were read
     std::uint64_t accepted = 0;  ///< of these, passed by the filter
     std::uint64_t counted = 0;   ///< of these, counted in the image
     std::uint64_t sampled = 0;   ///< of these, evenly chosen ones of which is known:
@@ -50,6 +50,6 @@ struct File_Account {
 /// What a run has counted.
 struct Run_Account {
     std::size_t nIntervals = 0;       ///< trigger intervals of all files that did not fail
-    Event_Account events;             ///< complete only if the run was asked for it
+    Event_Account events;             ///< of all events only if the run was asked for it
     std::vector<File_Account> files;  ///< in list order
 };

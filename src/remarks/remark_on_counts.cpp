@@ -66,12 +66,14 @@ void remark_on_none(const Parameters& parameters, const Run_Account& account, Re
     }
 }
 
-void remark_on_most_outside(const Event_Account& events, Remarks& remarks) {
+void remark_on_most_outside(const Parameters& parameters, const Event_Account& events,
+                            Remarks& remarks) {
     if (events.counted > 0 && events.outside() > events.accepted / 2) {
+        const std::string bins =
+            parameters.time_res_s ? ", before its first time bin or behind its last one" : "";
         remarks.advise(percent_text(events.outside(), events.accepted) +
-                       " of the events that pass the filter lie outside of the image, before its "
-                       "first time bin or behind its last one: vexolan-info suggests what shows "
-                       "them");
+                       " of the events that pass the filter lie outside of the image" + bins +
+                       ": vexolan-info suggests what shows them");
     }
 }
 
@@ -127,7 +129,7 @@ void remark_on_truncation(const Event_Account& events, Remarks& remarks) {
 
 void remark_on_counts(const Parameters& parameters, const Run_Account& account, Remarks& remarks) {
     remark_on_none(parameters, account, remarks);
-    remark_on_most_outside(account.events, remarks);
+    remark_on_most_outside(parameters, account.events, remarks);
     remark_on_unused_triggers(parameters, account, remarks);
     remark_on_truncation(account.events, remarks);
     if (person_reads() || parameters.reportFile) {  // it takes another look into the files

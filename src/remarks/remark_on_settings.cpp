@@ -17,7 +17,7 @@ void remark_on_inputs(const Parameters& parameters, Remarks& remarks) {
         remarks.doubt("the files of " + quoted(folder) +
                       " come in no certain order, and so do their frames: list them in order by "
                       "ls " +
-                      escaped(folder) +
+                      quoted(folder) +
                       "/*.orvenevent > list.txt, and give that by "
                       "--inputListFile list.txt");
     }

@@ -1,11 +1,15 @@
 """Runs the built program in a folder of its own and states what it should have written."""
 
+import fcntl
 import os
 import pathlib
+import pty
 import re
 import resource
 import signal
+import struct
 import subprocess
+import termios
 from typing import NamedTuple
 
 import numpy
@@ -94,6 +98,26 @@ class Program:
         status, *texts = self.raw(*arguments, **conditions)
         texts = [LOG_PREFIX.sub(r"\1<time>: ", text) for text in texts]
         return Outcome(status, *(ASSERTION.sub(r"assertion \1", text) for text in texts))
+
+    def on_terminal(self, *arguments, command=(VEXOLAN,), ended_at=None, columns=100):
+        """Runs the program with a terminal as standard error. Returns what came there. When
+        `ended_at` has come, a signal ends the program."""
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
+        with subprocess.Popen([*command, *arguments], cwd=self.folder, stdin=theirs,
+                              stderr=theirs, stdout=subprocess.DEVNULL) as process:
+            os.close(theirs)
+            received = b""
+            while True:
+                try:
+                    received += os.read(ours, 4096)
+                except OSError:  # nobody has the terminal open any more
+                    break
+                if ended_at and ended_at in received:
+                    process.terminate()
+            assert process.wait(timeout=60) == -signal.SIGTERM or not ended_at
+        os.close(ours)
+        return received.decode().replace("\r\n", "\n")
 
     def put(self, name, content):
         """Writes a file (parents included) and returns its name."""
