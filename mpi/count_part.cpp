@@ -44,7 +44,7 @@ std::optional<Wrong_Walk> wrong_walk(std::span<const Border> borders, std::size_
 std::size_t wanted_events(const File_Account& account, std::size_t firstFrame,
                           const Counting_Job& job) {
     const bool counts =
-        job.mode == Parameters::ignore || job.keepAccount ||
+        job.mode == Image_Settings::ignore || job.keepAccount ||
         (account.nTriggers.value_or(0) > 1 && firstFrame < end_frame(job.placement));
     return account.failure == nullptr && counts ? account.nEvents : 0;
 }
@@ -98,7 +98,7 @@ public:
 
 private:
     void add(std::span<const std::string> files, const Look_At& look, const Sharing& sharing) {
-        Work_Queue queue(files, look, On_Failure::leave, sharing);
+        Work_Queue queue({files}, look, On_Failure::leave, sharing);
         const Run_Account account = count_events(job, queue, sharing);
         counted.events += account.events;
         for (std::size_t i = 0; i < files.size(); ++i) {
@@ -137,7 +137,7 @@ Part_Count count_part(const Ranks& ranks, const Ranked_Job& ranked, const Survey
                       const Sharing& sharing) {
     Part_Counter part(ranked, survey, part_of(ranks, ranked.job, survey, sharing.piece_length));
     ranks.together([&] { part.count(sharing); });
-    if (ranked.job.mode == Parameters::ignore) {
+    if (ranked.job.mode == Image_Settings::ignore) {
         return part.get();
     }
     const std::vector<Border> borders = ranks.gather(std::array{part.border()});

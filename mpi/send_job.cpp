@@ -12,7 +12,7 @@ using Psds = orven::Photon_Filters::PSD_Core;
 
 /// What is sent of a job beside the paths, byte by byte: all ranks run the same program.
 struct Message {
-    Parameters::ExtTrigger_Mode mode;
+    Image_Settings::ExtTrigger_Mode mode;
     Placement placement;
     Counts counts;
     Psds psds;

@@ -28,7 +28,7 @@ struct Looked_At {
 
 Looked_At look_at(std::size_t index, const std::string& path, const Look_At& look) {
     try {
-        Input input(index, path);
+        Input input(index, std::make_shared<orven::Event_File>(path));
         look(input);
         const auto [bytes, nEvents, nTriggers, failure] = input.account();
         return {{bytes, nEvents, nTriggers, input.shared}, failure};
@@ -89,7 +89,7 @@ Survey survey_files(const Ranks& ranks, const Ranked_Job& ranked, std::size_t nT
     ranks.together(
         [&] { own = look_at_all(paths, begin, look_at_files(ranked.job.mode), nTasks); });
     Survey survey = tell_all(ranks, own, begin);
-    if (ranked.job.mode == Parameters::frameSync) {
+    if (ranked.job.mode == Image_Settings::frameSync) {
         number_frames(survey, ranked.job);
     }
     return survey;

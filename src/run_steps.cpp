@@ -1,6 +1,5 @@
 #include "run_steps.h"
 
-#include "binning/Binning_Events.h"
 #include "binning/Image_Geometry.h"
 #include "logging.h"
 #include "output/Output_Check.h"
@@ -139,11 +138,6 @@ void warn_of_outputs(const Parameters& parameters, const Image_Pages& image) {
     if (image.nPages == 0) {
         warn(parameters, "The image will have no pages!");
     }
-}
-
-orven::Photon_Filter event_filter(const Parameters& parameters) {
-    return orven::Photon_Filter({parameters.nPhotons_min, parameters.nPhotons_max},
-                                {parameters.psd_min, parameters.psd_max});
 }
 
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers) {

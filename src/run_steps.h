@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Filters_Events.h"
 #include "binning/Binning_Events_Base.h"
+#include "binning/from_settings.h"
 #include "output/Image_Writer.h"
 #include "output/Run_Report.h"
 #include "progress/Progress_Line.h"
@@ -12,9 +12,6 @@
 
 #include <chrono>
 #include <cstddef>
-
-/// The filter that these settings ask for.
-[[nodiscard]] orven::Photon_Filter event_filter(const Parameters& parameters);
 
 // The steps of a run, in their order.
 

@@ -33,7 +33,7 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
         sample_distance = 1 + (range->end - range->first) / samples_per_range;
         next_sample = 0;
         try {
-            if (job.mode == Parameters::ignore) {
+            if (job.mode == Image_Settings::ignore) {
                 add_events(*range);
             } else if (!range->wrong) {
                 add_intervals(*range, queue);

@@ -12,15 +12,15 @@ constexpr std::size_t pieces_per_range = 8;
 
 }  // namespace
 
-Work_Queue::Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
+Work_Queue::Work_Queue(Input_List inputs_, Look_At look_at_, On_Failure onFailure_,
                        const Sharing& sharing_, std::optional<std::size_t> firstFrame)
-    : paths(paths_),
+    : inputs(std::move(inputs_)),
       look_at(std::move(look_at_)),
       onFailure(onFailure_),
       sharing(sharing_),
-      nWanted(paths.size()),
+      nWanted(inputs.paths.size()),
       nextFrame(firstFrame),
-      files(paths.size()) {}
+      files(inputs.paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
     while (true) {
@@ -73,7 +73,7 @@ void Work_Queue::stop() {
 
 void Work_Queue::rethrow_failure() const {
     const Lock lock(mutex);
-    ::rethrow_failure(paths, files, onFailure);
+    ::rethrow_failure(inputs.paths, files, onFailure);
 }
 
 std::vector<File_Account> Work_Queue::take_files() noexcept {
@@ -127,7 +127,7 @@ void Work_Queue::open(std::size_t fileIndex) {
 
 auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
     try {
-        auto input = std::make_shared<Input>(fileIndex, paths[fileIndex]);
+        auto input = std::make_shared<Input>(fileIndex, inputs.open(fileIndex));
         look_at(*input);
         return {std::move(input), nullptr};
     } catch (...) {

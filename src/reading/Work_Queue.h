@@ -22,7 +22,8 @@
 /// An open file, what is known of it as a whole, and which of its events are wanted.
 struct Input {
     std::size_t index;  ///< in the list of files
-    orven::Event_File file;
+    std::shared_ptr<const orven::Event_File> opened;
+    const orven::Event_File& file;
     /// Whether tasks may share its events: not where triggers are used and do not ascend, as then
     /// only a task that has seen all events before one knows where it belongs.
     bool shared = true;
@@ -35,9 +36,13 @@ struct Input {
     /// one range then.
     std::optional<Wrong_Walk> wrong;
 
-    /// Throws: as `Event_File`.
-    Input(std::size_t index_, const std::string& path)
-        : index(index_), file(path), end(file.index().events.nRecords) {}
+    Input(std::size_t index_, std::shared_ptr<const orven::Event_File> opened_)
+        : index(index_),
+          opened(std::move(opened_)),
+          file(*opened),
+          end(file.index().events.nRecords) {}
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
 
     [[nodiscard]] File_Account account() const {
         const auto& [events, extTriggers] = file.index();
@@ -46,6 +51,19 @@ struct Input {
             found.nTriggers = extTriggers->nRecords;
         }
         return found;
+    }
+};
+
+/// A list of files; the paths must outlive it.
+struct Input_List {
+    std::span<const std::string> paths;
+    /// Of as many files as there are paths, or of none, those that are open already.
+    std::vector<std::shared_ptr<const orven::Event_File>> opened = {};
+
+    /// Throws: as `Event_File`.
+    [[nodiscard]] std::shared_ptr<const orven::Event_File> open(std::size_t index) const {
+        const bool isOpen = !opened.empty() && opened[index] != nullptr;
+        return isOpen ? opened[index] : std::make_shared<orven::Event_File>(paths[index]);
     }
 };
 
@@ -74,10 +92,10 @@ using Look_At = std::function<void(Input&)>;
 /// Threads: any number may call `take`, `put_back`, `fail`, `finish` and `stop`.
 class Work_Queue {
 public:
-    /// The paths must outlive this object. With `firstFrame`, the number of the first trigger
-    /// interval, intervals are numbered through all files.
-    Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
-               const Sharing& sharing_, std::optional<std::size_t> firstFrame = {});
+    /// With `firstFrame`, the number of the first trigger interval, intervals are numbered through
+    /// all files.
+    Work_Queue(Input_List inputs_, Look_At look_at_, On_Failure onFailure_, const Sharing& sharing_,
+               std::optional<std::size_t> firstFrame = {});
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc.
@@ -134,7 +152,7 @@ private:
     /// Tells whether this is the file's first failure.
     [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
 
-    const std::span<const std::string> paths;
+    const Input_List inputs;
     const Look_At look_at;
     const On_Failure onFailure;
     const Sharing sharing;

@@ -61,24 +61,25 @@ std::size_t default_task_count() {
     return std::clamp<rlim_t>(available_cores(), 1, std::max<rlim_t>(most, 1));
 }
 
-Look_At look_at_files(Parameters::ExtTrigger_Mode mode) {
-    if (mode == Parameters::ignore) {
+Look_At look_at_files(Image_Settings::ExtTrigger_Mode mode) {
+    if (mode == Image_Settings::ignore) {
         return [](Input& /*input*/) {};
     }
     return look_at_triggers;
 }
 
-Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files,
-                     On_Failure onFailure, const Sharing& sharing) {
-    const bool numbersFrames = job.mode == Parameters::frameSync;
-    return {files, look_at_files(job.mode), onFailure, sharing,
+Work_Queue queue_for(const Counting_Job& job, Input_List files, On_Failure onFailure,
+                     const Sharing& sharing) {
+    const bool numbersFrames = job.mode == Image_Settings::frameSync;
+    return {std::move(files), look_at_files(job.mode), onFailure, sharing,
             numbersFrames ? std::optional(job.firstFrame) : std::nullopt};
 }
 
-std::size_t count_intervals(Parameters::ExtTrigger_Mode mode, std::span<const File_Account> files) {
+std::size_t count_intervals(Image_Settings::ExtTrigger_Mode mode,
+                            std::span<const File_Account> files) {
     std::size_t nIntervals = 0;
     for (const File_Account& file : files) {
-        const bool counts = mode != Parameters::ignore && file.failure == nullptr;
+        const bool counts = mode != Image_Settings::ignore && file.failure == nullptr;
         const std::size_t nTriggers = file.nTriggers.value_or(0);
         nIntervals += counts && nTriggers > 0 ? nTriggers - 1 : 0;
     }
@@ -111,7 +112,7 @@ Run_Account count_events(const Counting_Job& job, Work_Queue& queue, const Shari
 
 Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
                         On_Failure onFailure, const Sharing& sharing) {
-    Work_Queue queue = queue_for(job, files, onFailure, sharing);
+    Work_Queue queue = queue_for(job, {files}, onFailure, sharing);
     return count_events(job, queue, sharing);
 }
 

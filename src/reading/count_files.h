@@ -16,14 +16,14 @@
 /// What is to be seen of a file before its events are counted: where triggers are used, whether
 /// tasks may share its events.
 /// A file fails that has no trigger data where the mode needs them, with std::invalid_argument.
-[[nodiscard]] Look_At look_at_files(Parameters::ExtTrigger_Mode mode);
+[[nodiscard]] Look_At look_at_files(Image_Settings::ExtTrigger_Mode mode);
 
 /// Shares the events of files among the tasks of a job.
-[[nodiscard]] Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files,
-                                   On_Failure onFailure, const Sharing& sharing);
+[[nodiscard]] Work_Queue queue_for(const Counting_Job& job, Input_List files, On_Failure onFailure,
+                                   const Sharing& sharing);
 
 /// The number of trigger intervals of files that did not fail.
-[[nodiscard]] std::size_t count_intervals(Parameters::ExtTrigger_Mode mode,
+[[nodiscard]] std::size_t count_intervals(Image_Settings::ExtTrigger_Mode mode,
                                           std::span<const File_Account> files);
 
 /// Counts all events of a queue; a single task works on the calling thread.
