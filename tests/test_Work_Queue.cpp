@@ -92,7 +92,7 @@ TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_s
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
     queue.stop();
     EXPECT_EQ(take_from(queue), nothing);
-    Work_Queue stopped(paths, see_nothing, On_Failure::log, sharing);
+    Work_Queue stopped({paths}, see_nothing, On_Failure::log, sharing);
     while_opening = [&] { stopped.stop(); };
     EXPECT_EQ(take_from(stopped), nothing);
 }
