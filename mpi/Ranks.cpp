@@ -31,9 +31,8 @@ void sleep_until_done(MPI_Request request) {
 /// interfaces to process managers that it uses. A process without is alone, and needs no MPI.
 bool is_launched() {
     constexpr std::array names{"OMPI_COMM_WORLD_RANK", "PMIX_RANK", "PMI_RANK"};
-    return std::ranges::any_of(names, [](const char* name) {
-        return std::getenv(name) != nullptr;
-    });  // NOLINT: one thread
+    return std::ranges::any_of(names,
+                               [](const char* name) { return std::getenv(name) != nullptr; });
 }
 
 /// Keeps what signals do while MPI starts, which may install handlers that print reports of its
@@ -116,12 +115,13 @@ void Ranks::meet() const {
 }
 
 std::vector<int> Ranks::gather_sizes(std::size_t own) const {
-    assert(own <= static_cast<std::size_t>(std::numeric_limits<int>::max()) / size());
     meet();
-    const int size_here = static_cast<int>(own);
-    std::vector<int> sizes(size());
-    MPI_Allgather(&size_here, 1, MPI_INT, sizes.data(), 1, MPI_INT, communicator);
-    return sizes;
+    const std::uint64_t size_here = own;
+    std::vector<std::uint64_t> sizes(size());
+    MPI_Allgather(&size_here, 1, MPI_UINT64_T, sizes.data(), 1, MPI_UINT64_T, communicator);
+    const std::uint64_t sum = std::accumulate(sizes.begin(), sizes.end(), std::uint64_t{0});
+    assert(sum <= std::numeric_limits<int>::max());
+    return {sizes.begin(), sizes.end()};
 }
 
 void Ranks::gather_bytes(const void* own, const std::vector<int>& sizes, void* all) const {

@@ -35,7 +35,7 @@ public:
     /// ended, as MPI does when a process ends that way.
     void together(const std::function<void()>& step) const;
 
-    /// Returns the values of all ranks, in their order, to all of them.
+    /// Returns the values of all ranks, less than 2 GiB together, in their order, to all of them.
     template <std::ranges::contiguous_range List, class T = std::ranges::range_value_t<List>>
     std::vector<T> gather(const List& own) const {
         static_assert(std::is_trivially_copyable_v<T>);

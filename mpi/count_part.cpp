@@ -62,22 +62,31 @@ std::vector<File_Part> part_of(const Ranks& ranks, const Counting_Job& job, cons
 class Part_Counter {
 public:
     Part_Counter(const Ranked_Job& ranked, const Survey& survey_, std::vector<File_Part> parts_)
-        : job(ranked.job), survey(survey_), parts(std::move(parts_)) {
+        : job(ranked.job), survey(survey_), parts(std::move(parts_)), ledgers(parts.size()) {
         for (const File_Part& part : parts) {
             paths.push_back(ranked.paths[part.file]);
-            ledgers.push_back(std::make_shared<Walk_Ledger>(part.first));
         }
     }
 
     void count(const Sharing& sharing) {
         add(
-            paths, [this](Input& input) { want_part(input); }, sharing);
+            paths,
+            [this](Input& input) {
+                want_part(input);
+                input.ledger = std::make_shared<Walk_Ledger>(input.first);
+                ledgers[input.index] = input.ledger;
+            },
+            sharing);
     }
 
+    /// Corrects what was counted of the first file.
     void correct(const Wrong_Walk& wrong, const Sharing& sharing) {
+        if (ledgers.front() == nullptr) {
+            return;
+        }
         const Look_At want_again = [&](Input& input) {
             want_part(input);
-            input.end = std::min(input.end, input.ledger->get_readable_end());
+            input.end = std::min(input.end, ledgers.front()->get_readable_end());
             input.wrong = wrong;
         };
         add(std::span(paths).first(1), want_again, {1, sharing.piece_length});
@@ -87,11 +96,11 @@ public:
         if (parts.empty()) {
             return {};
         }
-        const auto failed = [&](const File_Failure& failure) {
-            return failure.file == parts.back().file;
-        };
-        return {parts.front().file, parts.back().file, ledgers.back()->lower_bound(),
-                std::ranges::any_of(counted.failures, failed)};
+        const std::size_t last = parts.back().file;
+        const std::size_t reached = ledgers.back() == nullptr ? 0 : ledgers.back()->lower_bound();
+        const bool failed = std::ranges::find(counted.failures, last, &File_Failure::file) !=
+                            counted.failures.end();
+        return {parts.front().file, last, reached, failed};
     }
 
     [[nodiscard]] const Part_Count& get() const noexcept { return counted; }
@@ -120,14 +129,13 @@ private:
         input.firstFrame = survey.files[file].firstFrame;
         input.first = first;
         input.end = end;
-        input.ledger = ledgers[input.index];
     }
 
     const Counting_Job& job;
     const Survey& survey;
     std::vector<File_Part> parts;
-    std::vector<std::string> paths;                     ///< of these, as all of the following
-    std::vector<std::shared_ptr<Walk_Ledger>> ledgers;  ///< begin with the part
+    std::vector<std::string> paths;                           ///< of these
+    std::vector<std::shared_ptr<const Walk_Ledger>> ledgers;  ///< of these; empty if not opened
     Part_Count counted;
 };
 

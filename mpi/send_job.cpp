@@ -1,8 +1,10 @@
 #include "send_job.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <string_view>
 #include <type_traits>
 
 namespace {
@@ -25,11 +27,11 @@ struct Message {
 static_assert(std::is_trivially_copyable_v<Message>);
 using Bytes = std::array<std::byte, sizeof(Message)>;
 
-std::vector<std::string> split(std::span<const char> names) {
+std::vector<std::string> split(std::string_view names, std::span<const std::size_t> lengths) {
     std::vector<std::string> paths;
-    while (!names.empty()) {
-        paths.emplace_back(names.data());
-        names = names.subspan(paths.back().size() + 1);
+    for (const std::size_t length : lengths) {
+        paths.emplace_back(names.substr(0, length));
+        names.remove_prefix(length);
     }
     return paths;
 }
@@ -41,11 +43,14 @@ void send_job(const Ranks& ranks, const Ranked_Job& ranked) {
     const auto bytes = std::bit_cast<Bytes>(Message{
         job.mode, job.placement, job.filter.core<Counts>(), job.filter.core<Psds>(), ranked.nCells,
         job.firstFrame, job.keepAccount, ranked.onFailure, ranked.concurrent});
+    std::vector<std::size_t> lengths;
     std::string names;
     for (const std::string& path : ranked.paths) {
-        names.append(path).push_back('\0');
+        lengths.push_back(path.size());
+        names += path;
     }
     ranks.gather(bytes);
+    ranks.gather(lengths);
     ranks.gather(names);
 }
 
@@ -58,9 +63,10 @@ std::optional<Ranked_Job> receive_job(const Ranks& ranks) {
     if (received.empty()) {
         return std::nullopt;
     }
-    const std::vector<char> names = ranks.gather(std::string());
+    const auto lengths = ranks.gather(std::vector<std::size_t>());
+    const auto names = ranks.gather(std::string());
     Bytes bytes;
-    std::copy(received.begin(), received.end(), bytes.begin());
+    std::ranges::copy(received, bytes.begin());
     const auto message = std::bit_cast<Message>(bytes);
     return Ranked_Job{{message.mode,
                        message.placement,
@@ -69,7 +75,7 @@ std::optional<Ranked_Job> receive_job(const Ranks& ranks) {
                        message.firstFrame,
                        message.keepAccount},
                       message.nCells,
-                      split(names),
+                      split({names.data(), names.size()}, lengths),
                       message.onFailure,
                       message.concurrent};
 }

@@ -73,10 +73,11 @@ def what(outcome):
 
 
 class Program:
-    """The program as a function of its arguments, run in `folder`."""
+    """The program as a function of its arguments, run in `folder`, or another command."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, command=None):
         self.folder = folder
+        self.command, self.executable = (command, None) if command else (["vexolan"], VEXOLAN)
 
     def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY, user=None):
         """Runs the program, by root as another user; every write to a file beyond `largest_file`
@@ -89,7 +90,7 @@ class Program:
             self.folder.chmod(0o777)
             other = {"user": user, "group": user, "extra_groups": []}
         done = subprocess.run(
-            ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
+            [*self.command, *map(str, arguments)], executable=self.executable, cwd=self.folder,
             env=environment, capture_output=True, timeout=60, check=False, **other,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
