@@ -4,7 +4,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build package try_package
+"$project/scripts/install_packages.sh" build mpi package try_package
 cd "$project"
 rm -f build-package/*.deb
 cmake --workflow --preset package
