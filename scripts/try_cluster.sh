@@ -82,14 +82,14 @@ SlurmdPidFile=$state/%n.pid
 SlurmctldLogFile=$state/controller.log
 SlurmdLogFile=$state/%n.log
 SlurmdParameters=config_overrides
-SchedulerParameters=sched_min_interval=0,batch_sched_delay=0
+SchedulerParameters=sched_interval=1
 ProctrackType=proctrack/linuxproc
 TaskPlugin=task/none
 SwitchType=switch/none
 MpiDefault=none
 ReturnToService=2
-NodeName=n1 NodeHostname=localhost NodeAddr=127.0.0.1 Port=${ports[1]} CPUs=$(nproc)
-NodeName=n2 NodeHostname=localhost NodeAddr=127.0.0.1 Port=${ports[2]} CPUs=$(nproc)
+NodeName=n1 NodeHostname=localhost NodeAddr=127.0.0.1 Port=${ports[1]} CPUs=4
+NodeName=n2 NodeHostname=localhost NodeAddr=127.0.0.1 Port=${ports[2]} CPUs=4
 PartitionName=trial Nodes=n1,n2 Default=YES
 END
 }
@@ -111,11 +111,11 @@ start_cluster() {
     wait_until 'The cluster' timeout 10 srun --nodes=2 true
 }
 
-compare_images() {
+# Usage: compare FOLDER IMAGE...: with the image that vexolan makes of the recording in this folder
+compare() {
     local image
-    cd "$state/work"
-    "$programs/vexolan" -I recording -o expected.tif
-    for image in image*.tif; do
+    "$programs/vexolan" -I "$1" -o expected.tif >/dev/null
+    for image in "${@:2}"; do
         cmp expected.tif "$image"
     done
 }
@@ -124,5 +124,9 @@ start_cluster
 start timeout 60 "$python" "$project/scripts/run_document.py" "$project/docs/scaling.md" \
     --programs "$programs" --folder "$state/work"
 wait $! || fail 'What the document shows failed:'
-compare_images
+cd "$state/work"
+compare recording image.tif image-mpirun.tif
+for recording in recordings/*; do
+    compare "$recording" "images/$(basename "$recording").tif"
+done
 echo "The cluster made the images that vexolan makes; nothing of it was left."
