@@ -6,6 +6,7 @@
 #include "output/Run_Report.h"
 #include "progress/Progress_Line.h"
 #include "reading/add_data_filtered_files.h"
+#include "reading/count_files.h"
 #include "settings/Parameters.h"
 
 #include <chrono>
@@ -26,17 +27,20 @@ void check_settings(const Parameters& parameters);
 /// Throws: with strict settings, std::runtime_error with the first of them instead.
 void warn_of_outputs(const Parameters& parameters, const Image_Pages& image);
 
-/// Counts all input files, by parallel tasks where that is wanted.
+/// Counts all input files by `count`, by parallel tasks where that is wanted.
 /// Throws: as `add_data_filtered_files`.
 template <Parameters::ExtTrigger_Mode mode>
-void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& binning) {
+void count_input_files(const Parameters& parameters, Binning_Events_Base<mode>& binning,
+                       const Count_Files& count) {
     using Filter = orven::Photon_Filter;
     const Filter filter = event_filter(parameters);
     const Progress_Line line(reading_progress(parameters.inputFiles, binning.get_nRead()));
     if (parameters.parallel) {
-        binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter);
+        binning.template add_data_filtered_files<Filter, true>(parameters.inputFiles, filter,
+                                                               count);
     } else {
-        binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter);
+        binning.template add_data_filtered_files<Filter, false>(parameters.inputFiles, filter,
+                                                                count);
     }
 }
 

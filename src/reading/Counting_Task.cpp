@@ -53,7 +53,7 @@ void Counting_Task::add_events(const Event_Range& range) {
 }
 
 void Counting_Task::add_intervals(const Event_Range& range, Work_Queue& queue) {
-    Walk_Ledger& ledger = range.input->ledger;
+    Walk_Ledger& ledger = *range.input->ledger;
     const auto put_back = [&](const std::vector<Wrong_Range>& all) {
         for (const auto& [first, end, wrong] : all) {
             queue.put_back({range.input, first, end, wrong});
@@ -79,7 +79,7 @@ void Counting_Task::walk_along(const Event_Range& range, Walked_Part& part) {
         walk.emplace(walk_of(*range.input));
     }
     // Where the task's own last range ended is a lower bound as well.
-    walk->go_to(std::max(walk->reached(), range.input->ledger.lower_bound()));
+    walk->go_to(std::max(walk->reached(), range.input->ledger->lower_bound()));
     part = {{walk->reached(), Walked::no_interval, walk->reached()}, range.first};
     while (part.end < range.end && (job.keepAccount || !walk->finished())) {
         const auto events = read_piece(range, part.end, piece_length);
