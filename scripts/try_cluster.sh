@@ -58,7 +58,7 @@ wait_until() {
         if "$@" &>/dev/null; then return; fi
         sleep 0.1
     done
-    fail "$what did not come up:"
+    fail "$what did not come:"
 }
 
 write_configuration() {
@@ -111,6 +111,10 @@ start_cluster() {
     wait_until 'The cluster' timeout 10 srun --nodes=2 true
 }
 
+no_job_is_left() {
+    [[ ! $(squeue --noheader) ]]
+}
+
 # Usage: compare FOLDER IMAGE...: with the image that vexolan makes of the recording in this folder
 compare() {
     local image
@@ -124,6 +128,7 @@ start_cluster
 start timeout 60 "$python" "$project/scripts/run_document.py" "$project/docs/scaling.md" \
     --programs "$programs" --folder "$state/work"
 wait $! || fail 'What the document shows failed:'
+wait_until 'The end of all jobs' no_job_is_left
 cd "$state/work"
 compare recording image.tif image-mpirun.tif
 for recording in recordings/*; do
