@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
-# Runs all that docs/scaling.md shows, on a cluster of two nodes: a Slurm of its own, which has both of
-# them on this machine. Compares the images with those of vexolan, and ends all that it has started.
+# Runs all that docs/scaling.md shows, on a cluster of two nodes: a Slurm of its own, both of whose
+# nodes are this machine. Compares the images with those of vexolan, and ends all that it started.
 # Usage: try_cluster.sh [FOLDER OF THE PROGRAMS]; the status is 77 where it cannot be tried.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 programs=$(realpath "${1:-$project/build}")
-if ((EUID != 0)); then
-    echo 'No cluster was tried: Slurm needs root.'
+skip() {
+    echo "No cluster was tried: $1"
     exit 77
-fi
-if ! type -t munged slurmctld slurmd sbatch mpirun "$programs/vexolan-mpi" >/dev/null; then
-    echo 'No cluster was tried: something of munge, Slurm, Open MPI or vexolan-mpi is missing.'
-    exit 77
-fi
+}
+((EUID == 0)) || skip 'Slurm needs root.'
+type -t munged slurmctld slurmd sbatch mpirun "$programs/vexolan-mpi" >/dev/null ||
+    skip 'something of munge, Slurm, Open MPI and vexolan-mpi is missing.'
+getent ahostsv4 localhost >/dev/null || skip 'Slurm needs a network, even for the loopback alone.'
 
 state=$(mktemp -d)
 chmod 755 "$state"  # munged wants everybody to reach its socket
@@ -21,6 +21,7 @@ mkdir "$state"/{controller,n1,n2,tmp,work}
 export SLURM_CONF=$state/slurm.conf TMPDIR=$state/tmp
 export OMPI_MCA_btl_vader_backing_directory=$TMPDIR  # memory that ranks share
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+export OMPI_MCA_btl_tcp_if_include=lo OMPI_MCA_oob_tcp_if_include=lo
 export OMPI_MCA_rmaps_base_oversubscribe=1  # both nodes have the same cores
 
 # Also what daemons and jobs have started: all of it knows the configuration by its environment.

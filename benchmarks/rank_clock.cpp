@@ -38,8 +38,8 @@ extern "C" int MPI_Init_thread(int* argc, char*** argv, int required, int* provi
     return result;
 }
 
-extern "C" int MPI_Reduce(const void* own, void* all, int count, MPI_Datatype type, MPI_Op operation,
-                          int root, MPI_Comm ranks) {
+extern "C" int MPI_Reduce(const void* own, void* all, int count, MPI_Datatype type,
+                          MPI_Op operation, int root, MPI_Comm ranks) {
     const auto start = Clock::now();
     const int result = PMPI_Reduce(own, all, count, type, operation, root, ranks);
     reducing += seconds_since(start);

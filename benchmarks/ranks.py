@@ -16,8 +16,6 @@ import tempfile
 import time
 from typing import NamedTuple
 
-SOURCE = pathlib.Path(__file__).resolve().parent
-sys.path.append(str(SOURCE.parent))
 from works import FILTERS, Bench
 
 RANKS = (0, 1, 2, 4)  # 0: vexolan
