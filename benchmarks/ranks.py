@@ -2,7 +2,8 @@
 
 What is timed of vexolan-mpi lies between barriers, without the start and the end of MPI; of
 vexolan, the whole process. Before anything is timed, their images are compared to the byte. Then
-all runs of a work take turns. With 2 cores, 1 rank has two tasks, and each of several has one.
+all runs of a work take turns; speeds are medians of those of pairs. With two cores, one rank has
+two tasks, and each of several has one.
 """
 
 import argparse
@@ -16,6 +17,7 @@ import tempfile
 import time
 from typing import NamedTuple
 
+from compare import describe, print_headings, print_row
 from works import FILTERS, Bench
 
 RANKS = (0, 1, 2, 4)  # 0: vexolan
@@ -74,14 +76,14 @@ def measure(bench, files, arguments, rounds):
 
 
 def print_rows(title, taken):
-    alone = statistics.median(times.run for times in taken[0])
     for ranks, runs in taken.items():
         run = statistics.median(times.run for times in runs)
         reducing = statistics.median(times.reducing for times in runs)
         rate = f"{runs[0].reduced_bytes / 1e9 / reducing:.1f} GB/s" if reducing else ""
-        faster = f"{alone / run:.2f}" if ranks else ""
+        pairs = [alone.run / times.run for alone, times in zip(taken[0], runs)]
+        faster = f"{statistics.median(pairs):.2f}" if ranks else ""
         name = f"{ranks} rank{'s' * (ranks > 1)}" if ranks else "vexolan"
-        print(f"| {title} | {name} | {run * 1e3:.0f} | {faster} | {rate} |", flush=True)
+        print_row([title, name, f"{run * 1e3:.0f}", faster, rate])
         title = ""
 
 
@@ -92,8 +94,8 @@ def main():
     parser.add_argument("--quick", action="store_true", help="a tenth of the events")
     options = parser.parse_args()
 
-    print("| work | run | ms | speed against vexolan | MPI_Reduce |")
-    print("| --- | --- | --- | --- | --- |")
+    describe(options.build, options.rounds)
+    print_headings(["work", "run", "ms", "speed against vexolan", "`MPI_Reduce`"])
     with tempfile.TemporaryDirectory() as folder, \
             tempfile.TemporaryDirectory(dir="/dev/shm") as images:
         bench = Bench(options.build.resolve(), pathlib.Path(folder), pathlib.Path(images),
