@@ -24,6 +24,8 @@ public:
 
     /// The number of this process; the first one, 0, is the one that users see.
     [[nodiscard]] std::size_t rank() const noexcept { return static_cast<std::size_t>(number); }
+    /// Whether this process was started without MPI.
+    [[nodiscard]] bool is_alone() const noexcept { return communicator == MPI_COMM_NULL; }
     [[nodiscard]] bool is_first() const noexcept { return number == 0; }
     [[nodiscard]] std::size_t size() const noexcept { return static_cast<std::size_t>(count); }
 

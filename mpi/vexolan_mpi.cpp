@@ -7,7 +7,7 @@
 /// and MPI then ends the other processes.
 int main(int argc, char* argv[]) {  // NOLINT(bugprone-exception-escape)
     const Ranks ranks(argc, argv);
-    if (ranks.size() == 1) {
+    if (ranks.is_alone()) {
         run_program(argc, argv, count_in_this_process);
     } else if (ranks.is_first()) {
         run_program(argc, argv, [&ranks](const auto&... arguments) {
