@@ -1,6 +1,7 @@
 #include "reading/Counting_Task.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <exception>
 #include <optional>
@@ -33,7 +34,8 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
         found_work();
         found = {};
         const std::size_t nEvents = range->input->file.index().events.nRecords;
-        sample_distance = std::clamp<std::size_t>(nEvents / least_samples, 1, longest_distance);
+        sample_distance =
+            std::bit_floor(std::clamp<std::size_t>(nEvents / least_samples, 1, longest_distance));
         try {
             if (job.mode == Image_Settings::ignore) {
                 add_events(*range);
@@ -169,9 +171,8 @@ void Counting_Task::find(std::span<const orven::Photon_Event> events, const Inte
 
 void Counting_Task::sample(std::span<const orven::Photon_Event> events, const Interval& interval) {
     const std::size_t first = piece_first + static_cast<std::size_t>(events.data() - piece.get());
-    const std::size_t behind = first % sample_distance;
-    for (std::size_t i = behind == 0 ? 0 : sample_distance - behind; i < events.size();
-         i += sample_distance) {
+    const std::size_t to_next = -first & (sample_distance - 1);  // which is a power of 2
+    for (std::size_t i = to_next; i < events.size(); i += sample_distance) {
         const orven::Photon_Event& event = events[i];
         const orven::Event_Time time = interval.relative(event.time);
         if (job.filter.accepts(event) &&
