@@ -16,7 +16,7 @@ EVENT = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<
                      ("psd", "<f8")])
 GAP, INTERVAL = 10, 1000  # ticks from event to event, and from trigger to trigger
 BINS = f"-t {INTERVAL // 10 * TICK} -T 10"
-FRAMES = f"-E frameSync -t {INTERVAL * 4 // 5 * TICK} -T 700"  # of 1340
+FRAMES = f"-E frameSync -t {INTERVAL * 4 // 5 * TICK} -T 700"  # of more than 1000
 KINDS = {
     "2-D": "-x 64 --fileFormat tiff_w8",
     "2-D reference": "-x 64 -E reference",
@@ -58,8 +58,8 @@ def fill(vexolan):
     n = 7 * PIECE + 100
     late = disordered(n, 1, {5000: 30000, 40000: 50000})
     over = disordered(3 * PIECE + 500, 2, {100: 30000})
-    mixed = numpy.random.default_rng(4).permuted(
-        numpy.reshape(trigger_times(57200), (11, 52)), axis=1).ravel()
+    many = numpy.arange(0, 7 * PIECE * GAP, 20).reshape(7, -1)
+    mixed = numpy.random.default_rng(4).permuted(many, axis=1).ravel()
     for name, content in {
             "late": recorded(late, trigger_times(n * 9 // 10)),
             "empty": recorded(late[:0], [0, 1]),
