@@ -158,6 +158,7 @@ def test_write_that_fails_once_among_many_pages_ends_the_run(vexolan, faults, nu
 @pytest.mark.parametrize("number", [1, 2])  # the second read only asks for what follows
 def test_text_that_cannot_be_read_to_its_end_is_an_error(vexolan, faults, option, end, number):
     vexolan.put("text", '{"vexolan": {}}')
+    number += option == "--inputListFile"  # the first asks whether it is a recording
     faults("read", number, number, errno=errno.EIO)
     assert vexolan(option, "text", "-o", "out") == end
     assert not vexolan.exists()
