@@ -95,12 +95,13 @@ def expect_distribution(distribution, values, tolerance):
 
 def since_trigger(events, triggers, width):
     """Counts of the time since the trigger before in bins of so many ticks, the last of those
-    beyond, and the number of events outside of all intervals."""
+    beyond, and the numbers of events before and after all intervals."""
     index = numpy.searchsorted(triggers, events["time"], "right")
     inside = (index > 0) & (index < len(triggers))
     since = events["time"][inside] - triggers[index[inside] - 1]
     bins = numpy.minimum(since // width, 1024)
-    return numpy.append(numpy.bincount(bins, minlength=1025), (~inside).sum())
+    return numpy.append(numpy.bincount(bins, minlength=1025),
+                        [(index == 0).sum(), (index == len(triggers)).sum()])
 
 
 def test_it_tells_what_numpy_finds(tmp_path):
@@ -144,7 +145,14 @@ def test_it_tells_what_numpy_finds(tmp_path):
     width, = ticks(since, "bin")
     assert width == 1024  # holds the period of the first file
     counts = sum(since_trigger(*each, width) for each in zip(files, triggers))
-    assert [*since["counts"], since["beyond"], since["without"]] == counts.tolist()
+    assert [*since["counts"], since["beyond"], since["before_first"],
+            since["after_last"]] == counts.tolist()
+
+    sample = total["sample"]
+    values = numpy.stack([sample["nPhotons"], numpy.array(sample["psd"], float)], axis=1)
+    events = numpy.stack([both["photons"], both["psd"]], axis=1)
+    assert len(values) == pytest.approx(3 * n / sample["one_in"], rel=0.01)
+    assert set(map(repr, values.tolist())) <= set(map(repr, events.tolist()))
 
 
 @pytest.mark.parametrize("rows, triggers", [([], None), ([], []),

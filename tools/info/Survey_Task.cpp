@@ -56,6 +56,7 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
         const std::span events(piece.get(), std::min(events_per_piece, range.end - i));
         range.input->file.read_events(i, events);
         survey_piece(events);
+        take_sample(events, (std::uint64_t{range.input->index} << 40U) + i);
         count_pixels(events);
         found.order.append(take_times(events));
         over_time.add(times);
@@ -68,6 +69,7 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
 
 void Survey_Task::sum_up(Survey& survey) {
     collect_image();
+    survey.sample.add(sample);
     survey.image.add(image);
     survey.over_time += over_time;
     if (since_trigger && survey.since_trigger) {
@@ -95,6 +97,12 @@ void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
         found.events.y.add(event.y.value);
         found.photon_counts.add(event.nPhotons);
         found.psd_counts.add(event.psd.value);
+    }
+}
+
+void Survey_Task::take_sample(std::span<const orven::Photon_Event> events, std::uint64_t number) {
+    for (const orven::Photon_Event& event : events) {
+        sample.add(number++, {event.nPhotons, event.psd.value});
     }
 }
 
@@ -146,12 +154,12 @@ void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending) 
         const bool went_back = next_trigger > 0 && time < triggers->at(next_trigger - 1);
         next_trigger = triggers->first_after(time, went_back ? 0 : next_trigger);
         if (next_trigger == nTriggers) {
-            since_trigger->nWithout += ascending.size();
+            since_trigger->nAfter += ascending.size();
             return;
         }
         const std::size_t n = count_before(triggers->at(next_trigger).value);
         if (next_trigger == 0) {
-            since_trigger->nWithout += n;
+            since_trigger->nBefore += n;
         } else {
             count_times(ascending.first(n), triggers->at(next_trigger - 1).value, *since_trigger);
         }

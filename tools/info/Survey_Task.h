@@ -45,6 +45,8 @@ public:
 private:
     void start_walk(const std::shared_ptr<const Input>& input, int since_shift);
     void survey_piece(std::span<const orven::Photon_Event> events);
+    /// Events are numbered from `number` on.
+    void take_sample(std::span<const orven::Photon_Event> events, std::uint64_t number);
     void count_pixels(std::span<const orven::Photon_Event> events);
     void collect_image() noexcept;
     /// Takes the times out of the events, and sorts them.
@@ -59,6 +61,7 @@ private:
     std::uint64_t nUncollected = 0;
     std::vector<std::int64_t> times;  ///< of the piece, ascending
     Range_Survey found;
+    Event_Sample sample;
     Survey_Image image;
     Time_Histogram over_time;
     std::optional<Since_Trigger> since_trigger;

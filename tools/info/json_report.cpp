@@ -2,6 +2,7 @@
 #include "output/Json_Writer.h"
 #include "reports.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -72,9 +73,28 @@ private:
                             Event_Time::seconds_of(std::int64_t{1} << survey.since_trigger->shift));
                 json.values("counts", survey.since_trigger->counts);
                 json.member("beyond", survey.since_trigger->nBeyond);
-                json.member("without", survey.since_trigger->nWithout);
+                json.member("before_first", survey.since_trigger->nBefore);
+                json.member("after_last", survey.since_trigger->nAfter);
             });
         }
+        json.object("sample", [&] { write_sample(); });
+    }
+
+    /// In the order of files and events, whichever task has seen them.
+    void write_sample() {
+        std::vector<Event_Sample::Numbered> events = survey.sample.values();
+        std::ranges::sort(events, {}, &Event_Sample::Numbered::number);
+        json.member("one_in", survey.sample.one_in());
+        json.list("nPhotons", [&] {
+            for (const auto& event : events) {
+                json.value(event.value.nPhotons);
+            }
+        });
+        json.list("psd", [&] {
+            for (const auto& event : events) {
+                json.value(event.value.psd);
+            }
+        });
     }
 
     void write_image() {
