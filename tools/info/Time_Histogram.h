@@ -6,7 +6,7 @@
 #include <vector>
 
 /// Counts over a time of which nothing is known beforehand. Bins are a power of two of ticks wide,
-/// and so wide that 65536 of them hold all times so far: who draws them can cut them into multiples
+/// and so wide that 131072 of them hold all times so far: who draws them can cut them into multiples
 /// of a trigger period.
 class Time_Histogram {
 public:
@@ -21,7 +21,7 @@ public:
     [[nodiscard]] std::span<const std::uint64_t> counts() const noexcept;
 
 private:
-    static constexpr std::uint64_t nBins = 65536;
+    static constexpr std::uint64_t nBins = std::uint64_t{1} << 17;
 
     [[nodiscard]] std::size_t bin_of(std::int64_t time) const noexcept {
         return static_cast<std::size_t>((time >> shift) - first);
