@@ -65,7 +65,8 @@ def in_zsh(name):
 
 def in_fish(name):
     found = set()
-    for line in (ROOT / f"completions/fish/{name}.fish").read_text().splitlines():
+    text = (ROOT / f"completions/fish/{name}.fish").read_text()
+    for line in re.findall("^complete .*", text, re.MULTILINE):
         letters, names = re.findall(r" -s (\w)", line), re.findall(r" -l ([\w-]+)", line)
         if letters or names:
             found.add(Option(frozenset([f"-{letter}" for letter in letters]

@@ -6,8 +6,8 @@
 #include <vector>
 
 /// Counts over a time of which nothing is known beforehand. Bins are a power of two of ticks wide,
-/// and so wide that 131072 of them hold all times so far: who draws them can cut them into multiples
-/// of a trigger period.
+/// and so wide that 131072 of them hold all times so far: who draws them can cut them into
+/// multiples of a trigger period.
 class Time_Histogram {
 public:
     void add(std::span<const std::int64_t> ascending);
