@@ -100,7 +100,8 @@ void Since_Trigger::add(const Since_Trigger& other) noexcept {
     assert(shift == other.shift);
     add_counts(counts, other.counts);
     nBeyond += other.nBeyond;
-    nWithout += other.nWithout;
+    nBefore += other.nBefore;
+    nAfter += other.nAfter;
 }
 
 std::size_t Survey::nFaulty() const noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Bounds.h"
 #include "Distribution.h"
 #include "Event.h"
 #include "Extent.h"
@@ -87,7 +88,8 @@ struct Event_Summary {
 
 /// All that is told of a file, or of all files together.
 struct Summary {
-    Event_Summary events;
+    Event_Summary events;         ///< those within the bounds
+    std::uint64_t nRejected = 0;  ///< events outside of the bounds
     Time_Order order;
     std::optional<double> rate;               ///< events per second; empty where there is none
     std::optional<Trigger_Summary> triggers;  ///< empty if none were recorded
@@ -119,8 +121,9 @@ struct Since_Trigger {
 
     int shift = 0;  ///< bins are 2^shift ticks wide
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);
-    std::uint64_t nBeyond = 0;   ///< later than all bins
-    std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last
+    std::uint64_t nBeyond = 0;  ///< later than all bins
+    std::uint64_t nBefore = 0;  ///< before the first trigger
+    std::uint64_t nAfter = 0;   ///< not before the last trigger
 
     /// The bins of `other` must be as wide.
     void add(const Since_Trigger& other) noexcept;
@@ -128,8 +131,10 @@ struct Since_Trigger {
 
 /// What is found of all files that can be read.
 struct Survey {
+    Bounds bounds;
     std::vector<File_Survey> files;  ///< as they were given
     Summary total;
+    bool overlap = false;  ///< events of a file are from the time between those of another
     Distribution nPhotons;
     Distribution psd;  ///< of the values that are numbers
     Survey_Image image;
