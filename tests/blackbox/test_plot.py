@@ -249,6 +249,17 @@ def test_a_steady_beam_has_no_dips(module, tmp_path, n_periods):
     assert bars.values == pytest.approx(bars.values[0], rel=0.01)
 
 
+def test_bounds_are_those_of_vexolan(vexolan):
+    vexolan.record("a", spread(300))
+    bounds = ["-m", "2", "-M", "0x4", "-p", "-1e-3", "--psd_max=.5"]
+    for name, arguments in ("all", []), ("some", bounds), ("same", bounds):
+        assert plot(vexolan.folder, "-o", f"{name}.svg", *arguments, "a.orvenevent") == (0, "")
+    assert vexolan("-i", "a.orvenevent", *bounds, "-o", "out").status == 0
+    title = f">{vexolan.pages().sum()} events with -m 2 -M 0x4 -p -1e-3 -P .5 in 1 file"
+    assert title.encode() in vexolan.bytes("some.svg") == vexolan.bytes("same.svg")
+    assert b">300 events in 1 file" in vexolan.bytes("all.svg")
+
+
 def with_psd(*values):
     return [recording.Event(psd=value) for value in values]
 

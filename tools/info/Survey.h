@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Bounds.h"
 #include "Distribution.h"
 #include "Event.h"
 #include "Extent.h"
@@ -78,7 +79,8 @@ struct Event_Summary {
 
 /// All that is told of a file, or of all files together.
 struct Summary {
-    Event_Summary events;
+    Event_Summary events;         ///< those within the bounds
+    std::uint64_t nRejected = 0;  ///< events outside of the bounds
     Time_Order order;
     std::optional<double> rate;               ///< events per second; empty where there is none
     std::optional<Trigger_Summary> triggers;  ///< empty if none were recorded
@@ -112,7 +114,7 @@ struct Since_Trigger {
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);
     std::uint64_t nBeyond = 0;  ///< later than all bins
     std::uint64_t nBefore = 0;  ///< before the first trigger
-    std::uint64_t nAfter = 0;   ///< not before the last
+    std::uint64_t nAfter = 0;   ///< not before the last trigger
 
     /// The bins of `other` must be as wide.
     void add(const Since_Trigger& other) noexcept;
@@ -131,8 +133,10 @@ struct Event_Sample : Sample<Photons_And_Psd> {
 
 /// What is found of all files that can be read.
 struct Survey {
+    Bounds bounds;
     std::vector<File_Survey> files;  ///< as they were given
     Summary total;
+    bool overlap = false;  ///< events of a file are from the time between those of another
     Distribution nPhotons;
     Distribution psd;  ///< of the values that are numbers
     Event_Sample sample;

@@ -38,9 +38,11 @@ void Range_Survey::clear() noexcept {
     psd_counts.clear();
 }
 
-Survey_Task::Survey_Task()
+Survey_Task::Survey_Task(const Bounds& bounds)
     : placement(Integrated_Placement({Survey_Image::size, Survey_Image::size})),
       any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
+      bounded(bounds.any()),
+      bounds_filter(bounds.filter()),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
       cells(events_per_piece),
       pixels(Survey_Image::size * Survey_Image::size) {
@@ -53,8 +55,12 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
     }
     found.clear();
     for (std::size_t i = range.first; i < range.end; i += events_per_piece) {
-        const std::span events(piece.get(), std::min(events_per_piece, range.end - i));
-        range.input->file.read_events(i, events);
+        const std::span recorded(piece.get(), std::min(events_per_piece, range.end - i));
+        range.input->file.read_events(i, recorded);
+        const std::span events = accepted(recorded);
+        if (events.empty()) {
+            continue;
+        }
         survey_piece(events);
         take_sample(events, (std::uint64_t{range.input->index} << 40U) + i);
         count_pixels(events);
@@ -77,6 +83,17 @@ void Survey_Task::sum_up(Survey& survey) {
     } else if (since_trigger) {
         survey.since_trigger = since_trigger;
     }
+}
+
+std::span<const orven::Photon_Event> Survey_Task::accepted(
+    std::span<orven::Photon_Event> events) const {
+    if (!bounded) {
+        return events;
+    }
+    const auto is_rejected = [this](const orven::Photon_Event& event) {
+        return !bounds_filter.accepts(event);
+    };
+    return {events.begin(), std::ranges::remove_if(events, is_rejected).begin()};
 }
 
 void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int since_shift) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Bounds.h"
 #include "Event.h"
 #include "Filters_Events.h"
 #include "Log_Histogram.h"
@@ -32,7 +33,7 @@ struct Range_Survey {
 /// with the files. Threads: one object per task.
 class Survey_Task {
 public:
-    Survey_Task();
+    explicit Survey_Task(const Bounds& bounds);
 
     /// Looks at the events of a range. Times since triggers are counted in bins of 2^`since_shift`
     /// ticks, if they can be told.
@@ -43,6 +44,9 @@ public:
     void sum_up(Survey& survey);
 
 private:
+    /// Moves the events within the bounds to the front.
+    [[nodiscard]] std::span<const orven::Photon_Event> accepted(
+        std::span<orven::Photon_Event> events) const;
     void start_walk(const std::shared_ptr<const Input>& input, int since_shift);
     void survey_piece(std::span<const orven::Photon_Event> events);
     /// Events are numbered from `number` on.
@@ -55,6 +59,8 @@ private:
 
     Placement placement;  ///< in the image
     orven::Photon_Filter any_event;
+    bool bounded;
+    orven::Photon_Filter bounds_filter;
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::vector<std::size_t> cells;  ///< of the piece
     Counters pixels;                 ///< of the image, until they are collected

@@ -53,7 +53,7 @@ def draw(title, facts, bounds, frame=None):
     panels.draw_image(figure.add_subplot(image), total["image"], frame)
     upper, lower = others.subgridspec(2, 1)
     times = upper.subgridspec(1, 2 if total["events_since_trigger"] else 1)
-    panels.draw_over_time(figure.add_subplot(times[0]), total, overlap_in_time(facts["inputs"]))
+    panels.draw_over_time(figure.add_subplot(times[0]), total)
     if total["events_since_trigger"]:
         panels.draw_since_trigger(figure.add_subplot(times[1]), total)
     photons, psd, both = map(figure.add_subplot, lower.subgridspec(1, 3))
@@ -75,10 +75,3 @@ def facts_text(total, bounds):
     if summary["triggers"] is not None:
         facts.append(number_of(summary["triggers"], "trigger"))
     return "  ·  ".join(facts)
-
-
-def overlap_in_time(inputs):
-    """Whether events of one file are from the time between those of another."""
-    times = [file["summary"]["time"] for file in inputs if "error" not in file]
-    spans = sorted((time["first_s"], time["last_s"]) for time in times if time)
-    return any(after[0] < before[1] for before, after in zip(spans, spans[1:]))

@@ -73,7 +73,7 @@ def quarters(n):
     return [n * i // 4 for i in range(5)]
 
 
-def draw_over_time(axes, total, overlap):
+def draw_over_time(axes, total):
     axes.set(title="Over time")
     series, time, period = (total["events_over_time"], total["summary"]["time"],
                             total["summary"]["trigger_period"])
@@ -89,7 +89,7 @@ def draw_over_time(axes, total, overlap):
                                       period and max(period["median_s"], 0))
     draw_bars(axes, bins, bars, width, duration_text(width), seconds)
     label_x(axes, f"time ({name})" if zero == 0 else f"time after {zero:.9g} s ({name})")
-    if overlap:
+    if total["overlap"]:
         add_line(axes, "files from the same time are added up")
 
 
