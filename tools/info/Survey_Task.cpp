@@ -93,7 +93,7 @@ std::span<const orven::Photon_Event> Survey_Task::accepted(
     const auto is_rejected = [this](const orven::Photon_Event& event) {
         return !bounds_filter.accepts(event);
     };
-    return {events.begin(), std::ranges::remove_if(events, is_rejected).begin()};
+    return {events.begin(), std::remove_if(events.begin(), events.end(), is_rejected)};
 }
 
 void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int since_shift) {

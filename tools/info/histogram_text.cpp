@@ -27,7 +27,7 @@ Row_Range range_of(const Distribution& distribution, bool whole) {
 
 /// Some rows on either side of the peaks, and some between them.
 Row_Range around(const Valley& valley, Row_Range range) {
-    constexpr double rows_between_peaks = 6;
+    const double rows_between_peaks = range.whole ? 8 : 5;
     constexpr double rows_beside = 5;
     range.widest = (valley.upper_peak - valley.lower_peak) / rows_between_peaks;
     range.low = std::max(range.low, valley.lower_peak - rows_beside * range.widest);

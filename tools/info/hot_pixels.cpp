@@ -7,9 +7,12 @@ namespace {
 
 constexpr int size = Survey_Image::size;
 
+/// Beyond its edges, the image goes on as in a mirror.
 std::uint64_t count_at(const Survey_Image& image, int x, int y) {
-    const bool inside = x >= 0 && x < size && y >= 0 && y < size;
-    return inside ? image.counts[static_cast<std::size_t>(y * size + x)] : 0;
+    const auto mirrored = [](int i) {
+        return static_cast<std::size_t>(i < 0 ? -1 - i : i < size ? i : 2 * size - 1 - i);
+    };
+    return image.counts[mirrored(y) * Survey_Image::size + mirrored(x)];
 }
 
 std::uint64_t second_largest_around(const Survey_Image& image, int x, int y) {

@@ -100,20 +100,46 @@ bool is_whole_folder(const Group& group) {
     return names(group.files) == names(event_files_in(folder_of(group)));
 }
 
-/// What else a shell finds by the pattern for all files of a group; empty if it does not find
-/// these, each once and in their order.
-std::optional<Paths> excess_matches(const Group& group) {
+/// Names that begin and end like this.
+struct Pattern {
+    std::string start;  ///< with the folder
+    std::string end;
+
+    [[nodiscard]] std::string shell_text() const {
+        return (start.empty() ? "" : shell_word(start)) + "*" + shell_word(end);
+    }
+};
+
+/// The narrowest pattern for paths that ascend.
+Pattern narrowest(const Group& group) {
+    const std::string& first = group.files.front();
+    const std::string& last = group.files.back();
+    // What the first and the last of ascending paths begin with, all do.
+    const auto start_end =
+        std::max(std::ranges::mismatch(first, last).in1,
+                 first.begin() + static_cast<std::ptrdiff_t>(group.prefix.size()));
+    auto length = first.end() - start_end;
+    for (const std::string& path : group.files) {
+        const auto same = std::mismatch(first.rbegin(), first.rend(), path.rbegin(), path.rend());
+        length = std::min(length, same.first - first.rbegin());
+    }
+    return {{first.begin(), start_end}, {first.end() - length, first.end()}};
+}
+
+/// What else a shell finds by a pattern for files of a group; empty if it does not find these.
+std::optional<Paths> excess_matches(const Group& group, const Pattern& pattern) {
     Paths matches;
     for (const auto& entry : std::filesystem::directory_iterator(folder_of(group))) {
         const std::string name = entry.path().filename().string();
-        if (name.ends_with(extension) && !name.starts_with('.')) {
-            matches.push_back(group.prefix + name);
+        const std::string path = group.prefix + name;
+        if (path.size() >= pattern.start.size() + pattern.end.size() &&
+            path.starts_with(pattern.start) && path.ends_with(pattern.end) &&
+            !name.starts_with('.')) {
+            matches.push_back(path);
         }
     }
     std::ranges::sort(matches);
-    const bool ascend =
-        std::ranges::adjacent_find(group.files, std::ranges::greater_equal()) == group.files.end();
-    if (!ascend || !std::ranges::includes(matches, group.files)) {
+    if (!std::ranges::includes(matches, group.files)) {
         return std::nullopt;
     }
     Paths excess;
@@ -126,13 +152,22 @@ std::optional<Input_Words> words_for_patterns(const std::vector<Group>& groups) 
     Paths patterns;
     Paths excess;
     for (const Group& group : groups) {
-        const auto more = excess_matches(group);
+        const bool ascend = std::ranges::adjacent_find(group.files, std::ranges::greater_equal()) ==
+                            group.files.end();
+        if (!ascend) {
+            return std::nullopt;
+        }
+        Pattern pattern{group.prefix, std::string(extension)};
+        auto more = excess_matches(group, pattern);
+        if (!more || more->size() > 1) {
+            pattern = narrowest(group);
+            more = excess_matches(group, pattern);
+        }
         if (!more) {
             return std::nullopt;
         }
         excess.insert(excess.end(), more->begin(), more->end());
-        patterns.push_back((group.prefix.empty() ? "" : shell_word(group.prefix)) + "*" +
-                           std::string(extension));
+        patterns.push_back(pattern.shell_text());
     }
     std::string list = joined(patterns, " ");
     if (!excess.empty()) {

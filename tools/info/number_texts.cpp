@@ -99,6 +99,11 @@ std::string amount_text(double amount, const std::string& unit) {
 
 std::string percent_text(std::uint64_t part, std::uint64_t whole) {
     constexpr double all = 100;
+    constexpr double least = 0.001;
     const double percent = all * static_cast<double>(part) / static_cast<double>(whole);
-    return digits(percent, part < whole && percent > all - 1 ? 4 : 2) + " %";
+    if (part > 0 && percent < least) {
+        return "less than " + digits(least) + " %";
+    }
+    const bool is_nearly_all = part < whole && percent > all - 1;
+    return digits(percent, is_nearly_all ? 4 : percent > all / 2 ? 3 : 2) + " %";
 }

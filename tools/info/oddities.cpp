@@ -74,8 +74,9 @@ std::vector<std::vector<std::string>> oddities_of(const Survey& survey) {
     // The usual period is that of most pulses, not of most files.
     for_each_file([&](const Summary& file, auto& texts) {
         if (has_other_period(file, survey.total)) {
-            texts.push_back("trigger period " + time_text(seconds(file.triggers->median_period)) +
-                            ", not " + time_text(seconds(survey.total.triggers->median_period)));
+            texts.push_back("trigger period " +
+                            time_text(seconds(file.triggers->median_period), 4) + ", not " +
+                            time_text(seconds(survey.total.triggers->median_period), 4));
         }
     });
     return found;

@@ -18,13 +18,13 @@ namespace {
 
 std::string files_title(const Survey& survey) {
     const std::size_t nFiles = survey.files.size();
+    const std::string bounds = survey.bounds.any() ? ", with" + survey.bounds.options() : "";
     if (nFiles == 1) {
-        return escaped(survey.files.front().path) + '\n';
+        return escaped(survey.files.front().path) + bounds + '\n';
     }
-    if (survey.nFaulty() == 0) {
-        return "All " + grouped(nFiles) + " files\n";
-    }
-    return grouped(nFiles - survey.nFaulty()) + " of " + grouped(nFiles) + " files\n";
+    const std::string which =
+        survey.nFaulty() == 0 ? "All " : grouped(nFiles - survey.nFaulty()) + " of ";
+    return which + grouped(nFiles) + " files" + bounds + '\n';
 }
 
 std::string file_text(const File_Survey& file) {
@@ -129,7 +129,7 @@ std::string suggestion_text(const Suggestion& suggestion, std::uint64_t nEvents)
     std::string text = "  " + suggestion.mode + ": " + suggestion.what + " (";
     if (suggestion.bins) {
         text += number_of(suggestion.nPages, "page", "pages") + " of " +
-                time_text(suggestion.bins->bin_seconds) + ", ";
+                time_text(suggestion.bins->bin_seconds, 4) + ", ";
     }
     text += amount_text(static_cast<double>(suggestion.fileBytes), "B") + ")\n";
     if (suggestion.nLost.value_or(0) > 0) {

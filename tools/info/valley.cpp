@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <span>
 #include <vector>
 
@@ -89,6 +90,37 @@ std::vector<std::size_t> turns_of(const std::vector<std::uint64_t>& counts) {
     return turns;
 }
 
+/// Where in the turns the first peak is that has less than a hundredth of all values between the
+/// valleys on either side; the end if there is none.
+std::size_t find_small_peak(const std::vector<std::uint64_t>& counts,
+                            const std::vector<std::size_t>& turns) {
+    constexpr std::uint64_t one_in = 100;
+    const auto sum = [&](std::size_t begin, std::size_t end) {
+        const auto bins = std::span(counts).subspan(begin, end - begin);
+        return std::accumulate(bins.begin(), bins.end(), std::uint64_t{0});
+    };
+    const std::uint64_t least = sum(0, counts.size()) / one_in;
+    for (std::size_t peak = 0; peak < turns.size(); peak += 2) {
+        const std::size_t begin = peak == 0 ? 0 : turns[peak - 1];
+        const std::size_t end = peak + 1 == turns.size() ? counts.size() : turns[peak + 1];
+        if (sum(begin, end) < least) {
+            return peak;
+        }
+    }
+    return turns.size();
+}
+
+/// Takes small peaks out of the turns, each with the shallower of the valleys beside it.
+void drop_small_peaks(const std::vector<std::uint64_t>& counts, std::vector<std::size_t>& turns) {
+    for (std::size_t peak; (peak = find_small_peak(counts, turns)) < turns.size();) {
+        const bool is_last = peak + 1 == turns.size();
+        const bool with_next =
+            peak == 0 || (!is_last && counts[turns[peak + 1]] > counts[turns[peak - 1]]);
+        const auto first = turns.begin() + static_cast<std::ptrdiff_t>(with_next ? peak : peak - 1);
+        turns.erase(first, first + 2);
+    }
+}
+
 /// The middle of the bins from this one on with the same count.
 std::size_t middle_of_run(const std::vector<std::uint64_t>& counts, std::size_t first) {
     std::size_t last = first;
@@ -106,22 +138,17 @@ std::uint64_t count_from(const Distribution& distribution, double bound) {
 }  // namespace
 
 std::optional<Valley> find_valley(const Distribution& distribution, bool whole) {
-    constexpr std::uint64_t one_in = 100;
     if (distribution.empty()) {
         return std::nullopt;
     }
     const Even_Bins bins = even_bins(without_tails(distribution), whole);
-    const std::vector<std::size_t> turns = turns_of(bins.counts);
+    std::vector<std::size_t> turns = turns_of(bins.counts);
+    drop_small_peaks(bins.counts, turns);
     if (turns.size() != 3) {
         return std::nullopt;
     }
     const std::size_t lowest = middle_of_run(bins.counts, turns[1]);
     const double bound =
         whole ? bins.edge(lowest) : shortest_between(bins.edge(lowest), bins.edge(lowest + 1));
-    const std::uint64_t nAbove = count_from(distribution, bound);
-    const std::uint64_t nAll = count_of(distribution);
-    if (nAbove < nAll / one_in || nAll - nAbove < nAll / one_in) {
-        return std::nullopt;
-    }
-    return Valley{bins.edge(turns[0]), bound, bins.edge(turns[2]), nAbove};
+    return Valley{bins.edge(turns[0]), bound, bins.edge(turns[2]), count_from(distribution, bound)};
 }

@@ -35,16 +35,17 @@ struct Options {
 };
 
 void add_options(CLI::App& app, Options& options) {
-    const auto add_bound = [&app](const char* names, auto& bound, const char* text) {
-        app.add_option(names, bound, text)->option_text("N");
+    const auto add_bound = [&app](const char* names, auto& bound, const char* value,
+                                  const char* text) {
+        app.add_option(names, bound, text)->option_text(value);
     };
     app.add_option("inputs", options.paths);
     Bounds& bounds = options.bounds;
-    add_bound("-m,--nPhotons_min", bounds.nPhotons_min,
+    add_bound("-m,--nPhotons_min", bounds.nPhotons_min, "N",
               "Look only at events with at least this number\nof photons");
-    add_bound("-M,--nPhotons_max", bounds.nPhotons_max, "... at most this number of photons");
-    add_bound("-p,--psd_min", bounds.psd_min, "... at least this PSD value");
-    add_bound("-P,--psd_max", bounds.psd_max, "... at most this PSD value");
+    add_bound("-M,--nPhotons_max", bounds.nPhotons_max, "N", "... at most this number of photons");
+    add_bound("-p,--psd_min", bounds.psd_min, "X", "... at least this PSD value");
+    add_bound("-P,--psd_max", bounds.psd_max, "X", "... at most this PSD value");
     app.add_flag("--files", options.each_file, "Tell of each file, too");
     app.add_flag("--json", options.json,
                  "Print one JSON object, with an image of 256 x 256\npixels");
