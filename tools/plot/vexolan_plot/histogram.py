@@ -40,8 +40,8 @@ class Histogram:
         return Histogram(edges, numpy.add.reduceat(self.counts, first_bins))
 
     def divided(self, edges):
-        """The events between other edges, the outer ones beside all others: a bin that an edge
-        divides is divided evenly."""
+        """The events between other edges, of which the outer ones hold all that is left: a bin that
+        an edge divides is divided evenly."""
         below = numpy.interp(edges, self.edges, numpy.append(0, numpy.cumsum(self.counts)))
         below[0], below[-1] = 0, self.counts.sum()
         return Histogram(edges, numpy.diff(below))
@@ -82,7 +82,7 @@ class Histogram:
     def bars(self, low, high, most, zero=0):
         """Bars of one width over all from `low` to `high`, and the numbers of events below and
         above them. A width that is a power of two, from `zero` on, divides no bin."""
-        shown = (self.edges[1:] > low) & (self.edges[:-1] < high)
+        shown = (self.edges[1:] > low) & (self.edges[:-1] < high) & (self.counts > 0)
         width = binary_width(max((high - low) / most, numpy.diff(self.edges)[shown].max()))
         first, end = math.floor((low - zero) / width), math.ceil((high - zero) / width)
         bar_of = numpy.floor((self.edges[:-1] - zero) / width)
@@ -100,14 +100,14 @@ def even_bins(start, width, counts):
 def over_time(bins, first, last, period):
     """Bars of the course from `first` to `last`, and their width; the last one may be up to half
     wider or narrower. Wide ones hold whole trigger periods, narrow ones divide a period: so they do
-    not beat against the pulses."""
+    not beat against the pulses, and the last one is not less full than the others."""
     least = (last - first) / bins.most_bars()
     if not period or least < period / 20:
         width, start, end = decimal_width(least), first, last
-    elif least > period / 2:
+    elif least > period / 8:
         width = period * math.ceil(least / period)
         start = quiet_start(bins, first, period, width)
-        end = start + period * math.ceil((last - start) / period - 1e-6)
+        end = start + period * max(1, round((last - start) / period))
     else:
         width = period / math.floor(period / least)
         start, end = quiet_start(bins, first, width, width), last
