@@ -284,14 +284,16 @@ ALIKE = ["all at 0 s", "all with 1"]
     (spread(3000) + [OUTLIER], None, [3001, "3000, 1 above 5 photons", "3000, 1 above 1"]),
     (spread() + [INFINITE, NAN], None, [102, 102, "100, 1 infinite, 1 NaN"]),
     (spread(50), [0, 10_000], [50, 50, 50]),
+    ([recording.Event(time=time - 2**62) for time in (0, 20)], None,
+     ["all at -7.2057594e+09 s", "all with 1", "all with 0"]),
     ([INFINITE], None, [*ALIKE, "no finite numbers"]),
     ([NAN] * 100, None, [*ALIKE, "no numbers (NaN only)"]),
     (with_psd(1.7e308, 1.7000001e308), None, [*ALIKE, "cannot be drawn"]),
     (with_psd(-1.7e308, 1.7e308), None, [*ALIKE, "cannot be drawn"]),
     (with_psd(0, 5e-324, 1e-310), None, [*ALIKE, "cannot be drawn"]),
     (spread() + [HOT] * 5000, [0, 1], [5100, 5100, 5100]),
-], ids=["empty", "no pulses", "one event", "outlier", "infinite", "few", "only infinite", "NaN",
-        "huge", "far apart", "tiny", "hot pixel"])
+], ids=["empty", "no pulses", "one event", "outlier", "infinite", "few", "far from zero",
+        "only infinite", "NaN", "huge", "far apart", "tiny", "hot pixel"])
 def test_odd_recordings_are_drawn(module, vexolan, rows, triggers, shown):
     vexolan.record("a", rows, triggers)
     _, panels = drawn(module, vexolan.folder)

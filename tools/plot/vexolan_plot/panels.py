@@ -79,9 +79,9 @@ def draw_over_time(axes, total):
                             total["summary"]["trigger_period"])
     if not series:
         return leave_empty(axes, "no events")
-    if time["span_s"] == 0:
-        return leave_empty(axes, f"all at {time['first_s']:.9g} s")
     first, last = time["first_s"], time["last_s"]
+    if first == last:
+        return leave_empty(axes, f"all at {first:.9g} s")
     zero = first if abs(first) > 20 * (last - first) else 0  # a zero that is near
     name, seconds = time_unit(max(abs(first - zero), abs(last - zero)))
     bins = histogram.even_bins(series["start_s"] - zero, series["bin_s"], series["counts"])
