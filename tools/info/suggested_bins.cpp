@@ -79,12 +79,13 @@ Bin_Span span_without_tails(const std::vector<std::uint64_t>& counts, std::uint6
     return {first, last, sum(0, first) + sum(last + 1, counts.size())};
 }
 
-/// A good part of the events that one may leave out, at each end.
+/// How many events may be left out at each end.
 std::uint64_t ignorable(std::uint64_t nEvents) {
     constexpr std::uint64_t one_in = 2000;
     return nEvents / one_in;
 }
 
+/// Events of the bins that begin between these times, in ticks.
 std::uint64_t count_between(const Since_Trigger& since, double start, double end) {
     std::uint64_t count = 0;
     for (std::size_t bin = 0; bin < since.counts.size(); ++bin) {
@@ -109,7 +110,7 @@ Extent<std::int64_t> times_since_trigger(const Since_Trigger& since,
         return {0, period - 1};
     }
     const Bin_Span part = span_without_tails(since.counts, ignorable(nEvents) - since.nBeyond);
-    const std::int64_t start = std::int64_t{static_cast<std::int64_t>(part.first)} << since.shift;
+    const std::int64_t start = static_cast<std::int64_t>(part.first) << since.shift;
     const std::int64_t end = end_of_bin(part.last);
     if (end - start < period / 2) {
         return {start, end - 1};

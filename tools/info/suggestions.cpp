@@ -218,14 +218,23 @@ private:
     void suggest_intervals(std::uint64_t nIntervals) {
         const Bin_Plan after = bins_since_trigger(survey);
         add({"reference", "what happens after a trigger, all intervals added up", "sequence", after,
-             after.nLost});
+             events_come_in_time() ? std::optional(after.nLost) : std::nullopt});
         const bool all = nIntervals <= most_pages;
         const Bin_Plan pages = frames(survey, all ? nIntervals : most_pages);
         add({"frameSync",
              all ? "each trigger interval as a page"
                  : "the first " + grouped(pages.nPages) + " of " + grouped(nIntervals) +
                        " trigger intervals as pages",
-             "frames", pages, all ? std::optional(pages.nLost) : std::nullopt});
+             "frames", pages,
+             all && events_come_in_time() ? std::optional(pages.nLost) : std::nullopt});
+    }
+
+    /// Whether nearly all events count in the interval in which they were.
+    [[nodiscard]] bool events_come_in_time() const {
+        constexpr std::int64_t small_part = 100;
+        const auto most =
+            static_cast<std::uint64_t>(survey.total.triggers->median_period / small_part);
+        return survey.total.order.furthest_back <= most;
     }
 
     const Survey& survey;

@@ -51,7 +51,7 @@ std::string hot_pixels_line(const Survey& survey) {
     }
     const Hot_Pixel& hottest = hot.hottest.front();
     std::string text =
-        number_of(hot.nPixels, "pixel", "pixels") + " with over 2 times as much as around";
+        number_of(hot.nPixels, "pixel has", "pixels have") + " over 2 times as many as around";
     if (hot.over_10_times > 0) {
         text += ", " + grouped(hot.over_10_times) + " over 10 times";
     }
@@ -63,6 +63,12 @@ std::string hot_pixels_line(const Survey& survey) {
                                 ", around it " + grouped(hottest.around));
 }
 
+/// How many characters of UTF-8 a text has.
+std::size_t width_of(const std::string& text) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
 /// A histogram over time as one line of bars, with what is at its ends.
 /// Units: seconds.
 std::string bars_text(const std::string& title, std::span<const std::uint64_t> counts, double start,
@@ -71,7 +77,7 @@ std::string bars_text(const std::string& title, std::span<const std::uint64_t> c
     const std::size_t nBars = (counts.size() + line.bar_bins - 1) / line.bar_bins;
     const std::string from = time_text(start);
     const std::string to = time_text(start + bin * static_cast<double>(counts.size()));
-    const std::size_t blanks = nBars + 2 - std::min(nBars + 1, from.size() + to.size());
+    const std::size_t blanks = nBars + 2 - std::min(nBars + 1, width_of(from) + width_of(to));
     return title + ": bars of " + time_text(bin * static_cast<double>(line.bar_bins)) +
            ", at most " + grouped(line.most) + " in one\n  |" + line.bars + "|\n  " + from +
            std::string(blanks, ' ') + to + '\n';
