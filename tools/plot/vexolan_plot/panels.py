@@ -180,7 +180,9 @@ def draw_photons_and_psd(axes, sample, photon_bars, psd_bars):
     axes.set(xlabel="photons per event", ylabel="PSD")
     axes.xaxis.set_major_locator(whole_numbers())
     if picture:
-        axes.figure.colorbar(picture, ax=axes, aspect=24, pad=0.03).outline.set_linewidth(0.7)
+        bar = axes.figure.colorbar(picture, ax=axes, aspect=24, pad=0.03)
+        bar.outline.set_linewidth(0.7)
+        bar.set_label("events")
     if sample["one_in"] > 1:
         add_line(axes, f"one event in {sample['one_in']:,}")
 
