@@ -1,6 +1,7 @@
-# Documents beside the programs, and two Debian packages: vexolan, and liborven-dev with the event
-# library. "cmake --workflow --preset package" makes them; scripts/try_package.sh tries them. Flags in
-# that preset are for lintian hardening-no-bindnow and hardening-no-fortify-functions.
+# Documents beside the programs, and Debian packages: vexolan, vexolan-mpi where MPI was found, and
+# liborven-dev with the event library. "cmake --workflow --preset package" makes them;
+# scripts/try_package.sh tries them. Flags in that preset are for lintian hardening-no-bindnow and
+# hardening-no-fortify-functions.
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -16,6 +17,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS  # lintian non-standard-dir-perm
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(CPACK_COMPONENTS_ALL programs development)
+if(TARGET vexolan-mpi)
+    list(APPEND CPACK_COMPONENTS_ALL mpi)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)  # lintian control-file-has-bad-permissions
@@ -32,6 +36,16 @@ counts: integrated over time, per time bin, per time since a trigger pulse,
 or per trigger interval. Its companions say what is in a recording, draw it,
 and simulate recordings to try it on.")
 
+set(CPACK_DEBIAN_MPI_PACKAGE_NAME vexolan-mpi)
+set(CPACK_DEBIAN_MPI_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_MPI_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_MPI_PACKAGE_DEPENDS openmpi-bin)  # mpirun of the same MPI as the libraries
+set(CPACK_DEBIAN_MPI_PACKAGE_SUGGESTS vexolan)  # for its companions and documents
+set(CPACK_DEBIAN_MPI_DESCRIPTION "images from recordings of an event-mode camera, on a cluster
+vexolan-mpi makes the images that vexolan makes, with the same options, on
+several machines: mpirun starts it on each of them, and all count parts of
+one recording.")
+
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liborven-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_ARCHITECTURE all)
@@ -45,7 +59,7 @@ configure_file(cmake/debian_changelog.in debian_changelog @ONLY)
 # lintian changelog-not-compressed-with-max-compression, package-contains-timestamped-gzip
 execute_process(COMMAND gzip -9nc ${PROJECT_BINARY_DIR}/debian_changelog
     OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz)
-foreach(component programs development)
+foreach(component ${CPACK_COMPONENTS_ALL})
     string(TOUPPER ${component} prefix)
     set(folder ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${prefix}_PACKAGE_NAME})
     install(FILES LICENSE DESTINATION ${folder} RENAME copyright

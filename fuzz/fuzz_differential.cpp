@@ -281,21 +281,11 @@ void expect_counts(std::span<const Counter> cells, Counts expected, const Parame
     expect(expected.empty(), "all events that should be counted");
 }
 
-Placement placement_of(const Parameters& settings) {
-    if (!settings.time_res_s) {
-        return Integrated_Placement(page_sizes(settings));
-    }
-    if (settings.extTrigger_mode == Parameters::frameSync) {
-        return Frame_Placement(page_sizes(settings), page_times(settings));
-    }
-    return Time_Bin_Placement(page_sizes(settings), page_times(settings));
-}
-
 /// Counts as tasks do that lose their cores with a range in their hands each: these come last, the
 /// last one first.
 void count_out_of_order(const Counting_Job& job, const std::vector<std::string>& paths,
                         const Way& way) {
-    Work_Queue queue = queue_for(job, paths, On_Failure::log, {2, way.piece_length});
+    Work_Queue queue = queue_for(job, {paths}, On_Failure::log, {2, way.piece_length});
     std::vector<Event_Range> held;
     for (auto range = queue.take(); range; range = queue.take()) {
         held.push_back(*range);

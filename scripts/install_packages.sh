@@ -5,9 +5,11 @@ set -euo pipefail
 
 declare -A packages_of=(
     [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libhwy-dev libcli11-dev"
+    [mpi]="libopenmpi-dev openmpi-bin"
     [demo]="python3 python3-matplotlib python3-numpy python3-pil python3-tifffile"
     [test]="libgtest-dev libtiff-tools pkg-config python3 python3-matplotlib python3-numpy
         python3-pytest python3-tifffile"
+    [cluster]="munge slurm-client slurmctld slurmd"
     [check]="clang clang-format clang-tidy"
     [benchmark]="libbenchmark-dev libboost1.81-dev python3 python3-numpy python3-tifffile"
     [fuzz]="clang libclang-rt-14-dev llvm python3"

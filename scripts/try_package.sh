@@ -4,7 +4,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build package try_package
+"$project/scripts/install_packages.sh" build mpi package try_package
 cd "$project"
 rm -f build-package/*.deb
 cmake --workflow --preset package
@@ -27,13 +27,14 @@ list_files() {
 }
 
 # What the packages need comes first: then they alone make the difference to the root.
-needed=$(for package in build-package/*.deb; do dpkg-deb --field "$package" Depends; done)
+needed=$(for package in build-package/*.deb; do dpkg-deb --field "$package" Depends; done |
+    grep . | paste --serial --delimiters ,)
 in_root apt-get update
 in_root apt-get satisfy --yes --no-install-recommends "$needed"
 list_files >"$work/before"
 in_root sh -c 'dpkg --install /tmp/*.deb'
 
-for program in vexolan vexolan-info vexolan-plot vexolan-simulate; do
+for program in vexolan vexolan-info vexolan-mpi vexolan-plot vexolan-simulate; do
     in_root "$program" --version
     in_root man "$program" | grep -F "$program - "
 done
@@ -44,14 +45,17 @@ in_root sh -ec '
     vexolan-info recording
     vexolan -I recording -o image.tif --strict true
     vexolan -I recording -E reference -t 0.0005 -T 20 -o sequence.tif --strict true
-    test -s image.tif -a -s sequence.tif'
+    test -s image.tif -a -s sequence.tif
+    export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+    mpirun -n 2 --oversubscribe --bind-to none vexolan-mpi -I recording -o image-mpi.tif
+    cmp image.tif image-mpi.tif'
 if in_root vexolan-plot /tmp/recording -o /tmp/recording.png 2>"$work/message"; then
     echo 'vexolan-plot needs no matplotlib?' >&2
     exit 1
 fi
 grep python3-matplotlib "$work/message"
 
-in_root dpkg --purge vexolan liborven-dev
+in_root dpkg --purge vexolan vexolan-mpi liborven-dev
 list_files >"$work/after"
 diff "$work/before" "$work/after"
 

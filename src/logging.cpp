@@ -6,6 +6,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <ctime>
@@ -67,14 +69,9 @@ bool keeps_lines() noexcept REQUIRES(mutex) {
     return standard_error.keeps_lines() || standard_output.keeps_lines();
 }
 
-/// How many characters a line may have that leaves room for the cursor, and for ^C before it.
-std::size_t status_columns() {
-    constexpr std::size_t usual = 80;
-    constexpr std::size_t left_free = 3;
-    winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > left_free;
-    return (known ? size.ws_col : usual) - left_free;
-}
+/// Kept where a signal may read it.
+std::array<char, 1000> hint_line;
+std::atomic<std::size_t> hint_length = 0;
 
 }  // namespace
 
@@ -92,6 +89,40 @@ void logging(const std::string& message) {
     (level >= info ? standard_output : standard_error).write(line.str());
 }
 
+bool person_reads() noexcept {
+    return logLevel >= static_cast<int>(info) && isatty(STDERR_FILENO) != 0;
+}
+
+void tell(const std::string& lines) {
+    if (person_reads()) {
+        const Lock lock(mutex);
+        erase_status_line(status_terminal);
+        standard_error.write(lines);
+    }
+}
+
+void hint(const std::string& line) noexcept {
+    if (person_reads() && line.size() < hint_line.size()) {
+        std::ranges::copy(line, hint_line.begin());
+        hint_line.at(line.size()) = '\n';
+        hint_length = line.size() + 1;
+    }
+}
+
+void show_hint_at_signal() noexcept {
+    if (hint_length > 0 && write(STDERR_FILENO, hint_line.data(), hint_length) < 0) {
+        return;  // nobody can be told
+    }
+}
+
+std::size_t terminal_columns() {
+    constexpr std::size_t usual = 80;
+    constexpr std::size_t left_free = 3;
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > left_free;
+    return (known ? size.ws_col : usual) - left_free;
+}
+
 void finish_logging() noexcept {
     const Lock lock(mutex);
     if (keeps_lines()) {
@@ -102,7 +133,7 @@ void finish_logging() noexcept {
 }
 
 void show_status_line(const std::string& text) {
-    const std::string line = "\r\033[K" + text.substr(0, status_columns());
+    const std::string line = "\r\033[K" + text.substr(0, terminal_columns());
     const Lock lock(mutex);
     if (keeps_lines()) {
         erase_status_line(status_terminal);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 /// How important a log line is. `error` and `warning` go to standard error, `info` to standard
@@ -17,6 +18,24 @@ extern int logLevel;
 /// Throws: std::bad_alloc.
 template <LogLevel level>
 void logging(const std::string& message);
+
+/// Whether a person reads along: standard error is a terminal, and the verbosity shows info lines.
+/// All that is meant for people only asks here.
+[[nodiscard]] bool person_reads() noexcept;
+
+/// Shows lines, each ending in a newline, on standard error if a person reads along.
+/// Throws: std::bad_alloc.
+void tell(const std::string& lines);
+
+/// If a person reads along and the process ends by an abort from now on, shows a line behind the
+/// report of the error that ended it: how to do better.
+void hint(const std::string& line) noexcept;
+
+/// Called by the handler of signals, for an abort.
+void show_hint_at_signal() noexcept;
+
+/// The width of the terminal that a person reads, less the room that a cursor needs.
+[[nodiscard]] std::size_t terminal_columns();
 
 /// Waits until terminals have taken all lines. To be called before the process ends.
 void finish_logging() noexcept;

@@ -1,11 +1,11 @@
 #include "run_steps.h"
 
-#include "binning/Binning_Events.h"
 #include "binning/Image_Geometry.h"
 #include "logging.h"
 #include "output/Output_Check.h"
 #include "output/Spectra_File.h"
 #include "output/Text_File.h"
+#include "remarks/closing_account.h"
 
 #include <cmath>
 #include <cstdint>
@@ -140,18 +140,14 @@ void warn_of_outputs(const Parameters& parameters, const Image_Pages& image) {
     }
 }
 
-orven::Photon_Filter event_filter(const Parameters& parameters) {
-    return orven::Photon_Filter({parameters.nPhotons_min, parameters.nPhotons_max},
-                                {parameters.psd_min, parameters.psd_max});
-}
-
 void log_trigger_count(const Parameters& parameters, std::size_t nTriggers) {
     logging<info>("External Triggers: " + std::to_string(nTriggers) + " for " +
                   parameters.outputFile.value_or("Not Available"));
 }
 
 void write_outputs(const Parameters& parameters, const Image_Pages& image,
-                   const Run_Account& account, std::chrono::steady_clock::time_point started) {
+                   const Run_Account& account, const Remarks& remarks,
+                   std::chrono::steady_clock::time_point started) {
     const char* const openMode = tiff_open_mode(parameters.fileFormat);
     prepare_output(parameters, *parameters.outputFile);
     const std::uint64_t bytes = write_image(*parameters.outputFile, openMode, image);
@@ -160,10 +156,11 @@ void write_outputs(const Parameters& parameters, const Image_Pages& image,
         prepare_output(parameters, *parameters.spectraFile);
         write_spectra(*parameters.spectraFile, image, *axes.time_bins);
     }
+    const auto duration = std::chrono::steady_clock::now() - started;
+    const Run_Report report{parameters, account, image, remarks.get_all(), axes, bytes, duration};
     if (parameters.reportFile) {
-        const auto duration = std::chrono::steady_clock::now() - started;
-        const Run_Report report{parameters, account, image, axes, bytes, duration};
         prepare_output(parameters, *parameters.reportFile);
         write_text_file(*parameters.reportFile, report_text(report));
     }
+    tell_closing_account(report);
 }

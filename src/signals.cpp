@@ -12,6 +12,9 @@ namespace {
 void clean_up(int signal_number) {
     remove_unfinished_file();
     remove_status_line_at_signal();
+    if (signal_number == SIGABRT) {
+        show_hint_at_signal();
+    }
     // The handler is reset on entry: the signal takes its usual effect when this returns.
     std::raise(signal_number);
 }

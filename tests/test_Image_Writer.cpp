@@ -112,7 +112,8 @@ TEST(write_outputs, long_and_bright_runs_are_told_of) {
         cell = 4'000'000'000;
     }
     const std::chrono::hours duration(1000);
-    write_outputs(parameters, pages_of(image), {}, std::chrono::steady_clock::now() - duration);
+    write_outputs(parameters, pages_of(image), {}, Remarks(false),
+                  std::chrono::steady_clock::now() - duration);
     EXPECT_EQ(read_file(in_folder("spectra")), "0.0000000000000\t8000000000\n");
 
     const std::time_t latest =

@@ -68,7 +68,7 @@ TEST(Work_Queue, the_rest_of_a_file_that_failed_is_not_handed_out) {
     const Folder folder;
     const std::string path = record(folder, "a", 2 * range_length + 1);
     const std::vector paths{path, path};
-    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing);
+    Work_Queue queue({paths}, see_nothing, On_Failure::log, sharing);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     testing::internal::CaptureStderr();
     queue.fail(0, failure("first"));
@@ -86,13 +86,13 @@ TEST(Work_Queue, nothing_more_is_handed_out_of_a_file_that_is_done_and_after_a_s
     const Folder folder;
     const std::string path = record(folder, "a", 2 * range_length);
     const std::vector paths{path, path, path};
-    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing);
+    Work_Queue queue({paths}, see_nothing, On_Failure::log, sharing);
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     queue.finish(0);
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
     queue.stop();
     EXPECT_EQ(take_from(queue), nothing);
-    Work_Queue stopped(paths, see_nothing, On_Failure::log, sharing);
+    Work_Queue stopped({paths}, see_nothing, On_Failure::log, sharing);
     while_opening = [&] { stopped.stop(); };
     EXPECT_EQ(take_from(stopped), nothing);
 }
@@ -102,7 +102,7 @@ TEST(Work_Queue, what_is_put_back_comes_first_unless_its_file_ends_the_run) {
     const std::string path = record(folder, "a", 2 * range_length);
     const std::vector paths{path, path};
     for (const On_Failure onFailure : {On_Failure::leave, On_Failure::end_run}) {
-        Work_Queue queue(paths, see_nothing, onFailure, sharing);
+        Work_Queue queue({paths}, see_nothing, onFailure, sharing);
         const auto first = queue.take();
         (void)queue.take();
         const auto third = queue.take();
@@ -126,7 +126,7 @@ TEST(Work_Queue, a_run_ends_with_the_first_file_in_the_list_that_fails) {
     const std::string path = record(folder, "a", 1);
     const std::string damaged = folder.write("b", "ORVEN");
     const std::vector paths{path, path, damaged, path};
-    Work_Queue queue(paths, see_nothing, On_Failure::end_run, sharing);
+    Work_Queue queue({paths}, see_nothing, On_Failure::end_run, sharing);
     const auto message = [&] { return message_of([&] { queue.rethrow_failure(); }); };
     EXPECT_EQ(take_from(queue), std::pair(0L, std::size_t{0}));
     EXPECT_EQ(take_from(queue), std::pair(1L, std::size_t{0}));
@@ -156,7 +156,7 @@ void ask_while_opening(Work_Queue& queue, std::future<long>& helper) {
 /// The file of which a task gets a range that asks for one while another task opens the file.
 long helped_file(const std::vector<std::string>& paths,
                  std::optional<std::size_t> firstFrame = {}) {
-    Work_Queue queue(paths, see_nothing, On_Failure::log, sharing, firstFrame);
+    Work_Queue queue({paths}, see_nothing, On_Failure::log, sharing, firstFrame);
     std::future<long> helper;
     ask_while_opening(queue, helper);
     (void)take_from(queue);
@@ -192,7 +192,7 @@ TEST(Work_Queue, frames_are_numbered_in_list_order_whichever_file_is_opened_firs
     const std::vector<std::string> paths{
         with_triggers(folder, "a", {1, 2, 2, 5}), with_triggers(folder, "b", {1, 3, 2}),
         with_triggers(folder, "c", {}), with_triggers(folder, "d", {1, 2})};
-    Work_Queue queue(paths, look_at_triggers, On_Failure::end_run, {2, 10}, 7);
+    Work_Queue queue({paths}, look_at_triggers, On_Failure::end_run, {2, 10}, 7);
     const auto open_files = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     };

@@ -160,7 +160,7 @@ std::pair<std::vector<unsigned>, std::vector<unsigned>> counted_out_of_order(
     constexpr Sharing sharing{2, 1000};
     std::vector<Counter> cells(nPages);
     const Counting_Job job{mode, placement, orven::Photon_Filter({1, 1}, {}), cells};
-    Work_Queue queue = queue_for(job, files, On_Failure::end_run, sharing);
+    Work_Queue queue = queue_for(job, {files}, On_Failure::end_run, sharing);
     const auto first = queue.take();
     Counting_Task(job, Cell_Counter(cells, false), sharing.piece_length).run(queue, [] {});
     const std::vector<unsigned> before(cells.begin(), cells.end());
@@ -214,7 +214,7 @@ TEST(Counting_Task, a_file_that_fails_has_counted_up_to_there_and_no_further) {
                                cells,
                                0,
                                keepAccount};
-        Work_Queue queue = queue_for(job, files, On_Failure::leave, {2, 1000});
+        Work_Queue queue = queue_for(job, {files}, On_Failure::leave, {2, 1000});
         const auto first = queue.take();
         Counting_Task early(job, Cell_Counter(cells, false), 1000);
         early.run(queue, [] {});
@@ -240,7 +240,7 @@ TEST(Counting_Task, what_cannot_be_started_is_no_failure_of_a_file) {
     Counting_Image<2> image({1, 1});
     const Counting_Job job{Parameters::ignore, Integrated_Placement({1, 1}),
                            orven::Photon_Filter({0, 1}, {}), image.get_content()};
-    Work_Queue queue = queue_for(job, files, On_Failure::log, {2, 100});
+    Work_Queue queue = queue_for(job, {files}, On_Failure::log, {2, 100});
     Counting_Task task(job, Cell_Counter(image.get_content(), false), 100);
     EXPECT_THROW(task.run(queue, [] { throw std::runtime_error("no thread"); }),
                  std::runtime_error);

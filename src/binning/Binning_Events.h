@@ -2,6 +2,7 @@
 
 #include "binning/Binning_Events_Base.h"
 #include "binning/Placement.h"
+#include "binning/from_settings.h"
 #include "counting/Counting_Image.h"
 #include "settings/Parameters.h"
 
@@ -17,26 +18,6 @@ void count_at(const Place& place, Counting_Image<nDims>& image) noexcept {
     if (place.inside != 0) {
         image[place.cell].fetch_add(1);
     }
-}
-
-/// The pages that these settings ask for.
-/// Throws: std::bad_optional_access for time bins without a number.
-[[nodiscard]] inline Page_Sizes page_sizes(const Parameters& parameters) {
-    const bool has_pages = parameters.time_res_s.has_value();
-    const std::int64_t nPages = has_pages ? parameters.time_max_binNumber.value() : 1;
-    Page_Sizes sizes{parameters.size_x, parameters.size_y, static_cast<std::uint64_t>(nPages)};
-    sizes.upright = !has_pages || parameters.upright;
-    if (parameters.region) {
-        const auto& [x0, y0, x1, y1] = *parameters.region;
-        sizes.region = Region{x0, y0, x1, y1};
-    }
-    return sizes;
-}
-
-/// When the pages that these settings ask for are counted.
-/// Throws: std::bad_optional_access without a length of time bins.
-[[nodiscard]] inline Page_Times page_times(const Parameters& parameters) {
-    return {parameters.time_res_s.value(), parameters.timeStart};
 }
 
 /// Counts events into one image over all time: `x` selects the column, `y` the row.

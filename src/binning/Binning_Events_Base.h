@@ -42,6 +42,11 @@ public:
     template <class Filter, bool concurrent>
     void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter);
 
+    /// The same, by a function that counts the events of files as `Count_Files` says.
+    template <class Filter, bool concurrent, class Count>
+    void add_data_filtered_files(const std::vector<std::string>& files, const Filter& filter,
+                                 const Count& count);
+
     /// The number of trigger intervals processed so far, over all files.
     [[nodiscard]] std::size_t get_nTriggers() const noexcept { return nTriggers; }
 

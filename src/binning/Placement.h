@@ -105,6 +105,30 @@ private:
 
 using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
 
+[[nodiscard]] inline bool is_inside(const Placement& placement, const orven::Photon_Event& event,
+                                    orven::Event_Time time, std::size_t frameIndex) noexcept {
+    return std::visit(
+        [&](const auto& each) { return each.place(event, time, frameIndex).inside != 0; },
+        placement);
+}
+
+/// Whether an event in the image lies before the first pixel or bin of an axis, in which it counts
+/// as division truncates.
+[[nodiscard]] inline bool is_early(const Placement& placement, const orven::Photon_Event& event,
+                                   orven::Event_Time time) noexcept {
+    const auto is_before = [&](const Pixel_Grid& grid) {
+        return event.x.value < grid.x.start() || event.y.value < grid.y.start();
+    };
+    if (const auto* whole = std::get_if<Integrated_Placement>(&placement)) {
+        return is_before(whole->get_grid());
+    }
+    if (const auto* bins = std::get_if<Time_Bin_Placement>(&placement)) {
+        return is_before(bins->get_axes().get_grid()) ||
+               time.value < bins->get_axes().time_bins().origin();
+    }
+    return is_before(std::get<Frame_Placement>(placement).get_axes().get_grid());
+}
+
 /// The number of the first interval of which no event lies in the image, nor of those after it.
 [[nodiscard]] inline std::size_t end_frame(const Placement& placement) noexcept {
     const auto* frames = std::get_if<Frame_Placement>(&placement);

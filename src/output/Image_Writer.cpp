@@ -74,11 +74,13 @@ public:
 
     /// Writes the rows of the page, top row first, each as a strip of its own. Uncompressed strips
     /// need nothing of libtiff's encoding.
-    void write_rows(std::span<const Counter> page, std::size_t size_x) {
+    void write_rows(std::span<const Counter> page, std::size_t size_x,
+                    const Progress_Count& wanted) {
         row.resize(size_x);
         const auto bytes = static_cast<tmsize_t>(size_x * sizeof(std::uint32_t));
         const auto size_y = static_cast<std::uint32_t>(page.size() / size_x);
         for (std::uint32_t r = 0; r < size_y; ++r) {
+            wanted.check();
             // Counting is over: the cells are plain numbers, copied as such.
             std::memcpy(row.data(), &page[r * size_x], size_x * sizeof(Counter));
             check(TIFFWriteRawStrip(tiff.get(), r, row.data(), bytes) == bytes);
@@ -162,7 +164,7 @@ std::uint64_t write_tiff(const std::string& path, const char* openMode, const Im
     Tiff_File tiff(path, openMode);
     for (std::size_t t = 0; t < image.nPages; ++t) {
         tiff.set_tags(image.columns, image.rows);
-        tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns);
+        tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns, nWritten);
         tiff.finish_page();
         nWritten.add(1);
     }

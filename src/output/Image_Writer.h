@@ -32,6 +32,7 @@ struct Image_Pages {
 /// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row. Row 0 is the
 /// top row. Returns the number of bytes written; pages are counted as they are written.
 /// Throws: std::runtime_error naming the path if the file cannot be created or take its place, or
-/// if any write fails. There is no new image then, unless the message says where it is complete.
+/// if any write fails; Cancelled. There is no new image then, unless the message says where it is
+/// complete.
 std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image,
                          Progress_Count& nWritten);

@@ -1,9 +1,9 @@
 #include "output/Output_Check.h"
 
 #include "escaped.h"
-#include "output/begins_as_recording.h"
 #include "output/follow_links.h"
 #include "settings/Parameters.h"
+#include "settings/begins_as_recording.h"
 #include "system/Descriptor.h"
 
 #include <fcntl.h>

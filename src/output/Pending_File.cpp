@@ -1,8 +1,8 @@
 #include "output/Pending_File.h"
 
-#include "output/begins_as_recording.h"
 #include "output/follow_links.h"
 #include "output/keep_access.h"
+#include "settings/begins_as_recording.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

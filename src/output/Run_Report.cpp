@@ -140,6 +140,7 @@ void write_run(Json_Writer& json, const Run_Report& report) {
         json.member("columns", image.columns);
     });
     json.object("axes", [&] { write_axes(json, report); });
+    json.values("remarks", report.remarks);
 }
 
 std::string short_text(double number) {

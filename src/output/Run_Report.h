@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The columns or the rows of an image.
 /// Units: detector pixels.
@@ -30,6 +31,7 @@ struct Run_Report {
     const Parameters& parameters;
     const Run_Account& account;
     const Image_Pages& image;
+    const std::vector<std::string>& remarks;
     Image_Axes axes;
     std::uint64_t imageBytes;                ///< of the file
     std::chrono::duration<double> duration;  ///< up to now

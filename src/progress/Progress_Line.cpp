@@ -3,8 +3,6 @@
 #include "Event.h"
 #include "logging.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -66,7 +64,7 @@ double bytes_of(const std::vector<std::string>& files) {
 }  // namespace
 
 Progress_Line::Progress_Line(std::function<std::string(Duration)> text_) : text(std::move(text_)) {
-    if (logLevel < static_cast<int>(info) || isatty(STDERR_FILENO) == 0) {
+    if (!person_reads()) {
         return;
     }
     try {

@@ -12,7 +12,7 @@
 #include "reading/Trigger_Walk.h"
 #include "reading/Walk_Ledger.h"
 #include "reading/Work_Queue.h"
-#include "settings/Parameters.h"
+#include "settings/Image_Settings.h"
 
 #include <cstddef>
 #include <functional>
@@ -25,7 +25,7 @@ inline constexpr std::size_t events_per_piece = 8192;
 
 /// What a run counts, and where: the same for all of its tasks.
 struct Counting_Job {
-    Parameters::ExtTrigger_Mode mode;
+    Image_Settings::ExtTrigger_Mode mode;
     Placement placement;
     orven::Photon_Filter filter;
     std::span<Counter> cells;         ///< of the image, in storage order
@@ -44,8 +44,8 @@ public:
     Counting_Task(const Counting_Job& job_, Cell_Counter counter_, std::size_t piece_length_);
 
     /// Works until the queue is empty, and calls `found_work` for each range.
-    /// Throws: what `found_work` throws, and else only what goes wrong outside of a file, such as
-    /// std::bad_alloc.
+    /// Throws: what `found_work` throws, Cancelled, and else only what goes wrong outside of a
+    /// file, such as std::bad_alloc.
     void run(Work_Queue& queue, const std::function<void()>& found_work);
 
     /// What became of the events of this task; complete only if the job wants an account.
@@ -75,6 +75,8 @@ private:
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first,
                                                     std::size_t length);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
+    /// Looks closer at some of the events, which are the same in whatever ranges they come.
+    void sample(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found();
     void take_back_found();
     void note_read(std::size_t nEvents);
@@ -84,7 +86,9 @@ private:
     std::size_t piece_length;
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::unique_ptr<std::size_t[]> cells;  ///< of the piece's events
-    Found found{};                         ///< in the piece
+    Event_Account found;                   ///< in the piece
+    std::size_t piece_first = 0;           ///< the number of its first event in the file
+    std::size_t sample_distance = 1;       ///< from one event that is looked at closer to the next
     Event_Account account;
     std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
     std::weak_ptr<const Input> walked;  ///< does not keep the file open

@@ -7,6 +7,11 @@ std::size_t Walk_Ledger::lower_bound() const {
     return prefix_maximum;
 }
 
+std::size_t Walk_Ledger::get_readable_end() const {
+    const Lock lock(mutex);
+    return readable_end;
+}
+
 std::vector<Wrong_Range> Walk_Ledger::enter(std::size_t first, std::size_t end,
                                             const Walked& walked) {
     const Lock lock(mutex);

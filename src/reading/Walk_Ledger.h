@@ -37,8 +37,15 @@ struct Wrong_Range {
 /// Threads: any number may call all members.
 class Walk_Ledger {
 public:
+    /// `first` is that of the events that are walked along.
+    explicit Walk_Ledger(std::size_t first = 0) : known_events(first) {}
+
     /// A lower bound of the interval in which any range begins that has not been entered yet.
+    /// When all have been entered, the one that the events have reached.
     [[nodiscard]] std::size_t lower_bound() const;
+
+    /// The event from which on none counts, as it could not be read.
+    [[nodiscard]] std::size_t get_readable_end() const;
 
     /// Enters the walk along a range, at most once for each event of the file. Returns the ranges
     /// of which this has shown that they were counted wrongly.
@@ -63,7 +70,7 @@ private:
     mutable Mutex mutex;
     /// The walks along ranges behind one that has not been entered, by their first event.
     std::map<std::size_t, Entry> entries GUARDED_BY(mutex);
-    std::size_t known_events GUARDED_BY(mutex) = 0;    ///< from the first on, all entered
+    std::size_t known_events GUARDED_BY(mutex);        ///< all before have been entered
     std::size_t prefix_maximum GUARDED_BY(mutex) = 0;  ///< reached by these
     std::size_t readable_end GUARDED_BY(mutex) = std::numeric_limits<std::size_t>::max();
 };

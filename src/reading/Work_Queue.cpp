@@ -1,11 +1,8 @@
 #include "reading/Work_Queue.h"
 
-#include "escaped.h"
 #include "logging.h"
 
 #include <algorithm>
-#include <new>
-#include <stdexcept>
 
 namespace {
 
@@ -13,44 +10,17 @@ namespace {
 /// enough for tasks to end together.
 constexpr std::size_t pieces_per_range = 8;
 
-void rethrow_lack_of_memory(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const orven::Impossible_Size&) {
-        return;
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const std::exception&) {
-        return;
-    }
-}
-
-/// The message of a failure, with the file's name unless it begins with it.
-std::string with_name(const std::string& path, const std::string& message) {
-    const std::string name = "file \"" + path + '"';
-    return escaped(message.starts_with(name) ? message : name + ": " + message);
-}
-
-File_Account account_of(const orven::Event_File& file) {
-    const auto& [events, extTriggers] = file.index();
-    File_Account account{file.size(), events.nRecords, {}, {}};
-    if (extTriggers) {
-        account.nTriggers = extTriggers->nRecords;
-    }
-    return account;
-}
-
 }  // namespace
 
-Work_Queue::Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
+Work_Queue::Work_Queue(Input_List inputs_, Look_At look_at_, On_Failure onFailure_,
                        const Sharing& sharing_, std::optional<std::size_t> firstFrame)
-    : paths(paths_),
+    : inputs(std::move(inputs_)),
       look_at(std::move(look_at_)),
       onFailure(onFailure_),
       sharing(sharing_),
-      nWanted(paths.size()),
+      nWanted(inputs.paths.size()),
       nextFrame(firstFrame),
-      files(paths.size()) {}
+      files(inputs.paths.size()) {}
 
 std::optional<Event_Range> Work_Queue::take() {
     while (true) {
@@ -103,20 +73,7 @@ void Work_Queue::stop() {
 
 void Work_Queue::rethrow_failure() const {
     const Lock lock(mutex);
-    const auto failed = std::ranges::find_if(
-        files, [](const File_Account& file) { return file.failure != nullptr; });
-    if (failed == files.end()) {
-        return;
-    }
-    if (onFailure == On_Failure::end_strict_run) {
-        const auto i = static_cast<std::size_t>(failed - files.begin());
-        throw std::invalid_argument(with_name(paths[i], message_of(failed->failure)));
-    }
-    try {
-        std::rethrow_exception(failed->failure);
-    } catch (const orven::Impossible_Size&) {
-        throw std::bad_alloc();  // the end of the process shows the type too
-    }
+    ::rethrow_failure(inputs.paths, files, onFailure);
 }
 
 std::vector<File_Account> Work_Queue::take_files() noexcept {
@@ -170,7 +127,7 @@ void Work_Queue::open(std::size_t fileIndex) {
 
 auto Work_Queue::try_open(std::size_t fileIndex) const noexcept -> Opened {
     try {
-        auto input = std::make_shared<Input>(fileIndex, paths[fileIndex]);
+        auto input = std::make_shared<Input>(fileIndex, inputs.open(fileIndex));
         look_at(*input);
         return {std::move(input), nullptr};
     } catch (...) {
@@ -192,8 +149,8 @@ void Work_Queue::offer_in_order() {
 
 void Work_Queue::offer(const std::shared_ptr<const Input>& input) {
     if (is_wanted(input->index)) {
-        files[input->index] = account_of(input->file);
-        opened.push_back({input, 0});
+        files[input->index] = input->account();
+        opened.push_back({input, input->first});
     }
 }
 
@@ -204,12 +161,13 @@ Event_Range Work_Queue::take_range() {
         return range;
     }
     Rest& rest = opened.front();
+    const Input& input = *rest.input;
     const std::size_t first = rest.next;
-    const std::size_t nLeft = rest.input->file.index().events.nRecords - first;
+    const std::size_t nLeft = input.end - first;
     const std::size_t most = sharing.piece_length * pieces_per_range;
-    const std::size_t n = rest.input->shared ? std::min(most, nLeft) : nLeft;
+    const std::size_t n = input.shared && !input.wrong ? std::min(most, nLeft) : nLeft;
     rest.next += n;
-    Event_Range range{rest.input, first, rest.next, {}};
+    Event_Range range{rest.input, first, rest.next, input.wrong};
     if (n == nLeft) {
         opened.pop_front();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Event_File.h"
+#include "reading/File_Failures.h"
 #include "reading/Run_Account.h"
 #include "reading/Walk_Ledger.h"
 #include "system/Mutex.h"
@@ -18,30 +19,52 @@
 #include <utility>
 #include <vector>
 
-/// What a file that fails does to the run.
-enum class On_Failure {
-    log,            ///< it is logged at level `error` and left
-    leave,          ///< it is left
-    end_run,        ///< no later file is read, and the caller rethrows
-    end_strict_run  ///< the same, with a message that names the file
-};
-
-[[nodiscard]] constexpr bool ends_run(On_Failure onFailure) noexcept {
-    return onFailure == On_Failure::end_run || onFailure == On_Failure::end_strict_run;
-}
-
-/// An open file, and what is known of it as a whole.
+/// An open file, what is known of it as a whole, and which of its events are wanted.
 struct Input {
     std::size_t index;  ///< in the list of files
-    orven::Event_File file;
+    std::shared_ptr<const orven::Event_File> opened;
+    const orven::Event_File& file;
     /// Whether tasks may share its events: not where triggers are used and do not ascend, as then
     /// only a task that has seen all events before one knows where it belongs.
     bool shared = true;
     std::size_t firstFrame = 0;  ///< number of the first trigger interval, where frames have one
-    mutable Walk_Ledger ledger;  ///< of the walks along its ranges, where triggers are used
+    std::size_t first = 0;       ///< of the events that are wanted
+    std::size_t end;             ///< behind them
+    /// Of walks along ranges of these events, where triggers are used; it begins with their first.
+    std::shared_ptr<Walk_Ledger> ledger = std::make_shared<Walk_Ledger>();
+    /// If they have been counted already, the walk along which they were. They are handed out as
+    /// one range then.
+    std::optional<Wrong_Walk> wrong;
+
+    Input(std::size_t index_, std::shared_ptr<const orven::Event_File> opened_)
+        : index(index_),
+          opened(std::move(opened_)),
+          file(*opened),
+          end(file.index().events.nRecords) {}
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+
+    [[nodiscard]] File_Account account() const {
+        const auto& [events, extTriggers] = file.index();
+        File_Account found{file.size(), events.nRecords, {}, {}};
+        if (extTriggers) {
+            found.nTriggers = extTriggers->nRecords;
+        }
+        return found;
+    }
+};
+
+/// A list of files; the paths must outlive it.
+struct Input_List {
+    std::span<const std::string> paths;
+    /// Of as many files as there are paths, or of none, those that are open already.
+    std::vector<std::shared_ptr<const orven::Event_File>> opened = {};
 
     /// Throws: as `Event_File`.
-    Input(std::size_t index_, const std::string& path) : index(index_), file(path) {}
+    [[nodiscard]] std::shared_ptr<const orven::Event_File> open(std::size_t index) const {
+        const bool isOpen = !opened.empty() && opened[index] != nullptr;
+        return isOpen ? opened[index] : std::make_shared<orven::Event_File>(paths[index]);
+    }
 };
 
 /// Some events of one file.
@@ -59,8 +82,8 @@ struct Sharing {
     std::size_t piece_length;
 };
 
-/// Looks at a file that has just been opened. What it throws is the file's failure. It is called by
-/// the task that opens the file, while others work.
+/// Looks at a file that has just been opened, and may want less of it. What it throws is the file's
+/// failure. It is called by the task that opens the file, while others work.
 using Look_At = std::function<void(Input&)>;
 
 /// Shares the events of a list of files among tasks. Each file is opened and looked at once, by the
@@ -69,10 +92,10 @@ using Look_At = std::function<void(Input&)>;
 /// Threads: any number may call `take`, `put_back`, `fail`, `finish` and `stop`.
 class Work_Queue {
 public:
-    /// The paths must outlive this object. With `firstFrame`, the number of the first trigger
-    /// interval, intervals are numbered through all files.
-    Work_Queue(std::span<const std::string> paths_, Look_At look_at_, On_Failure onFailure_,
-               const Sharing& sharing_, std::optional<std::size_t> firstFrame = {});
+    /// With `firstFrame`, the number of the first trigger interval, intervals are numbered through
+    /// all files.
+    Work_Queue(Input_List inputs_, Look_At look_at_, On_Failure onFailure_, const Sharing& sharing_,
+               std::optional<std::size_t> firstFrame = {});
 
     /// The next range; empty when all are taken. Waits while other tasks open files.
     /// Throws: only what goes wrong outside of files, such as std::bad_alloc.
@@ -96,8 +119,7 @@ public:
     void stop();
 
     /// Call when no task runs any more.
-    /// Throws: the failure of the first file in the list that has one; in a strict run,
-    /// std::invalid_argument that names the file.
+    /// Throws: as the function of this name.
     void rethrow_failure() const;
 
     /// What was found of the files; call when no task runs any more.
@@ -130,7 +152,7 @@ private:
     /// Tells whether this is the file's first failure.
     [[nodiscard]] bool note_failure(std::size_t fileIndex, const std::exception_ptr& failure);
 
-    const std::span<const std::string> paths;
+    const Input_List inputs;
     const Look_At look_at;
     const On_Failure onFailure;
     const Sharing sharing;

@@ -13,6 +13,13 @@ template <Parameters::ExtTrigger_Mode mode>
 template <class Filter, bool concurrent>
 void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
                                                         const Filter& filter) {
+    add_data_filtered_files<Filter, concurrent>(files, filter, count_in_this_process);
+}
+
+template <Parameters::ExtTrigger_Mode mode>
+template <class Filter, bool concurrent, class Count>
+void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::string>& files,
+                                                        const Filter& filter, const Count& count) {
     const Counting_Job job{mode,      get_placement(), filter, get_cells(),
                            nTriggers, keepAccount,     &nRead};
     // Without one file, the frames of all files after it would have other numbers.
@@ -20,7 +27,6 @@ void Binning_Events_Base<mode>::add_data_filtered_files(const std::vector<std::s
     const On_Failure onFailure = strict    ? On_Failure::end_strict_run
                                  : endsRun ? On_Failure::end_run
                                            : On_Failure::log;
-    account = std::make_shared<const Run_Account>(count_files(
-        job, files, onFailure, {concurrent ? default_task_count() : 1, events_per_piece}));
+    account = std::make_shared<const Run_Account>(count(job, files, onFailure, concurrent));
     nTriggers += account->nIntervals;
 }

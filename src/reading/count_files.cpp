@@ -16,15 +16,6 @@
 
 namespace {
 
-std::size_t count_intervals(const std::vector<File_Account>& files) {
-    std::size_t nIntervals = 0;
-    for (const File_Account& file : files) {
-        const bool counts = file.failure == nullptr && file.nTriggers.value_or(0) > 0;
-        nIntervals += counts ? *file.nTriggers - 1 : 0;
-    }
-    return nIntervals;
-}
-
 /// A file's triggers say whether tasks may share its events.
 void look_at_triggers(Input& input) {
     if (!input.file.index().extTriggers) {
@@ -70,17 +61,32 @@ std::size_t default_task_count() {
     return std::clamp<rlim_t>(available_cores(), 1, std::max<rlim_t>(most, 1));
 }
 
-Work_Queue queue_for(const Counting_Job& job, std::span<const std::string> files,
-                     On_Failure onFailure, const Sharing& sharing) {
-    const Look_At look_at =
-        job.mode == Parameters::ignore ? [](Input& /*input*/) {} : look_at_triggers;
-    const bool numbersFrames = job.mode == Parameters::frameSync;
-    return {files, look_at, onFailure, sharing,
+Look_At look_at_files(Image_Settings::ExtTrigger_Mode mode) {
+    if (mode == Image_Settings::ignore) {
+        return [](Input& /*input*/) {};
+    }
+    return look_at_triggers;
+}
+
+Work_Queue queue_for(const Counting_Job& job, Input_List files, On_Failure onFailure,
+                     const Sharing& sharing) {
+    const bool numbersFrames = job.mode == Image_Settings::frameSync;
+    return {std::move(files), look_at_files(job.mode), onFailure, sharing,
             numbersFrames ? std::optional(job.firstFrame) : std::nullopt};
 }
 
-Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
-                        On_Failure onFailure, const Sharing& sharing) {
+std::size_t count_intervals(Image_Settings::ExtTrigger_Mode mode,
+                            std::span<const File_Account> files) {
+    std::size_t nIntervals = 0;
+    for (const File_Account& file : files) {
+        const bool counts = mode != Image_Settings::ignore && file.failure == nullptr;
+        const std::size_t nTriggers = file.nTriggers.value_or(0);
+        nIntervals += counts && nTriggers > 0 ? nTriggers - 1 : 0;
+    }
+    return nIntervals;
+}
+
+Run_Account count_events(const Counting_Job& job, Work_Queue& queue, const Sharing& sharing) {
     const std::size_t nTasks = sharing.nTasks;
     Private_Counters counters(job.cells, nTasks, frame_size(job.placement));
     std::vector<Counting_Task> tasks;
@@ -88,13 +94,10 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
     for (std::size_t i = 0; i < nTasks; ++i) {
         tasks.emplace_back(job, counters.counter_of(i), sharing.piece_length);
     }
-    Work_Queue queue = queue_for(job, files, onFailure, sharing);
     const std::size_t nUsed = run_concurrently(
         nTasks, [&](std::size_t i, const auto& found_work) { tasks[i].run(queue, found_work); },
         [&] { queue.stop(); }, between_starts(counters.bytes_per_task()));
-    if (ends_run(onFailure)) {
-        queue.rethrow_failure();
-    }
+    queue.rethrow_failure();
     if (!counters.empty()) {
         merge(counters, nUsed);
     }
@@ -103,6 +106,18 @@ Run_Account count_files(const Counting_Job& job, std::span<const std::string> fi
         account.events += task.get_account();
     }
     account.files = queue.take_files();
-    account.nIntervals = job.mode == Parameters::ignore ? 0 : count_intervals(account.files);
+    account.nIntervals = count_intervals(job.mode, account.files);
     return account;
+}
+
+Run_Account count_files(const Counting_Job& job, std::span<const std::string> files,
+                        On_Failure onFailure, const Sharing& sharing) {
+    Work_Queue queue = queue_for(job, {files}, onFailure, sharing);
+    return count_events(job, queue, sharing);
+}
+
+Run_Account count_in_this_process(const Counting_Job& job, std::span<const std::string> files,
+                                  On_Failure onFailure, bool concurrent) {
+    return count_files(job, files, onFailure,
+                       {concurrent ? default_task_count() : 1, events_per_piece});
 }

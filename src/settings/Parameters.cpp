@@ -1,5 +1,6 @@
 #include "settings/Parameters.h"
 
+#include "escaped.h"
 #include "logging.h"
 
 #include <cinttypes>
@@ -39,16 +40,6 @@ const option Parameters::long_options[] = {
 
 namespace {
 
-/// Base by prefix (0x, 0), a sign wraps modulo 2^64, characters after the digits are ignored.
-std::uint64_t read_unsigned(const char* argument, const char* failure) {
-    char* end = nullptr;
-    const std::uint64_t value = strtoumax(argument, &end, 0);
-    if (end == argument) {
-        throw std::invalid_argument(std::string(argument) + failure);
-    }
-    return value;
-}
-
 /// So many numbers with commas between them, and nothing else.
 template <std::size_t n>
 std::array<double, n> read_numbers(const char* text, const char* failure) {
@@ -83,6 +74,9 @@ Parameters::Parameters(int argc, char* const argv[]) : arguments(argv, argv + ar
         apply_option(result, result == 0 ? long_options[index].name : "", argv[0]);
     }
     if (optind < argc) {
+        hint(
+            "Several files: -i a.orvenevent,b.orvenevent with commas between them, or -I FOLDER "
+            "for all files of a folder.");
         throw std::invalid_argument("excess argument: " + std::string(argv[optind]) + " !");
     }
 }
@@ -109,32 +103,32 @@ void Parameters::apply_option(int shortName, const char* longName, const char* p
             outputFile = optarg;
             break;
         case 'x':
-            size_x = read_unsigned(optarg, not_a_size);
+            size_x = read_unsigned(not_a_size);
             size_y = size_x;
             break;
         case 'y':
-            size_y = read_unsigned(optarg, not_a_size);
+            size_y = read_unsigned(not_a_size);
             break;
         case 'm':
-            nPhotons_min = read_unsigned(optarg, not_a_number);
+            nPhotons_min = read_unsigned(not_a_number);
             break;
         case 'M':
-            nPhotons_max = read_unsigned(optarg, not_a_number);
+            nPhotons_max = read_unsigned(not_a_number);
             break;
         case 'E':
             extTrigger_mode = read_externalTrigger_mode(optarg);
             break;
         case 't':
-            time_res_s = std::stod(optarg);
+            time_res_s = read_double();
             break;
         case 'T':
-            time_max_binNumber = std::stol(optarg);
+            time_max_binNumber = read_long();
             break;
         case 'p':
-            psd_min = std::stod(optarg);
+            psd_min = read_double();
             break;
         case 'P':
-            psd_max = std::stod(optarg);
+            psd_max = read_double();
             break;
         default:
             exit_requested = true;
@@ -169,6 +163,41 @@ void Parameters::apply_long_option(std::string_view name) {
         region = read_numbers<4>(optarg, not_a_region);
     } else if (name == "timeStart") {
         timeStart = read_numbers<1>(optarg, not_a_start).front();
+    }
+}
+
+/// Base by prefix (0x, 0), a sign wraps modulo 2^64.
+std::uint64_t Parameters::read_unsigned(const char* failure) {
+    char* end = nullptr;
+    const std::uint64_t value = strtoumax(optarg, &end, 0);
+    if (end == optarg) {
+        throw std::invalid_argument(std::string(optarg) + failure);
+    }
+    doubt_rest(static_cast<std::size_t>(end - optarg));
+    return value;
+}
+
+double Parameters::read_double() {
+    std::size_t nRead = 0;
+    const double value = std::stod(optarg, &nRead);
+    doubt_rest(nRead);
+    return value;
+}
+
+long Parameters::read_long() {
+    std::size_t nRead = 0;
+    const long value = std::stol(optarg, &nRead);
+    doubt_rest(nRead);
+    return value;
+}
+
+void Parameters::doubt_rest(std::size_t nRead) {
+    const std::string argument = optarg;
+    if (nRead < argument.size()) {
+        doubts.push_back("of the number " + quoted(argument) + " only " +
+                         quoted(argument.substr(0, nRead)) +
+                         " was read: numbers have a decimal point and no unit, and whole numbers "
+                         "are digits");
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "settings/Image_Settings.h"
+
 #include <getopt.h>
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,35 +12,21 @@
 #include <vector>
 
 /// The settings of one run, from the command line and the settings file. Read-only once built.
-class Parameters {
+class Parameters : public Image_Settings {
 public:
-    /// How external trigger times are used: not at all, as the zero of event times, or as the
-    /// starts of frames.
-    enum ExtTrigger_Mode : std::uint32_t { ignore = 0, reference = 1, frameSync = 2 };
-
     bool exit_requested = false;          ///< stop without a run: help was asked, or a soft error
     std::vector<std::string> inputFiles;  ///< event files, in the order collected
     std::optional<std::string> outputFile;
-    std::uint64_t size_x = 512;               ///< image width in pixels
-    std::uint64_t size_y = 512;               ///< image height in pixels
-    std::uint64_t nPhotons_min = 0;           ///< smallest photon count that is counted
-    std::uint64_t nPhotons_max = UINT64_MAX;  ///< largest photon count that is counted
-    ExtTrigger_Mode extTrigger_mode = ignore;
-    std::optional<double> time_res_s;                ///< time bin in seconds; set: 3-D image
-    std::optional<std::int64_t> time_max_binNumber;  ///< number of time bins of the 3-D image
-    std::optional<double> psd_min;
-    std::optional<double> psd_max;
     std::string fileFormat = "tiff_w4";
     bool parallel = true;
-    bool upright = false;  ///< pages have the rows and columns of the 2-D image
-    std::optional<std::array<double, 4>> region;  ///< x0, y0, x1, y1 of what is shown, in pixels
-    std::optional<double> timeStart;              ///< where bin 0 starts, in seconds
     bool strict = false;                      ///< the first failed file and any warning end the run
     std::optional<std::string> reportFile;    ///< where to write the account of the run
     std::optional<std::string> spectraFile;   ///< where to write the counts of each page
     std::vector<std::string> settingsFiles;   ///< settings and list files that have been read
     std::vector<std::string> arguments;       ///< the command line as given
     std::optional<std::string> firstWarning;  ///< of the command line
+    std::vector<std::string> doubts;  ///< for each setting that may mean something else, why
+    std::optional<std::string> unsortedFolder;  ///< whose files are in no order of names
 
     static const option long_options[];
     static constexpr std::string_view extension_eventFiles = ".orvenevent";
@@ -73,6 +61,11 @@ public:
 private:
     void apply_option(int shortName, const char* longName, const char* programName);
     void apply_long_option(std::string_view name);
+    /// The option's argument as a number. Characters behind it are ignored, which is doubtful.
+    [[nodiscard]] std::uint64_t read_unsigned(const char* failure);
+    [[nodiscard]] double read_double();
+    [[nodiscard]] long read_long();
+    void doubt_rest(std::size_t nRead);
     void set_switch(bool& field, const std::string& name);
 
     void add_inputFiles(const std::string& list);

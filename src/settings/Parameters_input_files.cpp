@@ -1,12 +1,17 @@
 #include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
+#include "settings/begins_as_recording.h"
 #include "settings/event_files_in.h"
 
+#include <fcntl.h>
+
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -35,9 +40,18 @@ void Parameters::add_inputFiles(const std::string& list) {
 }
 
 void Parameters::add_inputFolder(const std::string& folder) {
-    for (std::string& file : event_files_in(folder)) {
-        inputFiles.push_back(std::move(file));
+    std::vector<std::string> files = event_files_in(folder);
+    if (!std::ranges::is_sorted(files)) {
+        unsortedFolder = folder;
     }
+    if (files.empty()) {
+        if (const auto subfolder = subfolder_with_event_files(folder)) {
+            doubts.push_back("folder " + quoted(folder) +
+                             " holds no event files itself, but its subfolder does: -I " +
+                             escaped(*subfolder));
+        }
+    }
+    std::ranges::move(files, std::back_inserter(inputFiles));
 }
 
 void Parameters::add_inputListFile(const std::string& path) {
@@ -50,6 +64,10 @@ void Parameters::add_inputListFile(const std::string& path) {
     if (type == std::filesystem::file_type::not_found) {
         soft_error("could not find file: " + path);
         return;
+    }
+    if (begins_as_recording(AT_FDCWD, path.c_str())) {
+        throw std::invalid_argument("input list file " + quoted(path) +
+                                    " is an event file, not a list of event files!");
     }
     settingsFiles.push_back(path);
     std::ifstream file(path);

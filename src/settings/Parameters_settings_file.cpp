@@ -1,6 +1,7 @@
 #include "escaped.h"
 #include "logging.h"
 #include "settings/Parameters.h"
+#include "settings/nearest_name.h"
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
@@ -20,11 +21,17 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace {
 
 constexpr const char* section_name = "vexolan";
+
+/// All keys of the section that are read.
+constexpr std::array<std::string_view, 12> known_keys{
+    "size_x",          "size_y",     "nPhotons_min", "nPhotons_max", "psd_min", "psd_max",
+    "time_extTrigger", "time_res_s", "time_limit",   "upright",      "region",  "timeStart"};
 
 std::invalid_argument key_error(const std::string& key, const std::string& problem) {
     return std::invalid_argument("Key \"" + key + "\" " + problem);
@@ -98,6 +105,9 @@ Document parse_settings(const std::string& path) {
     std::ifstream file(path);
     if (!file) {
         log_problem(path, "could not be opened");
+        hint(
+            "The settings file of -f does not exist or may not be read: its path is looked up from "
+            "the current folder.");
         return document;
     }
     const rapidjson::ParseResult result = document.parse(file);
@@ -207,4 +217,12 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
         region = read_region(section["region"], "region");
     }
     take_optional("timeStart", timeStart);
+    for (const auto& member : section.GetObject()) {
+        const std::string key(member.name.GetString(), member.name.GetStringLength());
+        if (std::ranges::find(known_keys, key) == known_keys.end()) {
+            doubts.push_back("settings file " + quoted(path) + " has a key " + quoted(key) +
+                             " that nobody reads; did you mean \"" + nearest_name(key, known_keys) +
+                             "\"?");
+        }
+    }
 }

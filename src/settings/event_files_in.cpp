@@ -2,6 +2,7 @@
 
 #include "settings/Parameters.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -25,4 +26,23 @@ std::vector<std::string> event_files_in(const std::string& folder) {
         }
     }
     return files;
+}
+
+std::optional<std::string> subfolder_with_event_files(const std::string& folder) {
+    namespace fs = std::filesystem;
+    constexpr auto readable = fs::directory_options::skip_permission_denied;
+    std::optional<std::string> first;
+    std::error_code unreadable;
+    for (const auto& entry : fs::directory_iterator(folder, readable, unreadable)) {
+        const std::string subfolder = entry.path().string();
+        std::error_code none;
+        const auto files = fs::directory_iterator(subfolder, readable, none);
+        const bool has_some = std::any_of(begin(files), end(files), [](const auto& file) {
+            return file.path().extension() == Parameters::extension_eventFiles;
+        });
+        if (has_some && (!first || subfolder < *first)) {
+            first = subfolder;
+        }
+    }
+    return first;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,3 +9,7 @@
 /// would lose its events without a word.
 /// Throws: std::filesystem::filesystem_error.
 [[nodiscard]] std::vector<std::string> event_files_in(const std::string& folder);
+
+/// The first subfolder, by name, that has event files in it; empty if none has, or none can be
+/// read.
+[[nodiscard]] std::optional<std::string> subfolder_with_event_files(const std::string& folder);

@@ -17,19 +17,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t no_limit = std::numeric_limits<std::size_t>::max();
 
-/// The cores of the CPU mask; 1 if the system does not tell.
-std::size_t cores_in_mask() {
-    constexpr std::size_t most_cores = std::size_t{1} << 20U;
-    for (std::size_t n = CPU_SETSIZE; n <= most_cores; n *= 2) {
-        std::vector<cpu_set_t> mask(n / CPU_SETSIZE);
-        const std::size_t bytes = mask.size() * sizeof(cpu_set_t);
-        if (sched_getaffinity(0, bytes, mask.data()) == 0) {
-            return static_cast<std::size_t>(CPU_COUNT_S(bytes, mask.data()));
-        }
-    }
-    return 1;
-}
-
 /// The cores that so much time in each period keeps busy, the last one perhaps in part.
 std::size_t cores_for(std::optional<std::int64_t> time, std::optional<std::int64_t> period) {
     if (!time || !period || *time <= 0 || *period <= 0) {
@@ -52,8 +39,26 @@ std::size_t cores_of_group_2(const fs::path& group) {
 
 }  // namespace
 
+std::vector<std::size_t> usable_cores() {
+    constexpr std::size_t most_cores = std::size_t{1} << 20U;
+    std::vector<std::size_t> cores;
+    for (std::size_t n = CPU_SETSIZE; n <= most_cores; n *= 2) {
+        std::vector<cpu_set_t> mask(n / CPU_SETSIZE);
+        const std::size_t bytes = mask.size() * sizeof(cpu_set_t);
+        if (sched_getaffinity(0, bytes, mask.data()) == 0) {
+            for (std::size_t core = 0; core < n; ++core) {
+                if (CPU_ISSET_S(core, bytes, mask.data())) {
+                    cores.push_back(core);
+                }
+            }
+            return cores;
+        }
+    }
+    return cores;
+}
+
 std::size_t available_cores(const fs::path& root) {
-    std::size_t cores = cores_in_mask();
+    std::size_t cores = usable_cores().size();
     for_each_group(root, Group_Version::one, "cpu", [&](const fs::path& group) {
         cores = std::min(cores, cores_of_group_1(group));
     });

@@ -1,11 +1,15 @@
 """Runs the built program in a folder of its own and states what it should have written."""
 
+import fcntl
 import os
 import pathlib
+import pty
 import re
 import resource
 import signal
+import struct
 import subprocess
+import termios
 from typing import NamedTuple
 
 import numpy
@@ -69,10 +73,11 @@ def what(outcome):
 
 
 class Program:
-    """The program as a function of its arguments, run in `folder`."""
+    """The program as a function of its arguments, run in `folder`, or another command."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, command=None):
         self.folder = folder
+        self.command = command
 
     def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY, user=None):
         """Runs the program, by root as another user; every write to a file beyond `largest_file`
@@ -85,8 +90,9 @@ class Program:
             self.folder.chmod(0o777)
             other = {"user": user, "group": user, "extra_groups": []}
         done = subprocess.run(
-            ["vexolan", *map(str, arguments)], executable=VEXOLAN, cwd=self.folder,
-            env=environment, capture_output=True, timeout=60, check=False, **other,
+            [*(self.command or ["vexolan"]), *map(str, arguments)],
+            executable=None if self.command else VEXOLAN, cwd=self.folder, env=environment,
+            capture_output=True, timeout=60, check=False, **other,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
 
@@ -94,6 +100,26 @@ class Program:
         status, *texts = self.raw(*arguments, **conditions)
         texts = [LOG_PREFIX.sub(r"\1<time>: ", text) for text in texts]
         return Outcome(status, *(ASSERTION.sub(r"assertion \1", text) for text in texts))
+
+    def on_terminal(self, *arguments, command=(VEXOLAN,), ended_at=None, columns=100):
+        """Runs the program with a terminal as standard error. Returns what came there. When
+        `ended_at` has come, a signal ends the program."""
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
+        with subprocess.Popen([*command, *arguments], cwd=self.folder, stdin=theirs,
+                              stderr=theirs, stdout=subprocess.DEVNULL) as process:
+            os.close(theirs)
+            received = b""
+            while True:
+                try:
+                    received += os.read(ours, 4096)
+                except OSError:  # nobody has the terminal open any more
+                    break
+                if ended_at and ended_at in received:
+                    process.terminate()
+            assert process.wait(timeout=60) == -signal.SIGTERM or not ended_at
+        os.close(ours)
+        return received.decode().replace("\r\n", "\n")
 
     def put(self, name, content):
         """Writes a file (parents included) and returns its name."""

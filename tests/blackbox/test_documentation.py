@@ -101,6 +101,7 @@ def test_manuals_mention_no_other_options():
     known = {each for page in pages if page.endswith(".1.md")
              for names, _ in in_manual(page.removesuffix(".1.md")) for each in names}
     for page, text in pages.items():
+        text = re.sub(r"^mpirun .*(?= vexolan-mpi)", "", text, flags=re.MULTILINE)
         assert set(re.findall(r"(?<![\w-])--\w[\w-]*", text)) <= known, page
 
 

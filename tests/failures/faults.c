@@ -3,6 +3,7 @@
  * FAULT_CALL   what is counted: open, read, write, log, seek, close, place, stat, folder, memory
  *              or thread; with "short", reads and writes move few bytes at a time
  * FAULT_PATH   with it, only calls are counted whose path contains this
+ * FAULT_FROM   with it, only reads are counted that begin at or behind this place of a file
  * FAULT_FIRST, FAULT_LAST  numbers of the first and the last call that fail, from 1
  * FAULT_ERRNO  the reason given; with 0, reads and writes succeed and move nothing
  * FAULT_SIGNAL  with it no call fails, but the process gets this signal before
@@ -33,7 +34,7 @@
 static const char* counted; /* NULL until the program itself is about to start */
 static const char* counted_path;
 static const char* action;
-static long first, last, reason, sent;
+static long first, last, place, reason, sent;
 static atomic_long nCalls;
 
 static long number(const char* name) {
@@ -46,6 +47,7 @@ __attribute__((constructor)) static void start(void) {
     action = getenv("FAULT_DO");
     first = number("FAULT_FIRST");
     last = number("FAULT_LAST");
+    place = number("FAULT_FROM");
     reason = number("FAULT_ERRNO");
     sent = number("FAULT_SIGNAL");
     unsetenv("LD_PRELOAD"); /* the shell's calls are its own */
@@ -137,7 +139,8 @@ CALL("open", path, NULL, FILE*, fopen64, (const char* path, const char* mode),
      (place_of(path), mode))
 CALL("read", path_of(fd), MOVED, ssize_t, read, (int fd, void* to, size_t bytes),
      (fd, to, few(bytes)))
-CALL("read", path_of(fd), MOVED, ssize_t, pread, (int fd, void* to, size_t bytes, off_t offset),
+CALL("read", offset < place ? NULL : path_of(fd), MOVED, ssize_t, pread,
+     (int fd, void* to, size_t bytes, off_t offset),
      (fd, to, few(bytes), offset))
 CALL("write", NULL, MOVED, ssize_t, pwrite, (int fd, const void* from, size_t bytes, off_t offset),
      (fd, from, few(bytes), offset))

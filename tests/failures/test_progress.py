@@ -1,13 +1,11 @@
 """The progress line, as a terminal receives it."""
 
 import contextlib
-import fcntl
 import os
 import pathlib
 import pty
 import re
 import signal
-import struct
 import subprocess
 import termios
 import time
@@ -20,25 +18,9 @@ import recording
 ERASE = "\r\x1b[K"
 
 
-def on_terminal(vexolan, *arguments, command=(program.VEXOLAN,), ended_at=None, columns=100):
-    """Runs the program with a terminal as standard error. Returns what came there. When
-    `ended_at` has come, a signal ends the program."""
-    ours, theirs = pty.openpty()
-    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
-    with subprocess.Popen([*command, *arguments], cwd=vexolan.folder, stdin=theirs, stderr=theirs,
-                          stdout=subprocess.DEVNULL) as process:
-        os.close(theirs)
-        received = b""
-        while True:
-            try:
-                received += os.read(ours, 4096)
-            except OSError:  # nobody has the terminal open any more
-                break
-            if ended_at and ended_at in received:
-                process.terminate()
-        assert process.wait(timeout=60) == -signal.SIGTERM or not ended_at
-    os.close(ours)
-    return received.decode().replace("\r\n", "\n")
+def on_terminal(vexolan, *arguments, **conditions):
+    """What comes on a terminal before the account that closes a run."""
+    return vexolan.on_terminal(*arguments, **conditions).partition("recorded  ")[0]
 
 
 @pytest.fixture

@@ -30,7 +30,7 @@ bool try_survey(const std::vector<std::string>& paths, Failures& failures, Surve
     const std::size_t nTasks = default_task_count();
     // As frames are numbered, files are looked at before those after them are handed out.
     constexpr std::size_t firstFrame = 0;
-    Work_Queue queue(paths, look_at, On_Failure::leave, {nTasks, events_per_piece}, firstFrame);
+    Work_Queue queue({paths}, look_at, On_Failure::leave, {nTasks, events_per_piece}, firstFrame);
     std::vector<Survey_Task> tasks;
     for (std::size_t i = 0; i < nTasks; ++i) {
         tasks.emplace_back(survey.bounds);

@@ -1,4 +1,4 @@
-#include "output/begins_as_recording.h"
+#include "settings/begins_as_recording.h"
 
 #include "Event_File_Format.h"
 #include "system/Descriptor.h"
