@@ -228,8 +228,8 @@ def thresholds(report):
     ("photons", 980 + HUNDRED % 40, {"980": 6, "998": 6, "1,000": 4, "1,018": 4}),
     ("photons", 12_345_678 + 10_000 * HUNDRED, {"12,320,768": 5, "12,582,912": 7}),
     # Between two populations each number has a row of its own.
-    ("photons", numpy.repeat([1, 2, 3, 4, 5, 6, 7, 8, 300], [45, 9, 1, 0, 1, 4, 29, 10, 1]),
-     {"3": 1, "4": 0, "5": 1, "6": 4, "above": 1}),
+    ("photons", numpy.repeat([1, 2, 8, *range(9, 29)], [40, 10, 30, *20 * [1]]),
+     {"1": 40, "2": 10, "3": 0, "7": 0, "8": 30, "9": 1}),
 ])
 def test_rows_have_real_counts(tmp_path, column, values, rows):
     title = {"psd": "PSD values", "photons": "Photons per event"}[column]
@@ -328,13 +328,13 @@ def test_hot_pixels_are_those_far_above_what_is_around(tmp_path):
 
 
 def test_bars_show_a_course_and_no_false_dips(tmp_path):
-    periods = numpy.arange(1000)[:, None]
+    periods = numpy.arange(200)[:, None]
     times = (10 * MS * periods + MS * numpy.arange(5)).ravel()  # half of each period is dark
-    times = times[(times < 3000 * MS) | (times >= 5000 * MS)]
+    times = times[(times < 600 * MS) | (times >= 1000 * MS)]
     write(tmp_path / "a.orvenevent", events_of(times.size, time=times),
-          10 * MS * numpy.arange(1001))
+          10 * MS * numpy.arange(201))
     course, since = re.findall(r"\|(.+)\|", info(tmp_path).stdout)
-    assert re.fullmatch("[▇█]+.? +.?[▇█]+", course)
+    assert re.fullmatch("█+.? +.?█+", course)
     assert 0.15 < course.count(" ") / len(course) < 0.25
     assert re.fullmatch("[ ▁▂▃▄▅▆▇█]+ {25,}", since)
 
@@ -346,7 +346,8 @@ def test_odd_files_are_told_of(tmp_path):
         write(tmp_path / f"{i:02}.orvenevent", events_of(100, time=times), every_ms)
     for name, n, late, triggers in [
             ("a", 0, 0, every_ms), ("b", 100, 0, None), ("c", 100, 0, []),
-            ("d", 100, 0, 2 * every_ms), ("e", 100, 11 * MS, every_ms), ("f", 100, 0, every_ms[::-1]),
+            ("d", 100, 0, 2 * every_ms), ("e", 100, 11 * MS, every_ms),
+            ("f", 100, 0, every_ms[::-1]),
             ("g", 100, 0, numpy.delete(every_ms, 4))]:
         write(tmp_path / f"{name}.orvenevent", events_of(n, time=times[:n] + late), triggers)
     backwards = events_of(100, time=times)[::-1]

@@ -172,6 +172,14 @@ def test_bins_are_where_the_events_are_and_losses_are_told(tmp_path, mode, trigg
     assert ("without about" in info(tmp_path).stdout) == (lost > 0)
 
 
+def test_losses_are_unknown_where_events_come_late(tmp_path):
+    for late, lost in (MS // 10, 0), (MS // 10 + 1, None):
+        write(tmp_path / "a.orvenevent", events_of(3, time=[5 * MS, 6 * MS, 6 * MS - late]),
+              10 * MS * numpy.arange(2))
+        suggestions = told(tmp_path)["suggestions"]
+        assert [each["lost_events"] for each in suggestions[-2:]] == [lost, lost]
+
+
 @pytest.mark.parametrize("column, populations, least, most", [
     ("photons", [RANDOM.geometric(0.5, 20_000), RANDOM.poisson(14, 80_000)], 4, 7),
     ("photons", [RANDOM.poisson(900, 20_000), RANDOM.poisson(1200, 3000)], 1000, 1130),

@@ -39,6 +39,8 @@ struct Time_Order {
 /// Some values of many, by which their median is known.
 class Value_Sample {
 public:
+    static constexpr std::size_t most = std::size_t{1} << 20;
+
     /// Samples that are added up must have different numbers.
     explicit Value_Sample(std::size_t number = 0) noexcept : next(std::uint64_t{number} << 40U) {}
 
@@ -49,8 +51,6 @@ public:
     [[nodiscard]] std::int64_t median() const;
 
 private:
-    static constexpr std::size_t most = std::size_t{1} << 20;
-
     Sample<std::int64_t> sample{most};
     std::uint64_t next;  ///< the number of the next value
 };

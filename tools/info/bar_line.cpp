@@ -34,16 +34,20 @@ Bar_Line bar_line(std::span<const std::uint64_t> counts, std::optional<double> p
     constexpr double highest = levels.size() - 1;
     Bar_Line line{"", bins_per_bar(counts.size(), period), 0};
     std::vector<double> densities;  // as the last bar may hold fewer bins
+    double highest_density = std::numeric_limits<double>::min();  // of the others
     for (auto rest = counts; !rest.empty();) {
         const auto bins = rest.first(std::min(line.bar_bins, rest.size()));
         const std::uint64_t count = std::accumulate(bins.begin(), bins.end(), std::uint64_t{0});
         line.most = std::max(line.most, count);
         densities.push_back(static_cast<double>(count) / static_cast<double>(bins.size()));
+        if (bins.size() == line.bar_bins) {
+            highest_density = std::max(highest_density, densities.back());
+        }
         rest = rest.subspan(bins.size());
     }
-    const double most = std::max(std::ranges::max(densities), std::numeric_limits<double>::min());
     for (const double density : densities) {
-        line.bars += levels.at(static_cast<std::size_t>(std::ceil(highest * density / most)));
+        const double part = std::min(density / highest_density, 1.0);
+        line.bars += levels.at(static_cast<std::size_t>(std::ceil(highest * part)));
     }
     return line;
 }

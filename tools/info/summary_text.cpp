@@ -33,7 +33,8 @@ std::string period_text(const Trigger_Summary& triggers) {
     const std::string median = text_of(triggers.median_period);
     const std::string smallest = text_of(triggers.period.smallest);
     const std::string largest = text_of(triggers.period.largest);
-    std::string text = ", every " + median;
+    const bool is_sample = triggers.nPulses > Value_Sample::most;
+    std::string text = (is_sample ? ", every about " : ", every ") + median;
     if (smallest != median || largest != median) {
         text += " (" + smallest + " to " + largest + ")";
     }
