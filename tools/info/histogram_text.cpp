@@ -78,6 +78,7 @@ std::vector<std::string> aligned(const std::vector<Line>& lines) {
     const auto longest =
         static_cast<double>(std::max(text_width, before_bar + shortest_bar) - before_bar);
     std::vector<std::string> texts;
+    texts.reserve(lines.size());
     for (const Line& line : lines) {
         texts.push_back("  " + right_aligned(line.name, name_width) + " " +
                         right_aligned(line.count, count_width) + " " +

@@ -102,7 +102,7 @@ std::string since_trigger_text(const Survey& survey) {
     const Since_Trigger& since = *survey.since_trigger;
     const double bin = std::ldexp(1.0, since.shift);
     // As far as the period, and what comes later.
-    const double period = static_cast<double>(survey.total.triggers->median_period);
+    const auto period = static_cast<double>(survey.total.triggers->median_period);
     std::size_t end = since.counts.size();
     while (end > 1 && since.counts[end - 1] == 0 && static_cast<double>(end - 1) * bin >= period) {
         --end;
