@@ -96,7 +96,7 @@ std::string over_time_text(const Survey& survey) {
 }
 
 std::string since_trigger_text(const Survey& survey) {
-    if (!survey.since_trigger) {
+    if (!survey.since_trigger || survey.total.events.nEvents == 0) {
         return "";
     }
     const Since_Trigger& since = *survey.since_trigger;
@@ -191,8 +191,11 @@ std::string text_report(const Survey& survey, const Suggestions& suggestions, bo
     for (std::size_t i = 0; each_file && i < survey.files.size(); ++i) {
         text += file_text(survey.files[i]);
     }
-    text += files_title(survey) + summary_text(survey.total, survey.bytes()) +
-            outside_line(survey) + hot_pixels_line(survey);
+    text += files_title(survey);
+    if (survey.nFaulty() < survey.files.size()) {
+        text += summary_text(survey.total, survey.bytes()) + outside_line(survey) +
+                hot_pixels_line(survey);
+    }
     for (const std::string& warning : warnings_of(survey)) {
         text += "  WARNING: " + warning + '\n';
     }
