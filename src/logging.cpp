@@ -90,7 +90,7 @@ void logging(const std::string& message) {
 }
 
 bool person_reads() noexcept {
-    return logLevel >= static_cast<int>(info) && isatty(STDERR_FILENO) != 0;
+    return logLevel >= static_cast<int>(info) && isatty(STDERR_FILENO) != 0 && has_terminal();
 }
 
 void tell(const std::string& lines) {
@@ -120,7 +120,8 @@ std::size_t terminal_columns() {
     constexpr std::size_t left_free = 3;
     winsize size{};
     const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > left_free;
-    return (known ? size.ws_col : usual) - left_free;
+    constexpr std::size_t least = 20;
+    return std::max(least, (known ? size.ws_col : usual) - left_free);
 }
 
 void finish_logging() noexcept {

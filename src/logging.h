@@ -19,7 +19,8 @@ extern int logLevel;
 template <LogLevel level>
 void logging(const std::string& message);
 
-/// Whether a person reads along: standard error is a terminal, and the verbosity shows info lines.
+/// Whether a person reads along: standard error is a terminal, the job is not in the background,
+/// and the verbosity shows info lines.
 /// All that is meant for people only asks here.
 [[nodiscard]] bool person_reads() noexcept;
 
@@ -34,7 +35,7 @@ void hint(const std::string& line) noexcept;
 /// Called by the handler of signals, for an abort.
 void show_hint_at_signal() noexcept;
 
-/// The width of the terminal that a person reads, less the room that a cursor needs.
+/// The width of the terminal that a person reads, less the room that a cursor needs; at least 20.
 [[nodiscard]] std::size_t terminal_columns();
 
 /// Waits until terminals have taken all lines. To be called before the process ends.

@@ -40,6 +40,7 @@ void run(const Parameters& parameters, const Count_Files& count) {
 
 void run_timeResolved(const Parameters& parameters, const Count_Files& count) {
     if (!parameters.time_max_binNumber) {
+        hint("-t is how many seconds a time bin is long, -T the number of bins: give both.");
         throw std::invalid_argument("maximum time needed for time resolved image!");
     }
     if (!parameters.outputFile) {
@@ -56,11 +57,11 @@ void run_timeResolved(const Parameters& parameters, const Count_Files& count) {
 }
 
 void run_timeIntegrated(const Parameters& parameters, const Count_Files& count) {
-    if (parameters.time_max_binNumber) {
-        hint("-T sets the number of time bins, and -t how many seconds each is long: give both.");
-    }
     if (!parameters.outputFile) {
         throw std::invalid_argument("Output file path needs to be provided!");
+    }
+    if (parameters.time_max_binNumber) {
+        hint("-T is the number of time bins, -t how many seconds each is long: give both.");
     }
     switch (parameters.extTrigger_mode) {
         case Parameters::reference:
@@ -83,8 +84,8 @@ void run(int argc, char* argv[], const Count_Files& count) {
     if (parameters.exit_requested) {
         return;
     }
-    if (argc == 1) {
-        hint(first_commands);
+    if (!parameters.outputFile) {
+        hint(argc == 1 ? first_commands : "-o FILE names the image to write.");
     }
     if (parameters.time_res_s) {
         run_timeResolved(parameters, count);

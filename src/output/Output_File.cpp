@@ -20,9 +20,6 @@ Output_File::Output_File(const std::string& path)
       firstError(file.open(path)) {}
 
 bool Output_File::write(const void* bytes, std::size_t count) noexcept {
-    if (firstError != 0) {
-        return false;
-    }
     const auto* const source = static_cast<const std::byte*>(bytes);
     const bool correction = position + count <= bufferStart;
     if (!correction && !fits_buffer(count) && !flush()) {

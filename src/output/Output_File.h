@@ -22,8 +22,8 @@ public:
     [[nodiscard]] std::uint64_t tell() const noexcept { return position; }
     [[nodiscard]] std::uint64_t size() const noexcept { return bufferStart + used; }
 
-    /// Both advance the position; false if not all bytes could be moved, or if anything before
-    /// failed: nothing can be made of such a file any more.
+    /// Both advance the position; false if not all bytes could be moved. Nothing is read any more
+    /// when anything before has failed: it may not be what should have been written.
     bool write(const void* bytes, std::size_t count) noexcept;
     bool read(void* bytes, std::size_t count) noexcept;
 

@@ -12,10 +12,13 @@ namespace {
 /// How many events of a range are read at first to correct it: walks meet after a few.
 constexpr std::size_t first_length = 256;
 
-/// Of a file at least so many events are looked at closer, if it has them.
-constexpr std::size_t least_samples = 1024;
-/// How far these lie apart at most: even of large files, the share that is early is found well.
-constexpr std::size_t longest_distance = 64;
+/// Of how many events one is looked at closer: of all in small files, of 64 in large ones. As a
+/// number of bits.
+int block_bits_of(std::size_t nEvents) {
+    constexpr std::size_t least_blocks = 1024;
+    constexpr int most_bits = 6;
+    return std::clamp(static_cast<int>(std::bit_width(nEvents / least_blocks)) - 1, 0, most_bits);
+}
 
 }  // namespace
 
@@ -33,9 +36,7 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
     while (const std::optional<Event_Range> range = queue.take()) {
         found_work();
         found = {};
-        const std::size_t nEvents = range->input->file.index().events.nRecords;
-        sample_distance =
-            std::bit_floor(std::clamp<std::size_t>(nEvents / least_samples, 1, longest_distance));
+        block_bits = block_bits_of(range->input->file.index().events.nRecords);
         try {
             if (job.mode == Image_Settings::ignore) {
                 add_events(*range);
@@ -170,16 +171,25 @@ void Counting_Task::find(std::span<const orven::Photon_Event> events, const Inte
 }
 
 void Counting_Task::sample(std::span<const orven::Photon_Event> events, const Interval& interval) {
+    // Never the same place in all blocks: detectors may write their parts in turn.
+    constexpr std::size_t odd = 37;
+    const std::size_t length = std::size_t{1} << block_bits;
     const std::size_t first = piece_first + static_cast<std::size_t>(events.data() - piece.get());
-    const std::size_t to_next = -first & (sample_distance - 1);  // which is a power of 2
-    for (std::size_t i = to_next; i < events.size(); i += sample_distance) {
-        const orven::Photon_Event& event = events[i];
-        const orven::Event_Time time = interval.relative(event.time);
-        if (job.filter.accepts(event) &&
-            is_inside(job.placement, event, time, interval.frameIndex)) {
-            ++found.sampled;
-            found.early += is_early(job.placement, event, time) ? 1 : 0;
+    const std::size_t end = first + events.size();
+    for (std::size_t block = first >> block_bits; block << block_bits < end; ++block) {
+        const std::size_t index = (block << block_bits) + (block * odd & (length - 1));
+        if (index >= first && index < end) {
+            look_closer(events[index - first], interval, length);
         }
+    }
+}
+
+void Counting_Task::look_closer(const orven::Photon_Event& event, const Interval& interval,
+                                std::size_t weight) {
+    const orven::Event_Time time = interval.relative(event.time);
+    if (job.filter.accepts(event) && is_inside(job.placement, event, time, interval.frameIndex)) {
+        found.sampled += weight;
+        found.early += is_early(job.placement, event, time) ? weight : 0;
     }
 }
 

@@ -77,6 +77,9 @@ private:
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
     /// Looks closer at some of the events, which are the same in whatever ranges they come.
     void sample(std::span<const orven::Photon_Event> events, const Interval& interval);
+    /// `weight` is how many events this one stands for.
+    void look_closer(const orven::Photon_Event& event, const Interval& interval,
+                     std::size_t weight);
     void count_found();
     void take_back_found();
     void note_read(std::size_t nEvents);
@@ -88,7 +91,7 @@ private:
     std::unique_ptr<std::size_t[]> cells;  ///< of the piece's events
     Event_Account found;                   ///< in the piece
     std::size_t piece_first = 0;           ///< the number of its first event in the file
-    std::size_t sample_distance = 1;       ///< from one event that is looked at closer to the next
+    int block_bits = 0;                    ///< of as many events, one is looked at closer
     Event_Account account;
     std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
     std::weak_ptr<const Input> walked;  ///< does not keep the file open

@@ -7,15 +7,10 @@
 #include <new>
 #include <stdexcept>
 
-namespace {
-
-/// The message of a failure, with the file's name unless it begins with it.
 std::string with_name(const std::string& path, const std::string& message) {
     const std::string name = "file \"" + path + '"';
     return escaped(message.starts_with(name) ? message : name + ": " + message);
 }
-
-}  // namespace
 
 void rethrow_lack_of_memory(const std::exception_ptr& failure) {
     try {

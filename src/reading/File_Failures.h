@@ -18,6 +18,9 @@ enum class On_Failure {
     return onFailure == On_Failure::end_run || onFailure == On_Failure::end_strict_run;
 }
 
+/// The message of a failure, with the file's name unless it begins with it; escaped.
+[[nodiscard]] std::string with_name(const std::string& path, const std::string& message);
+
 /// Throws: the failure if it is a lack of memory, which is none of a file.
 void rethrow_lack_of_memory(const std::exception_ptr& failure);
 

@@ -12,8 +12,8 @@ struct Event_Account {
     std::uint64_t recorded = 0;  ///< in the files, as far as they were read
     std::uint64_t accepted = 0;  ///< of these, passed by the filter
     std::uint64_t counted = 0;   ///< of these, counted in the image
-    std::uint64_t sampled = 0;   ///< of these, evenly chosen ones of which is known more
-    std::uint64_t early = 0;     ///< those up to one bin before the first, in which they count
+    std::uint64_t sampled = 0;   ///< the same, as a sample has it, of which more is known
+    std::uint64_t early = 0;     ///< of these, up to one bin before the first, in which they count
 
     /// Kept out by the filter.
     [[nodiscard]] std::uint64_t rejected() const noexcept { return recorded - accepted; }

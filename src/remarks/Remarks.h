@@ -21,6 +21,9 @@ public:
     [[nodiscard]] const std::vector<std::string>& get_all() const noexcept { return all; }
 
 private:
+    /// Each text is told once.
+    void add(const std::string& head, const std::string& text);
+
     bool strict;
     std::vector<std::string> all;
 };

@@ -3,6 +3,8 @@
 #include "escaped.h"
 #include "logging.h"
 #include "number_texts.h"
+#include "reading/File_Failures.h"
+#include "wrapped.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -18,8 +20,18 @@ struct Row {
     std::string text;
 };
 
+/// With one decimal, so that parts of a whole add up to it.
 std::string count_text(std::uint64_t n, std::uint64_t all) {
-    return grouped(n) + (all > 0 ? " (" + percent_text(n, all) + ')' : "");
+    constexpr double percents = 100;
+    constexpr double least = 0.1;
+    if (n == 0 || all == 0) {
+        return grouped(n);
+    }
+    const double percent = percents * static_cast<double>(n) / static_cast<double>(all);
+    std::ostringstream text;
+    text << grouped(n) << " (" << std::fixed << std::setprecision(1)
+         << (percent < least ? "below " : "") << std::max(percent, least) << " %)";
+    return text.str();
 }
 
 void add_events(const Run_Account& account, std::vector<Row>& rows) {
@@ -36,7 +48,7 @@ void add_events(const Run_Account& account, std::vector<Row>& rows) {
     rows.push_back({"outside", count_text(events.outside(), nRecorded)});
     if (events.recorded < nRecorded) {
         rows.push_back({"not read", count_text(nRecorded - events.recorded, nRecorded) +
-                                        ", behind all that counts"});
+                                        ", as none of them can count"});
     }
     rows.push_back({"counted", count_text(events.counted, nRecorded)});
 }
@@ -47,8 +59,8 @@ void add_left_out(const Run_Report& report, std::vector<Row>& rows) {
     for (std::size_t i = 0; i < report.account.files.size(); ++i) {
         const std::exception_ptr& failure = report.account.files[i].failure;
         if (failure != nullptr && ++nFailed <= most) {
-            rows.push_back({"left out", escaped(report.parameters.inputFiles[i]) + ": " +
-                                            escaped(message_of(failure))});
+            rows.push_back(
+                {"left out", with_name(report.parameters.inputFiles[i], message_of(failure))});
         }
     }
     if (nFailed > most) {
@@ -65,8 +77,8 @@ std::string pages_text(const Run_Report& report) {
     const bool frames = report.parameters.extTrigger_mode == Parameters::frameSync;
     const std::string length =
         time_text(orven::Event_Time::seconds_of(report.axes.time_bins->width()));
-    return number_of(report.image.nPages, "page", "pages") + " of " + length +
-           (frames ? " of each frame" : "");
+    return number_of(report.image.nPages, "page", "pages") +
+           (frames ? ", each the first " + length + " of a frame" : " of " + length);
 }
 
 std::uint64_t largest_count(const Image_Pages& image) {
@@ -100,11 +112,12 @@ void tell_closing_account(const Run_Report& report) {
     add_events(report.account, rows);
     add_left_out(report, rows);
     add_image(report, rows);
-    std::ostringstream lines;
+    constexpr std::size_t label_width = 10;
+    std::string lines;
     for (const auto& [label, text] : rows) {
-        constexpr std::size_t label_width = 10;
-        lines << std::left << std::setw(label_width) << label
-              << text.substr(0, terminal_columns() - label_width) << '\n';
+        std::string row = label;
+        row.append(label_width - label.size(), ' ').append(text);
+        lines += wrapped(row, terminal_columns(), label_width);
     }
-    tell(lines.str());
+    tell(lines);
 }

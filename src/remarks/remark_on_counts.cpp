@@ -3,6 +3,7 @@
 #include "logging.h"
 #include "number_texts.h"
 #include "reading/File_Times.h"
+#include "remarks/remark_on_settings.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -33,59 +34,77 @@ std::vector<File_Times> times_of_some(const Parameters& parameters, const Run_Ac
     return all;
 }
 
-/// Why no event of files was counted although some have events.
-std::string reason_for_none(const Parameters& parameters, const Run_Account& account) {
-    if (account.events.recorded == account.events.rejected() && account.events.recorded > 0) {
-        return "none has the photon count and PSD value that -m, -M, -p and -P ask for";
-    }
-    if (!uses_triggers(parameters)) {
-        return "they lie outside of the image or before or behind its time bins";
-    }
-    if (account.nIntervals == 0) {
-        return "no file has two triggers or more";
-    }
+bool come_before_triggers(const Parameters& parameters, const Run_Account& account) {
     const std::vector<File_Times> all = times_of_some(parameters, account);
-    const bool before = std::ranges::all_of(all, [](const File_Times& times) {
+    return !all.empty() && std::ranges::all_of(all, [](const File_Times& times) {
         return times.first_trigger && times.last_event < *times.first_trigger;
     });
-    return before ? "all come before the first trigger of their file"
-                  : "they lie outside of the image, its bins or all trigger intervals";
+}
+
+/// Why no event was counted, of so many.
+std::string reason_for_none(const Parameters& parameters, const Run_Account& account,
+                            std::size_t nEvents) {
+    const Event_Account& events = account.events;
+    if (nEvents == 0) {
+        return "the files hold no events";
+    }
+    if (events.recorded > 0 && events.accepted == 0) {
+        return "no event has a photon count and a PSD value within the bounds of -m, -M, -p and -P";
+    }
+    if (uses_triggers(parameters) && account.nIntervals == 0) {
+        return "no file has two triggers, between which events could lie";
+    }
+    if (uses_triggers(parameters) && come_before_triggers(parameters, account)) {
+        return "all events come before the first trigger of their file";
+    }
+    return std::string("all events that pass the filter lie outside of the image") +
+           (parameters.time_res_s ? " or its time bins" : "");
 }
 
 void remark_on_none(const Parameters& parameters, const Run_Account& account, Remarks& remarks) {
+    if (account.files.empty() || account.events.counted > 0 || accepts_no_photons(parameters) ||
+        accepts_no_psd(parameters)) {
+        return;
+    }
     std::size_t nEvents = 0;
     for (const File_Account& file : account.files) {
         nEvents += has_failed(file) ? 0 : file.nEvents;
     }
-    if (!account.files.empty() && std::ranges::all_of(account.files, has_failed)) {
-        remarks.doubt("no file could be read, so the image is all zeros");
-    } else if (nEvents > 0 && account.events.counted == 0) {
-        remarks.doubt("the image is all zeros: of " + number_of(nEvents, "event", "events") + ' ' +
-                      reason_for_none(parameters, account) +
-                      ". vexolan-info shows what is recorded");
-    }
+    const bool none_read = std::ranges::all_of(account.files, has_failed);
+    remarks.doubt("the image is all zeros: " +
+                  (none_read ? "no file could be read"
+                             : reason_for_none(parameters, account, nEvents) +
+                                   ". vexolan-info tells what is recorded"));
 }
 
+/// What was asked for, as by a region, is not remarked on.
 void remark_on_most_outside(const Parameters& parameters, const Event_Account& events,
                             Remarks& remarks) {
-    if (events.counted > 0 && events.outside() > events.accepted / 2) {
-        const std::string bins =
-            parameters.time_res_s ? ", before its first time bin or behind its last one" : "";
-        remarks.advise(percent_text(events.outside(), events.accepted) +
-                       " of the events that pass the filter lie outside of the image" + bins +
-                       ": vexolan-info suggests what shows them");
+    const bool chosen = parameters.region || parameters.timeStart ||
+                        parameters.extTrigger_mode == Parameters::frameSync;
+    if (!chosen && events.counted > 0 && events.outside() > events.accepted / 2) {
+        remarks.advise(
+            percent_text(events.outside(), events.accepted) +
+            " of the events that pass the filter lie outside of the image" +
+            (parameters.time_res_s ? ", before its first time bin or behind its last one" : "") +
+            ". vexolan-info suggests what shows them");
     }
 }
 
-void remark_on_unused_triggers(const Parameters& parameters, const Run_Account& account,
-                               Remarks& remarks) {
+void remark_on_triggers(const Parameters& parameters, const Run_Account& account,
+                        Remarks& remarks) {
     const bool recorded = std::ranges::any_of(account.files, [](const File_Account& file) {
         return !has_failed(file) && file.nTriggers.value_or(0) > 0;
     });
-    if (recorded && parameters.time_res_s && !uses_triggers(parameters)) {
+    if (recorded && parameters.time_res_s && !parameters.trigger_mode_given) {
         remarks.advise(
-            "the triggers that were recorded are not used: -E reference counts time from each of "
-            "them, -E frameSync gives each a page");
+            "triggers were recorded, and time is counted from the start. -E reference counts it "
+            "from each trigger, -E frameSync makes a page of each interval, -E ignore keeps it so "
+            "without this note");
+    }
+    const bool counts_whole_intervals = uses_triggers(parameters) && account.events.counted > 0;
+    if (counts_whole_intervals && come_before_triggers(parameters, account)) {
+        remarks.advise("all events come before the first trigger of their file");
     }
 }
 
@@ -115,13 +134,17 @@ void remark_on_overlap(const Parameters& parameters, const Run_Account& account,
     }
 }
 
-void remark_on_truncation(const Event_Account& events, Remarks& remarks) {
+void remark_on_truncation(const Parameters& parameters, const Event_Account& events,
+                          Remarks& remarks) {
     constexpr std::uint64_t worth_telling = 100;
     if (events.early * worth_telling > events.sampled) {
-        remarks.advise(
-            "about " + percent_text(events.early, events.sampled) +
-            " of the counted events lie up to one pixel or time bin before the first one "
-            "and were put into it: --region and --timeStart leave them out");
+        const bool by_time =
+            parameters.time_res_s && parameters.extTrigger_mode != Parameters::frameSync;
+        remarks.advise("about " + percent_text(events.early, events.sampled) +
+                       " of the counted events lie less than one pixel" +
+                       (by_time ? " or time bin" : "") +
+                       " before the first one and are counted in it: --region 0,0,256,256" +
+                       (by_time ? " and --timeStart 0 leave" : " leaves") + " them out");
     }
 }
 
@@ -130,9 +153,9 @@ void remark_on_truncation(const Event_Account& events, Remarks& remarks) {
 void remark_on_counts(const Parameters& parameters, const Run_Account& account, Remarks& remarks) {
     remark_on_none(parameters, account, remarks);
     remark_on_most_outside(parameters, account.events, remarks);
-    remark_on_unused_triggers(parameters, account, remarks);
-    remark_on_truncation(account.events, remarks);
-    if (person_reads() || parameters.reportFile) {  // it takes another look into the files
+    remark_on_truncation(parameters, account.events, remarks);
+    if (person_reads() || parameters.reportFile) {  // they take another look into the files
+        remark_on_triggers(parameters, account, remarks);
         remark_on_overlap(parameters, account, remarks);
     }
 }

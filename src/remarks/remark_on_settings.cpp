@@ -2,47 +2,54 @@
 
 #include "escaped.h"
 
+#include <cmath>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace {
 
 void remark_on_inputs(const Parameters& parameters, Remarks& remarks) {
-    if (parameters.inputFiles.empty()) {
+    if (parameters.emptyFolder) {
+        remarks.doubt(*parameters.emptyFolder);
+    } else if (parameters.inputFiles.empty()) {
         remarks.doubt(
             "there are no files to read, so the image will be all zeros: name files by -i, or "
             "their folder by -I");
     }
     if (parameters.unsortedFolder && parameters.extTrigger_mode == Parameters::frameSync) {
-        const std::string folder = *parameters.unsortedFolder;
-        remarks.doubt("the files of " + quoted(folder) +
-                      " come in no certain order, and so do their frames: list them in order by "
-                      "ls " +
-                      quoted(folder) +
-                      "/*.orvenevent > list.txt, and give that by "
+        remarks.doubt("the files of " + quoted(*parameters.unsortedFolder) +
+                      " are not listed in the order of their names, and neither are their frames. "
+                      "printf '%s\\n' FOLDER/*.orvenevent | sort -V > list.txt lists them so, for "
                       "--inputListFile list.txt");
     }
 }
 
-void remark_on_bounds(const Parameters& parameters, Remarks& remarks) {
-    if (parameters.nPhotons_min > parameters.nPhotons_max) {
-        remarks.doubt("no event has at least " + std::to_string(parameters.nPhotons_min) +
-                      " and at most " + std::to_string(parameters.nPhotons_max) +
-                      " photons: -m is the smallest count, -M the largest");
-    }
-    const auto& [low, high] = std::pair(parameters.psd_min, parameters.psd_max);
-    const bool none =
-        (low && *low != *low) || (high && *high != *high) || (low && high && *low > *high);
-    if (none) {
-        remarks.doubt("no event has such a PSD value: -p is the smallest, -P the largest");
-    }
+}  // namespace
+
+bool accepts_no_photons(const Parameters& parameters) noexcept {
+    return parameters.nPhotons_min > parameters.nPhotons_max;
 }
 
-}  // namespace
+bool accepts_no_psd(const Parameters& parameters) noexcept {
+    const auto is_nan = [](const std::optional<double>& bound) {
+        return bound && std::isnan(*bound);
+    };
+    const auto& [low, high] = std::pair(parameters.psd_min, parameters.psd_max);
+    return is_nan(low) || is_nan(high) || (low && high && *low > *high);
+}
 
 void remark_on_settings(const Parameters& parameters, Remarks& remarks) {
     for (const std::string& doubt : parameters.doubts) {
         remarks.doubt(doubt);
     }
     remark_on_inputs(parameters, remarks);
-    remark_on_bounds(parameters, remarks);
+    if (accepts_no_photons(parameters)) {
+        remarks.doubt("no event has at least " + std::to_string(parameters.nPhotons_min) +
+                      " and at most " + std::to_string(parameters.nPhotons_max) +
+                      " photons: -m is the smallest count, -M the largest");
+    }
+    if (accepts_no_psd(parameters)) {
+        remarks.doubt("no event has such a PSD value: -p is the smallest, -P the largest");
+    }
 }

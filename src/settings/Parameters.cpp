@@ -103,32 +103,33 @@ void Parameters::apply_option(int shortName, const char* longName, const char* p
             outputFile = optarg;
             break;
         case 'x':
-            size_x = read_unsigned(not_a_size);
+            size_x = read_unsigned("-x", not_a_size);
             size_y = size_x;
             break;
         case 'y':
-            size_y = read_unsigned(not_a_size);
+            size_y = read_unsigned("-y", not_a_size);
             break;
         case 'm':
-            nPhotons_min = read_unsigned(not_a_number);
+            nPhotons_min = read_unsigned("-m", not_a_number);
             break;
         case 'M':
-            nPhotons_max = read_unsigned(not_a_number);
+            nPhotons_max = read_unsigned("-M", not_a_number);
             break;
         case 'E':
             extTrigger_mode = read_externalTrigger_mode(optarg);
+            trigger_mode_given = true;
             break;
         case 't':
-            time_res_s = read_double();
+            time_res_s = read_double("-t");
             break;
         case 'T':
-            time_max_binNumber = read_long();
+            time_max_binNumber = read_long("-T");
             break;
         case 'p':
-            psd_min = read_double();
+            psd_min = read_double("-p");
             break;
         case 'P':
-            psd_max = read_double();
+            psd_max = read_double("-P");
             break;
         default:
             exit_requested = true;
@@ -167,37 +168,38 @@ void Parameters::apply_long_option(std::string_view name) {
 }
 
 /// Base by prefix (0x, 0), a sign wraps modulo 2^64.
-std::uint64_t Parameters::read_unsigned(const char* failure) {
+std::uint64_t Parameters::read_unsigned(const char* option_name, const char* failure) {
     char* end = nullptr;
     const std::uint64_t value = strtoumax(optarg, &end, 0);
     if (end == optarg) {
         throw std::invalid_argument(std::string(optarg) + failure);
     }
-    doubt_rest(static_cast<std::size_t>(end - optarg));
+    doubt_rest(option_name, static_cast<std::size_t>(end - optarg));
     return value;
 }
 
-double Parameters::read_double() {
+double Parameters::read_double(const char* option_name) {
     std::size_t nRead = 0;
     const double value = std::stod(optarg, &nRead);
-    doubt_rest(nRead);
+    doubt_rest(option_name, nRead);
     return value;
 }
 
-long Parameters::read_long() {
+long Parameters::read_long(const char* option_name) {
     std::size_t nRead = 0;
     const long value = std::stol(optarg, &nRead);
-    doubt_rest(nRead);
+    doubt_rest(option_name, nRead);
     return value;
 }
 
-void Parameters::doubt_rest(std::size_t nRead) {
+void Parameters::doubt_rest(const std::string& option_name, std::size_t nRead) {
+    // An option that is given again replaces what was doubtful.
+    std::erase_if(doubts, [&](const std::string& doubt) { return doubt.starts_with(option_name); });
     const std::string argument = optarg;
     if (nRead < argument.size()) {
-        doubts.push_back("of the number " + quoted(argument) + " only " +
+        doubts.push_back(option_name + ' ' + quoted(argument) + " was taken as " +
                          quoted(argument.substr(0, nRead)) +
-                         " was read: numbers have a decimal point and no unit, and whole numbers "
-                         "are digits");
+                         ": numbers have a decimal point and no unit, whole numbers digits only");
     }
 }
 

@@ -26,7 +26,9 @@ public:
     std::vector<std::string> arguments;       ///< the command line as given
     std::optional<std::string> firstWarning;  ///< of the command line
     std::vector<std::string> doubts;  ///< for each setting that may mean something else, why
+    std::optional<std::string> emptyFolder;     ///< what is to be said of a folder without files
     std::optional<std::string> unsortedFolder;  ///< whose files are in no order of names
+    bool trigger_mode_given = false;            ///< rather than the default
 
     static const option long_options[];
     static constexpr std::string_view extension_eventFiles = ".orvenevent";
@@ -62,10 +64,10 @@ private:
     void apply_option(int shortName, const char* longName, const char* programName);
     void apply_long_option(std::string_view name);
     /// The option's argument as a number. Characters behind it are ignored, which is doubtful.
-    [[nodiscard]] std::uint64_t read_unsigned(const char* failure);
-    [[nodiscard]] double read_double();
-    [[nodiscard]] long read_long();
-    void doubt_rest(std::size_t nRead);
+    [[nodiscard]] std::uint64_t read_unsigned(const char* option_name, const char* failure);
+    [[nodiscard]] double read_double(const char* option_name);
+    [[nodiscard]] long read_long(const char* option_name);
+    void doubt_rest(const std::string& option_name, std::size_t nRead);
     void set_switch(bool& field, const std::string& name);
 
     void add_inputFiles(const std::string& list);

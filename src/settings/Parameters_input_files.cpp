@@ -40,16 +40,19 @@ void Parameters::add_inputFiles(const std::string& list) {
 }
 
 void Parameters::add_inputFolder(const std::string& folder) {
+    std::error_code no_status;
+    if (!std::filesystem::is_directory(folder, no_status)) {
+        hint("-I takes a folder, whose path is looked up from the current one; -i takes files.");
+    }
     std::vector<std::string> files = event_files_in(folder);
     if (!std::ranges::is_sorted(files)) {
         unsortedFolder = folder;
     }
     if (files.empty()) {
-        if (const auto subfolder = subfolder_with_event_files(folder)) {
-            doubts.push_back("folder " + quoted(folder) +
-                             " holds no event files itself, but its subfolder does: -I " +
-                             escaped(*subfolder));
-        }
+        const auto subfolder = subfolder_with_event_files(folder);
+        emptyFolder = "folder " + quoted(folder) + " has no " + std::string(extension_eventFiles) +
+                      " files directly in it" +
+                      (subfolder ? ", but a subfolder has: -I " + quoted(*subfolder) : "");
     }
     std::ranges::move(files, std::back_inserter(inputFiles));
 }
@@ -65,7 +68,9 @@ void Parameters::add_inputListFile(const std::string& path) {
         soft_error("could not find file: " + path);
         return;
     }
-    if (begins_as_recording(AT_FDCWD, path.c_str())) {
+    // What a pipe gives can be read but once.
+    if (type == std::filesystem::file_type::regular &&
+        begins_as_recording(AT_FDCWD, path.c_str())) {
         throw std::invalid_argument("input list file " + quoted(path) +
                                     " is an event file, not a list of event files!");
     }

@@ -204,6 +204,7 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
             throw key_error("time_extTrigger", "expected to be a string!");
         }
         extTrigger_mode = read_externalTrigger_mode({name.GetString(), name.GetStringLength()});
+        trigger_mode_given = true;
     }
     take_optional("time_res_s", time_res_s);
     if (section.HasMember("time_limit")) {
@@ -220,9 +221,10 @@ void Parameters::read_parameterSettings_file(const std::string& path) {
     for (const auto& member : section.GetObject()) {
         const std::string key(member.name.GetString(), member.name.GetStringLength());
         if (std::ranges::find(known_keys, key) == known_keys.end()) {
+            const auto meant = nearest_name(key, known_keys);
             doubts.push_back("settings file " + quoted(path) + " has a key " + quoted(key) +
-                             " that nobody reads; did you mean \"" + nearest_name(key, known_keys) +
-                             "\"?");
+                             " that vexolan does not know" +
+                             (meant ? "; did you mean \"" + *meant + "\"?" : ""));
         }
     }
 }

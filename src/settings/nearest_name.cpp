@@ -24,7 +24,12 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::string nearest_name(std::string_view text, std::span<const std::string_view> names) {
-    return std::string(*std::ranges::min_element(
-        names, {}, [text](std::string_view name) { return distance(text, name); }));
+std::optional<std::string> nearest_name(std::string_view text,
+                                        std::span<const std::string_view> names) {
+    const auto nearest = std::ranges::min_element(
+        names, {}, [text](std::string_view name) { return distance(text, name); });
+    if (nearest == names.end() || 3 * distance(text, *nearest) > nearest->size()) {
+        return std::nullopt;
+    }
+    return std::string(*nearest);
 }

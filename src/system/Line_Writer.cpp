@@ -11,11 +11,17 @@
 namespace {
 
 /// A descriptor of the same file that is in a mode of its own: the other one is shared with other
-/// processes.
+/// processes. Where a standard stream is closed, it does not take that one's number.
 int open_without_waiting(int descriptor) noexcept {
     std::array<char, 32> path{};
     std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", descriptor);
-    return open(path.data(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const int opened = open(path.data(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (opened < 0 || opened > STDERR_FILENO) {
+        return opened;
+    }
+    const int moved = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(opened);
+    return moved;
 }
 
 void wait_until_writable(int descriptor) noexcept {

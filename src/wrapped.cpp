@@ -1,0 +1,38 @@
+#include "wrapped.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Whether a byte begins a character in UTF-8.
+bool begins_character(char byte) noexcept {
+    constexpr unsigned kind = 0xC0;
+    constexpr unsigned later_byte = 0x80;
+    return (static_cast<unsigned char>(byte) & kind) != later_byte;
+}
+
+/// How many bytes the first `n` characters have.
+std::size_t bytes_of(const std::string& text, std::size_t n) noexcept {
+    std::size_t nBytes = 0;
+    while (nBytes < text.size() && (n > 0 || !begins_character(text[nBytes]))) {
+        n -= begins_character(text[nBytes]) ? 1 : 0;
+        ++nBytes;
+    }
+    return nBytes;
+}
+
+}  // namespace
+
+std::string wrapped(const std::string& text, std::size_t width, std::size_t indent) {
+    std::string lines;
+    std::string rest = text;
+    while (bytes_of(rest, width) < rest.size()) {
+        const std::size_t most = bytes_of(rest, width);
+        const std::size_t blank = rest.rfind(' ', most);
+        const bool fits = blank != std::string::npos && rest.find_first_not_of(' ') < blank;
+        const std::size_t end = fits ? blank : most;
+        lines += rest.substr(0, end) + '\n';
+        rest = std::string(indent, ' ') + rest.substr(fits ? end + 1 : end);
+    }
+    return lines + rest + '\n';
+}
