@@ -1,6 +1,7 @@
 #include "conversions.h"
 
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -8,8 +9,14 @@ namespace py = pybind11;
 
 namespace {
 
-void raise(PyObject* type, const std::exception& exception) {
-    PyErr_SetObject(type, text_from(exception.what()).ptr());
+void raise(PyObject* type, std::string_view text) {
+    PyErr_SetObject(type, text_from(text).ptr());
+}
+
+void raise_memory_error(std::string_view text) {
+    constexpr std::string_view name = "std::bad_alloc: ";
+    text.remove_prefix(text.starts_with(name) ? name.size() : 0);
+    raise(PyExc_MemoryError, text);
 }
 
 void raise_system_error(const std::system_error& error) {
@@ -46,12 +53,14 @@ void translate_exceptions() {
             std::rethrow_exception(std::move(exception));
         } catch (const py::builtin_exception&) {
             throw;  // is a std::runtime_error
+        } catch (const std::bad_alloc& error) {
+            raise_memory_error(error.what());
         } catch (const std::invalid_argument& error) {
-            raise(PyExc_ValueError, error);
+            raise(PyExc_ValueError, error.what());
         } catch (const std::system_error& error) {
             raise_system_error(error);
         } catch (const std::runtime_error& error) {
-            raise(PyExc_OSError, error);
+            raise(PyExc_OSError, error.what());
         }
     });
 }

@@ -7,7 +7,7 @@ namespace py = pybind11;
 
 namespace {
 
-constexpr std::chrono::milliseconds between_looks(50);
+constexpr std::chrono::milliseconds between_looks(20);
 
 /// Waits without the interpreter lock, and tells whether the work has ended. If the interpreter
 /// ends meanwhile, it ends this thread as it takes the lock: not in a destructor, which must not

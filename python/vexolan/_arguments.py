@@ -21,6 +21,8 @@ def path_from(value: Any, name: str = "path") -> bytes:
     except TypeError:
         raise TypeError(f"{name} must be a str, bytes or os.PathLike object, "
                         f"not {type(value).__name__}") from None
+    except UnicodeEncodeError:
+        raise ValueError(f"{name} has characters that no path can have") from None
     if b"\0" in path:
         raise ValueError(f"{name} must not hold a null character")
     if not path:

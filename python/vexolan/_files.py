@@ -81,7 +81,7 @@ def write_recording(path: Path, events: Any, triggers: Any = None) -> None:
 
 def _index_of(path: Path) -> Any:
     name = path_from(path)
-    with open(name, "rb"):  # tells why it cannot be opened
+    with open(os.fsdecode(name), "rb"):  # tells why it cannot be opened
         pass
     try:
         return _core.index_of_file(name)
@@ -108,7 +108,7 @@ def _events_from(events: Any) -> numpy.ndarray:
     missing = set(event_dtype.names) - set(array.dtype.names or ())
     if missing:
         raise TypeError("events must be a structured array with the fields "
-                        f"{', '.join(event_dtype.names)}; {', '.join(sorted(missing))} is missing")
+                        f"{', '.join(event_dtype.names)}; missing: {', '.join(sorted(missing))}")
     if array.ndim != 1:
         raise ValueError(f"events must have one dimension, not {array.ndim}")
     if array.dtype == event_dtype:

@@ -209,7 +209,7 @@ class Recording:
 def _paths_from(recording: Any) -> List[bytes]:
     if isinstance(recording, (str, bytes, os.PathLike)):
         path = path_from(recording, "recording")
-        os.stat(path)  # tells why there is nothing
+        os.stat(os.fsdecode(path))  # tells why there is nothing
         files = _core.files_in(path) if os.path.isdir(path) else [path]
         if not files:
             raise ValueError(f"recording: no event files in {os.fsdecode(path)!r}")
