@@ -39,13 +39,19 @@ public:
 
     /// Returns the values of all ranks, less than 2 GiB together, in their order, to all of them.
     template <std::ranges::contiguous_range List, class T = std::ranges::range_value_t<List>>
-    std::vector<T> gather(const List& own) const {
+    [[nodiscard]] std::vector<T> gather(const List& own) const {
         static_assert(std::is_trivially_copyable_v<T>);
         const std::vector<int> bytes = gather_sizes(std::span(own).size_bytes());
         const std::size_t sum = std::accumulate(bytes.begin(), bytes.end(), std::size_t{0});
         std::vector<T> all(sum / sizeof(T));
         gather_bytes(std::data(own), bytes, all.data());
         return all;
+    }
+
+    /// On the first rank: gives values to the others, which gather none at that time.
+    template <std::ranges::contiguous_range List>
+    void give(const List& values) const {
+        static_cast<void>(gather(values));
     }
 
     /// Adds the counters of all ranks to those of the first, modulo 2^32.

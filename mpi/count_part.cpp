@@ -69,19 +69,20 @@ public:
     }
 
     void count(const Sharing& sharing) {
-        add(
-            paths,
-            [this](Input& input) {
-                want_part(input);
-                input.ledger = std::make_shared<Walk_Ledger>(input.first);
-                ledgers[input.index] = input.ledger;
-            },
-            sharing);
+        const Look_At want = [this](Input& input) {
+            want_part(input);
+            input.ledger = std::make_shared<Walk_Ledger>(input.first);
+            ledgers[input.index] = input.ledger;
+            if (input.index == 0) {
+                firstFile = input.opened;
+            }
+        };
+        add({paths}, want, sharing);
     }
 
     /// Corrects what was counted of the first file.
     void correct(const Wrong_Walk& wrong, const Sharing& sharing) {
-        if (ledgers.front() == nullptr) {
+        if (firstFile == nullptr) {
             return;
         }
         const Look_At want_again = [&](Input& input) {
@@ -89,7 +90,7 @@ public:
             input.end = std::min(input.end, ledgers.front()->get_readable_end());
             input.wrong = wrong;
         };
-        add(std::span(paths).first(1), want_again, {1, sharing.piece_length});
+        add({std::span(paths).first(1), {firstFile}}, want_again, {1, sharing.piece_length});
     }
 
     [[nodiscard]] Border border() const {
@@ -106,11 +107,11 @@ public:
     [[nodiscard]] const Part_Count& get() const noexcept { return counted; }
 
 private:
-    void add(std::span<const std::string> files, const Look_At& look, const Sharing& sharing) {
-        Work_Queue queue({files}, look, On_Failure::leave, sharing);
+    void add(const Input_List& files, const Look_At& look, const Sharing& sharing) {
+        Work_Queue queue(files, look, On_Failure::leave, sharing);
         const Run_Account account = count_events(job, queue, sharing);
         counted.events += account.events;
-        for (std::size_t i = 0; i < files.size(); ++i) {
+        for (std::size_t i = 0; i < account.files.size(); ++i) {
             if (account.files[i].failure != nullptr) {
                 counted.failures.push_back({parts[i].file, account.files[i].failure});
             }
@@ -136,6 +137,7 @@ private:
     std::vector<File_Part> parts;
     std::vector<std::string> paths;                           ///< of these
     std::vector<std::shared_ptr<const Walk_Ledger>> ledgers;  ///< of these; empty if not opened
+    std::shared_ptr<const orven::Event_File> firstFile;       ///< stays open; empty if not opened
     Part_Count counted;
 };
 

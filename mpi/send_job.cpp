@@ -49,13 +49,13 @@ void send_job(const Ranks& ranks, const Ranked_Job& ranked) {
         lengths.push_back(path.size());
         names += path;
     }
-    ranks.gather(bytes);
-    ranks.gather(lengths);
-    ranks.gather(names);
+    ranks.give(bytes);
+    ranks.give(lengths);
+    ranks.give(names);
 }
 
 void send_end(const Ranks& ranks) {
-    ranks.gather(std::vector<std::byte>());
+    ranks.give(std::vector<std::byte>());
 }
 
 std::optional<Ranked_Job> receive_job(const Ranks& ranks) {

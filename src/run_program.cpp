@@ -27,11 +27,11 @@ void run(const Parameters& parameters, const Count_Files& count) {
                                        Binning_Events_TimeIntegrated<extTrigger_mode>>;
     const auto started = std::chrono::steady_clock::now();
     check_settings(parameters);
-    Remarks remarks(parameters.strict);
-    remark_on_settings(parameters, remarks);
     Binning binning(parameters);
     const Image_Pages image = pages_of(binning.get_image());
     warn_of_outputs(parameters, image);
+    Remarks remarks(parameters.strict);
+    remark_on_settings(parameters, remarks);
     count_input_files(parameters, binning, count);
     log_trigger_count(parameters, binning.get_nTriggers());
     remark_on_counts(parameters, binning.get_account(), remarks);

@@ -20,6 +20,9 @@ Output_File::Output_File(const std::string& path)
       firstError(file.open(path)) {}
 
 bool Output_File::write(const void* bytes, std::size_t count) noexcept {
+    if (firstError != 0) {
+        return false;
+    }
     const auto* const source = static_cast<const std::byte*>(bytes);
     const bool correction = position + count <= bufferStart;
     if (!correction && !fits_buffer(count) && !flush()) {
@@ -43,6 +46,9 @@ bool Output_File::write(const void* bytes, std::size_t count) noexcept {
 }
 
 bool Output_File::read(void* bytes, std::size_t count) noexcept {
+    if (firstError != 0) {
+        return false;  // what was to be read may not have been written
+    }
     auto* target = static_cast<std::byte*>(bytes);
     if (position >= bufferStart && position + count <= bufferStart + used) {
         std::memcpy(target, buffer.get() + (position - bufferStart), count);

@@ -22,7 +22,8 @@ public:
     [[nodiscard]] std::uint64_t tell() const noexcept { return position; }
     [[nodiscard]] std::uint64_t size() const noexcept { return bufferStart + used; }
 
-    /// Both advance the position; false if not all bytes could be moved.
+    /// Both advance the position; false if not all bytes could be moved, or if anything before
+    /// failed: nothing can be made of such a file any more.
     bool write(const void* bytes, std::size_t count) noexcept;
     bool read(void* bytes, std::size_t count) noexcept;
 

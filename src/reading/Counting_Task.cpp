@@ -1,6 +1,7 @@
 #include "reading/Counting_Task.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <exception>
 #include <optional>
@@ -11,8 +12,10 @@ namespace {
 /// How many events of a range are read at first to correct it: walks meet after a few.
 constexpr std::size_t first_length = 256;
 
-/// How many events of a range are looked at closer, about.
-constexpr std::size_t samples_per_range = 1024;
+/// Of a file at least so many events are looked at closer, if it has them.
+constexpr std::size_t least_samples = 1024;
+/// How far these lie apart at most: even of large files, the share that is early is found well.
+constexpr std::size_t longest_distance = 64;
 
 }  // namespace
 
@@ -30,8 +33,9 @@ void Counting_Task::run(Work_Queue& queue, const std::function<void()>& found_wo
     while (const std::optional<Event_Range> range = queue.take()) {
         found_work();
         found = {};
-        sample_distance = 1 + (range->end - range->first) / samples_per_range;
-        next_sample = 0;
+        const std::size_t nEvents = range->input->file.index().events.nRecords;
+        sample_distance =
+            std::bit_floor(std::clamp<std::size_t>(nEvents / least_samples, 1, longest_distance));
         try {
             if (job.mode == Image_Settings::ignore) {
                 add_events(*range);
@@ -136,11 +140,11 @@ std::size_t Counting_Task::find_along(Trigger_Walk& along,
         along.walk(events, job.filter,
                    [&](std::span<const orven::Photon_Event> run, const Interval& interval) {
                        find(run, interval);
-                       if (found.nAccepted > 0) {
+                       if (found.accepted > 0) {
                            first_accepted = std::min(first_accepted, along.reached());
                        }
                    });
-    found.nAccepted += count_accepted(rest, job.filter);
+    found.accepted += count_accepted(rest, job.filter);
     return first_accepted;
 }
 
@@ -153,41 +157,41 @@ std::span<const orven::Photon_Event> Counting_Task::read_piece(const Event_Range
                                                                std::size_t length) {
     const std::span events(piece.get(), std::min(length, range.end - first));
     range.input->file.read_events(first, events);
+    piece_first = first;
     return events;
 }
 
 void Counting_Task::find(std::span<const orven::Photon_Event> events, const Interval& interval) {
-    const std::span room(cells.get() + found.nCells, piece_length - found.nCells);
+    const std::span room(cells.get() + found.counted, piece_length - found.counted);
     const Found now = find_cells(job.placement, events, job.filter, interval, room);
-    found.nAccepted += now.nAccepted;
-    found.nCells += now.nCells;
+    found.accepted += now.nAccepted;
+    found.counted += now.nCells;
     sample(events, interval);
 }
 
 void Counting_Task::sample(std::span<const orven::Photon_Event> events, const Interval& interval) {
-    for (; next_sample < events.size(); next_sample += sample_distance) {
-        const orven::Photon_Event& event = events[next_sample];
+    const std::size_t first = piece_first + static_cast<std::size_t>(events.data() - piece.get());
+    const std::size_t to_next = -first & (sample_distance - 1);  // which is a power of 2
+    for (std::size_t i = to_next; i < events.size(); i += sample_distance) {
+        const orven::Photon_Event& event = events[i];
         const orven::Event_Time time = interval.relative(event.time);
         if (job.filter.accepts(event) &&
             is_inside(job.placement, event, time, interval.frameIndex)) {
-            ++account.sampled;
-            account.early += is_early(job.placement, event, time) ? 1 : 0;
+            ++found.sampled;
+            found.early += is_early(job.placement, event, time) ? 1 : 0;
         }
     }
-    next_sample -= events.size();
 }
 
 void Counting_Task::count_found() {
-    counter.count(std::span(cells.get(), found.nCells));
-    account.accepted += found.nAccepted;
-    account.counted += found.nCells;
+    counter.count(std::span(cells.get(), found.counted));
+    account += found;
     found = {};
 }
 
 void Counting_Task::take_back_found() {
-    counter.take_back(std::span(cells.get(), found.nCells));
-    account.accepted -= found.nAccepted;
-    account.counted -= found.nCells;
+    counter.take_back(std::span(cells.get(), found.counted));
+    account -= found;
     found = {};
 }
 

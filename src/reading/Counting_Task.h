@@ -75,7 +75,7 @@ private:
     std::span<const orven::Photon_Event> read_piece(const Event_Range& range, std::size_t first,
                                                     std::size_t length);
     void find(std::span<const orven::Photon_Event> events, const Interval& interval);
-    /// Looks closer at some of the events: at evenly chosen ones of each range.
+    /// Looks closer at some of the events, which are the same in whatever ranges they come.
     void sample(std::span<const orven::Photon_Event> events, const Interval& interval);
     void count_found();
     void take_back_found();
@@ -86,9 +86,9 @@ private:
     std::size_t piece_length;
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::unique_ptr<std::size_t[]> cells;  ///< of the piece's events
-    Found found{};                         ///< in the piece
+    Event_Account found;                   ///< in the piece
+    std::size_t piece_first = 0;           ///< the number of its first event in the file
     std::size_t sample_distance = 1;       ///< from one event that is looked at closer to the next
-    std::size_t next_sample = 0;           ///< how many events there are before it
     Event_Account account;
     std::optional<Trigger_Walk> walk;   ///< along the triggers of `walked`, if that is still open
     std::weak_ptr<const Input> walked;  ///< does not keep the file open

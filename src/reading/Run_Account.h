@@ -12,7 +12,7 @@ struct Event_Account {
     std::uint64_t recorded = 0;  ///< in the files, as far as they were read
     std::uint64_t accepted = 0;  ///< of these, passed by the filter
     std::uint64_t counted = 0;   ///< of these, counted in the image
-    std::uint64_t sampled = 0;   ///< of these, evenly chosen ones of which is known:
+    std::uint64_t sampled = 0;   ///< of these, evenly chosen ones of which is known more
     std::uint64_t early = 0;     ///< those up to one bin before the first, in which they count
 
     /// Kept out by the filter.
@@ -20,6 +20,15 @@ struct Event_Account {
     /// Passed by the filter, and outside the image, its time bins or all trigger intervals.
     [[nodiscard]] std::uint64_t outside() const noexcept { return accepted - counted; }
 
+    /// Takes back what was added before; until then, numbers may wrap.
+    Event_Account& operator-=(const Event_Account& other) noexcept {
+        recorded -= other.recorded;
+        accepted -= other.accepted;
+        counted -= other.counted;
+        sampled -= other.sampled;
+        early -= other.early;
+        return *this;
+    }
     Event_Account& operator+=(const Event_Account& other) noexcept {
         recorded += other.recorded;
         accepted += other.accepted;

@@ -77,7 +77,7 @@ class Program:
 
     def __init__(self, folder, command=None):
         self.folder = folder
-        self.command, self.executable = (command, None) if command else (["vexolan"], VEXOLAN)
+        self.command = command
 
     def raw(self, *arguments, time_zone="UTC", largest_file=resource.RLIM_INFINITY, user=None):
         """Runs the program, by root as another user; every write to a file beyond `largest_file`
@@ -90,8 +90,9 @@ class Program:
             self.folder.chmod(0o777)
             other = {"user": user, "group": user, "extra_groups": []}
         done = subprocess.run(
-            [*self.command, *map(str, arguments)], executable=self.executable, cwd=self.folder,
-            env=environment, capture_output=True, timeout=60, check=False, **other,
+            [*(self.command or ["vexolan"]), *map(str, arguments)],
+            executable=None if self.command else VEXOLAN, cwd=self.folder, env=environment,
+            capture_output=True, timeout=60, check=False, **other,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         return Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
 

@@ -122,7 +122,8 @@ def test_what_may_be_written_is_not_what_lies_in_a_folder_that_may(vexolan):
             os.chown(path, NOBODY, NOBODY)
     (vexolan.folder / "protected").chmod(0o400)
     (vexolan.folder / "folder").chmod(0o500)
-    arguments = ["-x", 3, "-o", "folder/old", "--strict", "true"]
+    vexolan.record("a", [Event()])
+    arguments = ["-i", "a.orvenevent", "-x", 3, "-o", "folder/old", "--strict", "true"]
     assert vexolan(*arguments, user=NOBODY) == ended(out=info(0, "folder/old"))
     assert vexolan.pages("folder/old").shape == (1, 3, 3) and b"old" not in vexolan.bytes("folder/old")
     for path, text in (("protected", "may not be written!"),

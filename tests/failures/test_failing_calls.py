@@ -143,12 +143,22 @@ def test_only_the_output_must_close_without_an_error(run, faults):
     assert failures == [message]
 
 
+@pytest.mark.parametrize("number", [2, 3, 5, 8])
+def test_write_that_fails_once_among_many_pages_ends_the_run(vexolan, faults, number):
+    vexolan.record("a", [Event()])
+    faults("write", number, number, errno=errno.EIO)
+    outcome = vexolan("-i", "a.orvenevent", "-x", 64, "-t", 1, "-T", 50, "-o", "out")
+    assert "could not be written (Input/output error)" in what(outcome)
+    assert not vexolan.exists()
+
+
 @pytest.mark.parametrize("option, end", [
     ("--inputListFile", ended(err=error("could not read file: text"))),
     ("-f", aborted(error('settings file "text" could not be read') + assertion("IsObject()")))])
 @pytest.mark.parametrize("number", [1, 2])  # the second read only asks for what follows
 def test_text_that_cannot_be_read_to_its_end_is_an_error(vexolan, faults, option, end, number):
     vexolan.put("text", '{"vexolan": {}}')
+    number += option == "--inputListFile"  # the first asks whether it is a recording
     faults("read", number, number, errno=errno.EIO)
     assert vexolan(option, "text", "-o", "out") == end
     assert not vexolan.exists()

@@ -22,31 +22,29 @@ struct Division {
     Parts parts;
 };
 
-class divide_events_in_pieces_of_10 : public testing::TestWithParam<Division> {};
-
-TEST_P(divide_events_in_pieces_of_10, cuts_files_at_the_nearest_piece) {
-    const auto& [files, n, parts] = GetParam();
-    EXPECT_EQ(divided(files, n, 10), parts);
+TEST(divide_events, cuts_files_at_the_nearest_piece) {
+    const std::vector<Division> divisions{
+        {{}, 2, {{}, {}}},                       // no files
+        {{{0, true}, {0, false}}, 2, {{}, {}}},  // no events
+        {{{40, true}}, 2, {{{0, 0, 20}}, {{0, 20, 40}}}},
+        {{{48, true}}, 2, {{{0, 0, 20}}, {{0, 20, 48}}}},
+        {{{52, true}}, 2, {{{0, 0, 30}}, {{0, 30, 52}}}},
+        {{{7, true}}, 3, {{}, {}, {{0, 0, 7}}}},  // more ranks than pieces
+        {{{15, true}}, 3, {{{0, 0, 10}}, {}, {{0, 10, 15}}}},
+        {{{30, true}, {0, true}, {30, true}}, 2, {{{0, 0, 30}}, {{2, 0, 30}}}},
+        {{{20, true}, {0, true}, {60, true}}, 2, {{{0, 0, 20}, {2, 0, 20}}, {{2, 20, 60}}}},
+        {{{40, false}}, 3, {{}, {{0, 0, 40}}, {}}},  // one rank has all of it
+        {{{20, true}, {40, false}}, 2, {{{0, 0, 20}}, {{1, 0, 40}}}},
+        {{{40, false}, {20, true}}, 2, {{{0, 0, 40}}, {{1, 0, 20}}}},
+        {{{5, true}, {5, true}, {5, true}, {5, true}},  // many small files
+         2,
+         {{{0, 0, 5}, {1, 0, 5}}, {{2, 0, 5}, {3, 0, 5}}}},
+    };
+    for (std::size_t i = 0; i < divisions.size(); ++i) {
+        const auto& [files, n, parts] = divisions[i];
+        EXPECT_EQ(divided(files, n, 10), parts) << i;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    table, divide_events_in_pieces_of_10,
-    testing::Values(
-        Division{{}, 2, {{}, {}}},                       // no files
-        Division{{{0, true}, {0, false}}, 2, {{}, {}}},  // no events
-        Division{{{40, true}}, 2, {{{0, 0, 20}}, {{0, 20, 40}}}},
-        Division{{{48, true}}, 2, {{{0, 0, 20}}, {{0, 20, 48}}}},
-        Division{{{52, true}}, 2, {{{0, 0, 30}}, {{0, 30, 52}}}},
-        Division{{{7, true}}, 3, {{}, {}, {{0, 0, 7}}}},  // more ranks than pieces
-        Division{{{15, true}}, 3, {{{0, 0, 10}}, {}, {{0, 10, 15}}}},
-        Division{{{30, true}, {0, true}, {30, true}}, 2, {{{0, 0, 30}}, {{2, 0, 30}}}},
-        Division{{{20, true}, {0, true}, {60, true}}, 2, {{{0, 0, 20}, {2, 0, 20}}, {{2, 20, 60}}}},
-        Division{{{40, false}}, 3, {{}, {{0, 0, 40}}, {}}},  // one rank has all of it
-        Division{{{20, true}, {40, false}}, 2, {{{0, 0, 20}}, {{1, 0, 40}}}},
-        Division{{{40, false}, {20, true}}, 2, {{{0, 0, 40}}, {{1, 0, 20}}}},
-        Division{{{5, true}, {5, true}, {5, true}, {5, true}},  // many small files
-                 2,
-                 {{{0, 0, 5}, {1, 0, 5}}, {{2, 0, 5}, {3, 0, 5}}}}));
 
 /// All parts together must be all events in list order, whatever the files.
 TEST(divide_events, each_event_is_in_one_part_and_parts_are_about_equal) {

@@ -43,7 +43,7 @@ TEST(Ranks, gather_lists_of_any_length_in_their_order) {
 
 TEST(gather_failures, keeps_texts_and_types_that_users_see) {
     const std::vector<std::string> texts{"", "7", " a:\n", "std::bad_alloc", "-1x2:", "0"};
-    const std::string text = texts.at(ranks->rank());
+    const std::string& text = texts.at(ranks->rank());
     const std::vector<File_Failure> own{
         {ranks->rank(), std::make_exception_ptr(std::invalid_argument(text))},
         {1000, std::make_exception_ptr(std::length_error(text))}};
