@@ -31,8 +31,8 @@ py::array_t<std::uint32_t> array_of(Counters cells, const Image_Settings& settin
     const py::capsule owner(owned.get(),
                             [](void* memory) { delete static_cast<Counters*>(memory); });
     owned.release();
-    const auto [columns, rows, nPages] = std::array{
-        settings.size_x, settings.size_y, page_sizes(settings).nPages};
+    const auto [columns, rows, nPages] =
+        std::array{settings.size_x, settings.size_y, page_sizes(settings).nPages};
     std::vector<std::size_t> shape{rows, columns};
     if (settings.time_res_s) {
         shape.insert(shape.begin(), nPages);
