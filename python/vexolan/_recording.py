@@ -100,8 +100,7 @@ class Recording:
         Parameters
         ----------
         since : str
-            "start": all events. "trigger": those from the first trigger of their file on, and
-            before its last one.
+            "start": all events. "trigger": those before the last trigger of their file.
 
         shape, photons, psd, region, progress
             As the class says.
