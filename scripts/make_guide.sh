@@ -22,7 +22,7 @@ from PIL import Image
 folder, pictures = map(pathlib.Path, sys.argv[1:])
 for path in folder.glob("*.png"):
     picture = Image.open(path).convert("RGB")
-    picture.thumbnail((1100, 1100), Image.Resampling.LANCZOS)
-    picture.quantize(96, Image.Quantize.MAXCOVERAGE).save(pictures / f"guide-{path.name}", optimize=True)
+    picture.thumbnail((1800, 1800), Image.Resampling.LANCZOS)
+    picture.quantize(64, Image.Quantize.MAXCOVERAGE).save(pictures / f"guide-{path.name}", optimize=True)
 END
 ls -l docs/pictures

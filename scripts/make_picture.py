@@ -1,16 +1,21 @@
-"""Makes one PNG picture of images and image sequences that vexolan wrote."""
+"""Makes one picture of images and image sequences that vexolan wrote, in the style of
+vexolan-plot."""
 
 import argparse
 import pathlib
+import sys
 
-import numpy
 import tifffile
-from PIL import Image, ImageDraw
+from matplotlib.figure import Figure
 
-PICTURE_WIDTH = 800
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tools/plot"))
+sys.dont_write_bytecode = True
+
+from vexolan_plot import figure as style
+from vexolan_plot.panels import COLOURS, white_level
+
+WIDTH = 9  # inches
 PAGES_PER_ROW = 5
-LABEL_HEIGHT = 16
-GREY_LEVELS = 32  # more would only draw the noise of the counts, in a larger file
 
 
 def main():
@@ -20,58 +25,47 @@ def main():
     parser.add_argument("--time-bin", type=float, default=1.0, help="seconds per page")
     options = parser.parse_args()
 
-    images, pages = [], []
-    for path in options.images:
-        counts = tifffile.imread(path)
-        if counts.ndim == 2:
-            images.append((pathlib.Path(path).stem, counts))
-        else:
-            pages += [(time_label(i, options.time_bin), page) for i, page in enumerate(counts)]
-    rows = [draw_row(images, len(images))] if images else []
-    for first in range(0, len(pages), PAGES_PER_ROW):
-        rows.append(draw_row(pages[first : first + PAGES_PER_ROW], PAGES_PER_ROW))
-    stack(rows).quantize(GREY_LEVELS).save(options.picture, optimize=True)
+    all_counts = {pathlib.Path(path).stem: tifffile.imread(path) for path in options.images}
+    images = [{name: counts} for name, counts in all_counts.items() if counts.ndim == 2]
+    groups = [images] if images else []
+    groups += [[{time_text(page, options.time_bin): counts for page, counts in enumerate(pages)}]
+               for pages in all_counts.values() if pages.ndim == 3]
+    style.prepare()
+    draw(groups).savefig(options.picture, dpi=150)
 
 
-def time_label(page, time_bin):
+def time_text(page, time_bin):
     return f"{1000 * page * time_bin:g} to {1000 * (page + 1) * time_bin:g} ms"
 
 
-def draw_row(labelled_counts, tiles_per_row):
-    """Tiles side by side, each with its label above it."""
-    tile_width = PICTURE_WIDTH // tiles_per_row
-    tiles = [draw_tile(label, counts, tile_width) for label, counts in labelled_counts]
-    row = Image.new("L", (sum(tile.width for tile in tiles), max(tile.height for tile in tiles)))
-    x = 0
-    for tile in tiles:
-        row.paste(tile, (x, 0))
-        x += tile.width
-    return row
+def draw(groups):
+    """Groups below each other. In a group are sets of tiles beside each other; the tiles of a set
+    have one scale of colours."""
+    heights = [height_of(group) for group in groups]
+    figure = Figure(figsize=(WIDTH, sum(heights)), layout="constrained")
+    rows = figure.subfigures(len(groups), height_ratios=heights, squeeze=False)[:, 0]
+    for row, group in zip(rows, groups):
+        for part, tiles in zip(row.subfigures(1, len(group), squeeze=False)[0], group):
+            draw_tiles(part, tiles)
+    return figure
 
 
-def draw_tile(label, counts, max_width):
-    """Grey from 0 to nearly the highest count of this tile; row 0 is at the top, as stored.
-
-    The number in the label is the sum of all counts.
-    """
-    white = max(numpy.percentile(counts, 99.5), 1)
-    grey = numpy.clip(counts * (255 / white), 0, 255).astype(numpy.uint8)
-    image = Image.fromarray(grey)
-    image.thumbnail((max_width, image.height), Image.Resampling.BOX)
-    tile = Image.new("L", (image.width, image.height + LABEL_HEIGHT))
-    tile.paste(image, (0, LABEL_HEIGHT))
-    text = f"{label}: {counts.sum():,}"
-    ImageDraw.Draw(tile).text((4, 2), text, fill=255)
-    return tile
+def height_of(group):
+    sides = len(group) if len(group) > 1 else min(len(group[0]), PAGES_PER_ROW)
+    return 0.92 * WIDTH / sides * -(-max(map(len, group)) // PAGES_PER_ROW)
 
 
-def stack(rows):
-    picture = Image.new("L", (max(row.width for row in rows), sum(row.height for row in rows)))
-    y = 0
-    for row in rows:
-        picture.paste(row, (0, y))
-        y += row.height
-    return picture
+def draw_tiles(part, tiles):
+    columns = min(len(tiles), PAGES_PER_ROW)
+    axes = part.subplots(-(-len(tiles) // columns), columns, squeeze=False).ravel()
+    white, clipped = max(map(white_level, tiles.values()))
+    for panel in axes:
+        panel.axis("off")
+    for panel, (name, counts) in zip(axes, tiles.items()):
+        picture = panel.imshow(counts, vmin=0, vmax=white, cmap=COLOURS)
+        panel.set_title(f"{name}: {counts.sum():,}", size=8)
+    part.colorbar(picture, ax=axes.tolist(), extend="max" if clipped else "neither", pad=0.02,
+                  aspect=30).set_label("events per pixel")
 
 
 if __name__ == "__main__":

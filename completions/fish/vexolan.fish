@@ -1,9 +1,18 @@
+# Recordings and folders; after a comma, for the last part of the list.
+function __vexolan_event_files
+    set -l typed (commandline -ct | string replace -r -- '^(--inputFiles=|-i)' '')
+    set -l before (string match -r -- '^.*,' $typed)
+    set -l part (string replace -r -- '^.*,' '' $typed)
+    set -l found (complete -C "__fish_command_without_completions $part")
+    string match -r -- '^.*(?:/|\.orvenevent)$' $found | string replace -r -- '^' "$before"
+end
+
 complete -c vexolan -f
 complete -c vexolan -s h -l help -d 'Print the options'
 complete -c vexolan -l license -d 'Print the licence terms'
 complete -c vexolan -l version -d 'Print the version number'
 complete -c vexolan -s f -l paramsFile -rk -a '(__fish_complete_suffix .json)' -d 'Read settings from a JSON file'
-complete -c vexolan -s i -l inputFiles -rk -a '(__fish_complete_suffix .orvenevent)' -d 'Event files, separated by commas'
+complete -c vexolan -s i -l inputFiles -x -a '(__vexolan_event_files)' -d 'Event files, separated by commas'
 complete -c vexolan -s I -l inputFolder -xa '(__fish_complete_directories)' -d 'All event files of a folder'
 complete -c vexolan -l inputListFile -rF -d 'Text file with an event file per line'
 complete -c vexolan -s o -l outputFile -rF -d 'The image to write'

@@ -106,7 +106,7 @@ private:
 using Placement = std::variant<Integrated_Placement, Time_Bin_Placement, Frame_Placement>;
 
 [[nodiscard]] inline bool is_inside(const Placement& placement, const orven::Photon_Event& event,
-                                    orven::Event_Time time, std::size_t frameIndex) noexcept {
+                                    orven::Event_Time time, std::size_t frameIndex) {
     return std::visit(
         [&](const auto& each) { return each.place(event, time, frameIndex).inside != 0; },
         placement);

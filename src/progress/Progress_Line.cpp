@@ -31,11 +31,13 @@ std::string with_prefix(double number) {
     return text.str();
 }
 
-/// The time left at the mean speed so far, as minutes and seconds.
+/// The time left at the mean speed so far, as minutes and seconds. It is not told before it
+/// means something: when a hundredth is done, or after a while.
 std::string time_left(double done, double all, Duration time) {
+    constexpr Duration a_while(10);
     const double seconds = std::ceil((all - done) / done * time.count());
     constexpr double longest = 359'999;
-    if (!(seconds >= 0 && seconds <= longest)) {
+    if ((done < all / 100 && time < a_while) || !(seconds <= longest)) {
         return "";
     }
     const auto whole = static_cast<int>(seconds);

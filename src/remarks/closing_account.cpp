@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -98,11 +100,11 @@ void tell_closing_account(const Run_Report& report) {
     add_events(report.account, rows);
     add_left_out(report, rows);
     add_image(report, rows);
-    constexpr std::size_t label_width = 10;
-    std::string lines;
+    std::ostringstream lines;
     for (const auto& [label, text] : rows) {
-        const std::string line = label + std::string(label_width - label.size(), ' ') + text;
-        lines += line.substr(0, terminal_columns()) + '\n';
+        constexpr std::size_t label_width = 10;
+        lines << std::left << std::setw(label_width) << label
+              << text.substr(0, terminal_columns() - label_width) << '\n';
     }
-    tell(lines);
+    tell(lines.str());
 }

@@ -1,6 +1,8 @@
 """Manual pages and completions name the options that the programs have, and no others; and figures
 are those that were measured."""
 
+import itertools
+import json
 import pathlib
 import re
 import subprocess
@@ -65,7 +67,8 @@ def in_zsh(name):
 
 def in_fish(name):
     found = set()
-    for line in (ROOT / f"completions/fish/{name}.fish").read_text().splitlines():
+    text = (ROOT / f"completions/fish/{name}.fish").read_text()
+    for line in re.findall("^complete .*", text, re.MULTILINE):
         letters, names = re.findall(r" -s (\w)", line), re.findall(r" -l ([\w-]+)", line)
         if letters or names:
             found.add(Option(frozenset([f"-{letter}" for letter in letters]
@@ -107,6 +110,47 @@ def test_manual_lists_the_keys_of_the_settings_file():
                         re.MULTILINE | re.DOTALL)[1]
     rows = re.findall(r"^\| (\w+) ", section, re.MULTILINE)
     assert rows == ["key", *TYPES]
+
+
+def fields(value, path=""):
+    """The paths of all members of objects, those of lists without their numbers."""
+    if isinstance(value, dict):
+        for key, member in value.items():
+            if not re.fullmatch(r"[\d.]+", key):  # a number is no name
+                yield f"{path}{key}"
+                yield from fields(member, f"{path}{key}.")
+    elif isinstance(value, list):
+        for member in value:
+            yield from fields(member, path.removesuffix(".") + "[].")
+
+
+def described(heading):
+    """The names in the first cells of the table below this heading, and of what they are in."""
+    text = (ROOT / "docs/json.md").read_text().split(f"# {heading}\n")[1].split("\n#")[0]
+    names = re.findall(r"`([^`]+)`", " ".join(re.findall(r"^\| (`.*?) \|", text, re.MULTILINE)))
+    return set(names) | {parent.removesuffix("[]") for name in names for parent in
+                         itertools.accumulate(name.split(".")[:-1], "{}.{}".format)}
+
+
+def test_every_field_of_json_is_described(vexolan):
+    subprocess.run([pathlib.Path(program.VEXOLAN).with_name("vexolan-simulate"), "-o",
+                    vexolan.folder, "-n", "500k", "--triggers"], check=True, timeout=60)
+    vexolan.record("hot", 1000 * [recording.Event()], [0, 5])
+    vexolan.put("faulty.orvenevent", "ORVEN")
+    told = json.loads(subprocess.run(
+        [pathlib.Path(program.VEXOLAN).with_name("vexolan-info"), "--json", vexolan.folder],
+        capture_output=True, timeout=60, check=False).stdout)
+    summary = set(fields(told["total"].pop("summary")))
+    for file in told["inputs"]:
+        assert set(fields(file.pop("summary", {}))) <= summary
+    assert summary == described("A summary")
+    assert set(fields(told)) | {"inputs[].summary", "total.summary"} == described(
+        "vexolan-info --json")
+
+    vexolan("-I", ".", "-p", 0, "-P", 1, "-E", "reference", "-t", 0.001, "-T", 10, "--region",
+            "0,0,128,128", "--timeStart", 0.001, "--upright", "true", "-o", "o.tif", "--report",
+            "report.json")
+    assert set(fields(json.loads(vexolan.bytes("report.json")))) == described("The report of a run")
 
 
 def hexdump(data):

@@ -1,6 +1,7 @@
 """What the documentation shows to be typed does what it says."""
 
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -29,10 +30,21 @@ def test_the_guide_makes_its_pictures(tmp_path):
 
 def test_recipes_lose_no_event(tmp_path):
     run_document("recipes.md", tmp_path)
-    for pattern in ("images/*.tif", "sum.tif", "pages/*.tif", "part_*.tif"):
+    for pattern in ("images/*.tif", "sequences/*.tif", "sum.tif", "pages/*.tif", "part_*.tif"):
         images = [tifffile.imread(path) for path in tmp_path.glob(pattern)]
         assert sum(int(image.sum()) for image in images) == 400_000, pattern
     assert tifffile.imread(tmp_path / "period.tif").sum() == 400_000
+
+
+def test_what_is_shown_of_the_format_writes_what_it_reads(vexolan):
+    text = (PROJECT / "docs/event-file-format.md").read_text()
+    read, write = re.findall("^```python\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
+    vexolan.put("both.py", f"{write}\nwritten = events, triggers\n{read}"
+                "assert all((a == b).all() for a, b in zip(written, (events, triggers)))\n")
+    subprocess.run([sys.executable, "both.py"], cwd=vexolan.folder, check=True, timeout=60)
+    assert vexolan("-i", "run_000.orvenevent", "-E", "reference", "-t", 0.01, "-T", 1,
+                   "-o", "out") == program.ended(program.info(10))
+    assert vexolan.pages().sum() == 1000
 
 
 def test_what_is_shown_of_the_output_runs(tmp_path):

@@ -1,42 +1,15 @@
-"""What vexolan-info tells of recordings, and that its suggestions run as printed."""
+"""What vexolan-info tells of recordings."""
 
-import json
-import os
 import pathlib
 import re
 import resource
-import subprocess
 
 import numpy
 import pytest
-import tifffile
 
-import program
 import recording
 from recording import PIXEL, TICK, Event
-
-INFO = os.environ.get("VEXOLAN_INFO", str(program.BUILD / "vexolan-info"))
-EVENT = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<u8"),
-                     ("psd", "<f8")])
-
-
-def info(*arguments, folder=None, **conditions):
-    return subprocess.run([INFO, *map(str, arguments)], cwd=folder, text=True, timeout=60,
-                          check=False, **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
-                                          **conditions})
-
-
-def told(*arguments, status=0, folder=None):
-    done = info("--json", *arguments, folder=folder)
-    assert (done.returncode, done.stderr) == (status, "")
-    return json.loads(done.stdout)
-
-
-def write(path, events, triggers=None):
-    blocks = [recording.build()]
-    if triggers is not None:
-        blocks.append(recording.triggers(*triggers))
-    path.write_bytes(recording.container(*blocks, recording.block(b"events", events.tobytes())))
+from surveying import EVENT, HUNDRED, MS, SECOND, events_of, info, report_of, told, write
 
 
 def odd_events(seed, n, triggers, period):
@@ -89,21 +62,27 @@ def expect_distribution(distribution, values, tolerance):
     for part, value in distribution["quantiles"].items():
         exact = numpy.quantile(values, float(part), method="inverted_cdf")
         assert value in values and value == pytest.approx(exact, rel=tolerance)
+    assert distribution["exact"] == (tolerance == 0)
     edges, counts = distribution["counts"]["edges"], distribution["counts"]["counts"]
     assert numpy.histogram(values, edges)[0].tolist() == counts
 
 
 def since_trigger(events, triggers, width):
     """Counts of the time since the trigger before in bins of so many ticks, the last of those
-    beyond, and the number of events outside of all intervals."""
+    beyond, and the numbers of events before and after all intervals."""
     index = numpy.searchsorted(triggers, events["time"], "right")
     inside = (index > 0) & (index < len(triggers))
     since = events["time"][inside] - triggers[index[inside] - 1]
     bins = numpy.minimum(since // width, 1024)
-    return numpy.append(numpy.bincount(bins, minlength=1025), (~inside).sum())
+    return numpy.append(numpy.bincount(bins, minlength=1025),
+                        [(index == 0).sum(), (index == len(triggers)).sum()])
 
 
-def test_it_tells_what_numpy_finds(tmp_path):
+@pytest.mark.parametrize("options, least, most", [
+    ("", (0, -numpy.inf), (2**64, numpy.inf)),
+    ("-m 5 -M 0x7d0 -p -0.1 -P 0.6", (5, -0.1), (2000, 0.6)),
+])
+def test_it_tells_what_numpy_finds(tmp_path, options, least, most):
     n = 150_000
     periods = 1_000_003, 300_007, 5_000_009
     triggers = [jittered(1, -7_000_000, periods[0], 41, [5, 20, 21]),
@@ -112,11 +91,17 @@ def test_it_tells_what_numpy_finds(tmp_path):
     files = [odd_events(*each) for each in zip(range(3), 3 * [n], triggers, periods)]
     for i, (events, series) in enumerate(zip(files, triggers)):
         write(tmp_path / f"{i}.orvenevent", events, series)
+    if options:
+        files = [each[(each["photons"] >= least[0]) & (each["photons"] <= most[0])
+                      & (each["psd"] >= least[1]) & (each["psd"] <= most[1])] for each in files]
     both = numpy.concatenate(files)
-    report = told(tmp_path)
+    report = told(*options.split(), tmp_path)
     total, summary = report["total"], report["total"]["summary"]
 
-    assert [summary["events"], summary["triggers"], total["files"]] == [3 * n, 90, 3]
+    assert [summary["events"], summary["triggers"], total["files"]] == [both.size, 90, 3]
+    assert summary["rejected"] == 3 * n - both.size
+    assert total["overlap"]
+    assert options.replace("0x7d0", "2000") in report["suggestions"][0]["shell"]
     for each, events, series, missing in zip(report["inputs"], files, triggers, [3, 0, 1]):
         expect_time(each["summary"]["time"], events)
         expect_period(each["summary"]["trigger_period"], [series], missing)
@@ -144,7 +129,15 @@ def test_it_tells_what_numpy_finds(tmp_path):
     width, = ticks(since, "bin")
     assert width == 1024  # holds the period of the first file
     counts = sum(since_trigger(*each, width) for each in zip(files, triggers))
-    assert [*since["counts"], since["beyond"], since["without"]] == counts.tolist()
+    assert [*since["counts"], since["beyond"], since["before_first"],
+            since["after_last"]] == counts.tolist()
+    assert since["without"] == sum(counts[-2:])
+
+    sample = total["sample"]
+    values = numpy.stack([sample["nPhotons"], numpy.array(sample["psd"], float)], axis=1)
+    events = numpy.stack([both["photons"], both["psd"]], axis=1)
+    assert len(values) == pytest.approx(both.size / sample["one_in"], rel=0.02)
+    assert set(map(repr, values.tolist())) <= set(map(repr, events.tolist()))
 
 
 @pytest.mark.parametrize("rows, triggers", [([], None), ([], []),
@@ -161,22 +154,21 @@ def test_little_is_told_of_little(tmp_path, rows, triggers):
     if len(rows) == 1:
         assert set(summary["nPhotons"]["quantiles"].values()) == {1000}
         assert summary["psd"] == {"smallest": None, "largest": None, "nan": 1, "quantiles": None,
-                                  "counts": None}
+                                  "exact": None, "counts": None}
     assert info(tmp_path).returncode == 0
 
 
-def report_of(tmp_path, triggers=None, **columns):
-    """The text about a file with 100 events that are alike but in these columns."""
-    events = numpy.zeros(100, EVENT)
-    events["photons"] = 1
-    for column, values in columns.items():
-        events[column] = values
-    write(tmp_path / "a.orvenevent", events, triggers)
-    return info("a.orvenevent", folder=tmp_path).stdout
-
-
-HUNDRED = numpy.arange(100)
-SECOND = round(1 / TICK)
+def rows_of(report, title):
+    """The names and counts of a histogram, whose rows align; another may be beside it."""
+    block = next(each.splitlines() for each in report.split("\n\n") if title in each)
+    first = block[0].index(title)
+    second = block[0].find("PSD values")
+    columns = slice(first, second if second > first else None)
+    rows = [re.match(r" *\S+ +[\d,]+", line[columns])
+            for line in block[1:] if line[columns].strip()]
+    assert len({row.end() for row in rows}) <= 1
+    return [(name, int(count.replace(",", ""))) for name, count in
+            (row[0].split() for row in rows)]
 
 
 @pytest.mark.parametrize("columns, lines", [
@@ -184,30 +176,27 @@ SECOND = round(1 / TICK)
      ["time      0 s to 39,600 s, 39,600 s long, 0.00253 events/s"]),
     ({"time": 131_072 * SECOND + SECOND // 100 * HUNDRED},
      ["time      131,072 s to 131,073 s, 990 ms long, 101 events/s"]),
+    ({"time": 646_400 * 100 * HUNDRED - 10},
+     ["time      -15.6 ns to 10 s, 10 s long, 10 events/s"]),
+    ({"time": (SECOND - 40_000) * (HUNDRED > 0)},
+     ["time      0 s to 1 s, 1 s long, 100 events/s"]),
     ({"time": numpy.where(HUNDRED == 99, SECOND // 10 + 25_600, HUNDRED)},
      ["time      0 s to 100 ms, 100 ms long, 1 kevents/s"]),
     ({"time": numpy.where(HUNDRED == 9, 2, HUNDRED)},
-     ["events    100 in 3.26 kB, NOT in order of time: 1 step back, by up to 9.375 ns"]),
+     ["events    100 in 3.26 kB, NOT in order of time: 1 step back, by up to 9.37 ns"]),
     ({"photons": 1 + 150 * HUNDRED},
-     ["photons   1 to 14,851, median 7,351, nine of ten from 601 to 14,101"]),
+     ["photons   1 to 14,851, median 7,351, 90 % between 601 and 14,101"]),
     ({"photons": numpy.where(HUNDRED < 50, 150, 200)},
-     ["photons   150 to 200, median 150, nine of ten from 150 to 200"]),
+     ["photons   150 to 200, median 150, 90 % between 150 and 200"]),
     ({"photons": numpy.full(100, 2**64 - 1, "u8")},
-     ["photons   1.845e+19 to 1.845e+19, median 1.84e+19, nine of ten from 1.84e+19 to 1.84e+19",
-      f"{'1.8e+19':>10}{100:16} {50 * '#'}"]),
+     ["photons   1.845e+19 to 1.845e+19, median 1.84e+19, 90 % between 1.84e+19 and 1.84e+19",
+      f"1.8e+19 100 {24 * '#'}    0 100 {30 * '#'}"]),
     ({"psd": numpy.where(HUNDRED < 10, -numpy.inf, 0.5)},
-     ["PSD       -inf to 0.5, median 0.5, nine of ten from -inf to 0.5"]),
+     ["PSD       -inf to 0.5, median 0.5, 90 % between -inf and 0.5"]),
     ({"psd": numpy.where(HUNDRED < 10, 1.7e308, -1.7e308)}, []),
     ({"psd": numpy.where(HUNDRED < 1, -10, HUNDRED / 500 - 0.6)},
-     ["PSD       -10 to -0.402, median -0.502, nine of ten from -0.592 to -0.412"]),
-    ({"psd": numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100)},
-     [f"{'0.88':>10}{2:16} #", f"{'0.9':>10}{77:16} {50 * '#'}"]),
-    ({"psd": numpy.where(HUNDRED < 50, 1, 1.0099)},
-     [f"{'1':>10}{50:16} {50 * '#'}", f"{'1.0005':>10}{0:16} ", f"{'1.001':>10}{0:16} "]),
+     ["PSD       -10 to -0.402, median about -0.502, 90 % between about -0.592 and -0.412"]),
     ({"photons": 2**53 + HUNDRED % 4}, []),
-    ({"photons": 980 + HUNDRED % 40},
-     [f"{row:10}{6:16} {50 * '#'}" for row in range(980, 1000, 2)] +
-     [f"{row:10,}{4:16} {33 * '#'}" for row in range(1000, 1020, 2)]),
     ({"x": PIXEL * (HUNDRED + 3) // 2, "y": PIXEL * (HUNDRED % 10 + 40) // 4},
      ["position  x 1.50 to 51.00, y 10.00 to 12.25 detector pixels"]),
     ({"triggers": [0, 640, 1280, 2560]},
@@ -220,18 +209,33 @@ def test_odd_values_are_told_readably(tmp_path, columns, lines):
     report = report_of(tmp_path, **columns)
     for line in lines:
         assert f"  {line}\n" in report
-    assert not any(odd in report for odd in ("nan", "e+0", "All 1 file"))
-    for section in report.split("\n\n"):
-        names = re.findall(r"^ +(\S+) +[\d,]+ #*$", section, re.MULTILINE)
+    assert not any(odd in report for odd in ("nan", "e+0", "1,000 ms", "All 1 file"))
+    for title in {"Photons per event", "PSD values"} & set(re.split(" {2,}|\n", report)):
+        names = [name for name, _ in rows_of(report, title)]
         assert len(names) == len(set(names))
 
 
 def thresholds(report):
     """The rows of the PSD histogram: of how many values -p counts how many."""
-    rows = [row.split() for row in report.split("PSD values\n")[1].split("\n\n")[0].splitlines()]
-    counts = [int(row[1].replace(",", "")) for row in rows]
-    return [(float(name), sum(counts[i:])) for i, (name, *_) in enumerate(rows)
+    rows = rows_of(report, "PSD values")
+    return [(float(name), sum(count for _, count in rows[i:])) for i, (name, _) in enumerate(rows)
             if name not in ("below", "above")]
+
+
+@pytest.mark.parametrize("column, values, rows", [
+    ("psd", numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100), {"0.88": 2, "0.9": 77}),
+    ("psd", numpy.where(HUNDRED < 50, 1, 1.0099), {"1": 50, "1.0005": 0, "1.0095": 50}),
+    ("photons", 980 + HUNDRED % 40, {"980": 6, "998": 6, "1,000": 4, "1,018": 4}),
+    ("photons", 12_345_678 + 10_000 * HUNDRED, {"12,320,768": 5, "12,582,912": 7}),
+    # Between two populations each number has a row of its own.
+    ("photons", numpy.repeat([1, 2, 8, *range(9, 29)], [40, 10, 30, *20 * [1]]),
+     {"1": 40, "2": 10, "3": 0, "7": 0, "8": 30, "9": 1}),
+])
+def test_rows_have_real_counts(tmp_path, column, values, rows):
+    title = {"psd": "PSD values", "photons": "Photons per event"}[column]
+    found = dict(rows_of(report_of(tmp_path, **{column: values}), title))
+    assert {name: found.get(name) for name in rows} == rows
+    assert sum(found.values()) == 100
 
 
 @pytest.mark.parametrize("low, width", [(-0.5, 0.05), (0, 1e-6), (0.7, 1e-3), (0.5, 0.2)])
@@ -245,67 +249,6 @@ def test_rows_start_where_thresholds_would(tmp_path, low, width):
     for threshold, count in thresholds(info(tmp_path).stdout):
         assert (values >= threshold).sum() == count
     expect_distribution(told(tmp_path)["total"]["summary"]["psd"], values, 1 / 128)
-
-
-INTERVALS = "reference, frameSync: "
-UNTRIGGERED = INTERVALS + "no triggers were recorded."
-
-
-@pytest.mark.parametrize("triggers, times, options, notes", [
-    ([0, 64_000, 128_000], 1000 * HUNDRED,
-     ["", "-t 2e-06 -T 78", "-E reference -t 1e-06 -T 100", "-E frameSync -t 0.0001 -T 2"], []),
-    ([0, 64_001], 1000 * HUNDRED,
-     ["", "-t 2e-06 -T 78", "-E reference -t 2e-06 -T 51", "-E frameSync -t 0.000100002 -T 1"], []),
-    ([0, 2**63 - 1], HUNDRED[::-1],
-     ["", "-t 2e-09 -T 100", "-E reference -t 100000000 -T 73",
-      "-E frameSync -t 7205759403.792793 -T 1"],
-     [INTERVALS + "an event that comes late counts in the interval that the events before it have "
-      "reached."]),
-    ([5, 3, 6], HUNDRED - 100, ["", "-t 2e-09 -T 100 --timeStart -1.56e-07"],
-     [INTERVALS + "the triggers are not in order of time."]),
-    (range(0, 4_200_000, 1000), HUNDRED,
-     ["", "-t 2e-09 -T 100", "-E reference -t 2e-08 -T 77", "-E frameSync -t 1.562e-06 -T 4096"],
-     []),
-    (None, 1000 * HUNDRED - 50_000, ["", "-t 2e-06 -T 79 --timeStart -8e-05"], [UNTRIGGERED]),
-    (None, 2**60 + SECOND * HUNDRED, ["", "-t 1 -T 100 --timeStart 1801439850"], [UNTRIGGERED]),
-    (None, numpy.where(HUNDRED, -2**63, 0), [""],
-     ["ignore: the events are too far from time zero for time bins that begin with them.",
-      UNTRIGGERED]),
-    ([], HUNDRED, ["", "-t 2e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
-    ([5, 5, 5], SECOND + HUNDRED, ["", "-t 2e-09 -T 100 --timeStart 1"],
-     [INTERVALS + "the triggers have no period."]),
-    ([5, 5, 5], SECOND, [""], [INTERVALS + "the triggers have no period."]),
-])
-def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
-    report = report_of(tmp_path, triggers, time=times, x=2 * PIXEL * HUNDRED)
-    suggested = report.split("Suggestions\n")[1].splitlines()
-    commands = [line.split(" -i a.orvenevent", 1)[1] for line in suggested if " vexolan " in line]
-    assert [command.split(" -o ")[0].replace(" -x 256 --upright true", "").strip()
-            for command in commands] == options
-    assert suggested[3 * len(options):] == [f"  {note}" for note in notes]
-    since = told("a.orvenevent", folder=tmp_path)["total"]["events_since_trigger"]
-    assert (since is None) == (len(options) < 4)
-
-
-@pytest.mark.parametrize("first, end, n_outside, region", [
-    ((100, 30), (110, 50), 0, "95,30,115,50"),
-    ((2, 240), (42, 256), 0, "2,216,42,256"),
-    ((7, 7), (8, 8), 0, "7,7,8,8"),
-    ((7, 7), (8, 8), 10, None),
-    ((0, 0), (181, 9), 0, "0,0,181,181"),
-    ((0, 0), (182, 9), 0, None),
-])
-def test_a_region_is_suggested_where_few_events_lie_elsewhere(tmp_path, first, end, n_outside,
-                                                              region):
-    columns, rows = (numpy.arange(*ends) for ends in zip(first, end))
-    events = numpy.zeros(10_000, EVENT)
-    events["x"], events["y"] = (PIXEL * numpy.resize(numpy.repeat(pixels, each), events.size)
-                                for pixels, each in ((columns, 1), (rows, columns.size)))
-    events[["x", "y"]][-4:] = [(0, 0), (0, 255 * PIXEL), (255 * PIXEL, 0), (300 * PIXEL, 0)]
-    events["x"][:n_outside] = 300 * PIXEL
-    write(tmp_path / "a.orvenevent", events)
-    shells = [each["shell"] for each in told(tmp_path)["suggestions"] if "--region" in each["shell"]]
-    assert [shell.split()[4] for shell in shells] == [region] * (region is not None)
 
 
 def test_a_pattern_of_very_many_pulses_has_the_period_of_most(tmp_path):
@@ -330,7 +273,9 @@ def test_faulty_files_are_told_of_and_count_nowhere(tmp_path):
                       f'file "{tmp_path}/missing" could not be opened!']
     assert (report["total"]["faulty"], report["total"]["summary"]["events"]) == (2, 3)
     text = info(tmp_path)
-    assert text.returncode == 1 and "FAULTY    File size mismatch!" in text.stdout
+    assert text.returncode == 1
+    assert text.stdout.startswith("1 of 2 files\n")
+    assert text.stdout.endswith(f"\nFaulty files\n  {tmp_path}/b.orvenevent: File size mismatch!\n")
 
 
 def test_a_few_descriptors_are_enough(tmp_path):
@@ -366,67 +311,85 @@ def test_a_folder_without_recordings_is_an_error(tmp_path):
                            f"{tmp_path}\n")
 
 
-def some_events(n, period):
-    return [Event(i % 256 * PIXEL, i % 100 * PIXEL, i * period // 8, i % 9, 0.5) for i in range(n)]
+def test_hot_pixels_are_those_far_above_what_is_around(tmp_path):
+    image = numpy.random.default_rng(8).poisson(5, (256, 256))
+    image[:, 200] = 60  # a line is none
+    image[33, 17], image[0, 0], image[50:52, 100:102] = 9000, 300, 70
+    rows, columns = numpy.repeat(numpy.indices(image.shape).reshape(2, -1), image.ravel(), axis=1)
+    write(tmp_path / "a.orvenevent", events_of(rows.size, x=PIXEL * columns, y=PIXEL * rows))
+    hot = told(tmp_path)["total"]["hot_pixels"]
+    assert [hot["pixels"], hot["over_100_times"], hot["events"]] == [6, 1, 9000 + 300 + 280]
+    assert [(each["x"], each["y"], each["events"]) for each in hot["hottest"]] == [
+        (17, 33, 9000), (0, 0, 300), *((x, y, 70) for y in (50, 51) for x in (100, 101))]
+    assert all(5 <= each["around"] <= 15 for each in hot["hottest"])
+    text = info(tmp_path).stdout
+    assert "  hot       6 pixels have over 2 times as many as around, " in text
+    assert "the hottest: x 17, y 33 with 9,000, around it " in text
 
 
-PERIOD = 640_000  # 1 ms
-ELEVEN = [i * PERIOD for i in range(11)]
-ALL_MODES = ["ignore", "ignore", "ignore", "reference", "frameSync"]
+def test_bars_show_a_course_and_no_false_dips(tmp_path):
+    periods = numpy.arange(200)[:, None]
+    times = (10 * MS * periods + MS * numpy.arange(5)).ravel()  # half of each period is dark
+    times = times[(times < 600 * MS) | (times >= 1000 * MS)]
+    write(tmp_path / "a.orvenevent", events_of(times.size, time=times),
+          10 * MS * numpy.arange(201))
+    course, since = re.findall(r"\|(.+)\|", info(tmp_path).stdout)
+    assert re.fullmatch("█+.? +.?█+", course)
+    assert 0.15 < course.count(" ") / len(course) < 0.25
+    assert re.fullmatch("[ ▁▂▃▄▅▆▇█]+ {25,}", since)
 
 
-def make_image(suggestion, folder):
-    """The pages that a suggested command line makes."""
-    tools = {**os.environ, "PATH": f"{pathlib.Path(program.VEXOLAN).parent}:{os.environ['PATH']}"}
-    done = subprocess.run(["sh"], input=suggestion["shell"], cwd=folder, env=tools,
-                          capture_output=True, text=True, timeout=60, check=False)
-    assert (done.returncode, done.stderr) == (0, "")
-    output, = folder.glob("*.tif")
-    assert output.stat().st_size == suggestion["file_bytes"]
-    with tifffile.TiffFile(output) as tiff:
-        pages = numpy.stack([page.asarray() for page in tiff.pages])
-    output.unlink()
-    return pages
+def test_odd_files_are_told_of(tmp_path):
+    every_ms = MS * numpy.arange(11)
+    times = MS // 10 * numpy.arange(100)
+    for i in range(20):
+        write(tmp_path / f"{i:02}.orvenevent", events_of(100, time=times), every_ms)
+    for name, n, late, triggers in [
+            ("a", 0, 0, every_ms), ("b", 100, 0, None), ("c", 100, 0, []),
+            ("d", 100, 0, 2 * every_ms), ("e", 100, 11 * MS, every_ms),
+            ("f", 100, 0, every_ms[::-1]),
+            ("g", 100, 0, numpy.delete(every_ms, 4))]:
+        write(tmp_path / f"{name}.orvenevent", events_of(n, time=times[:n] + late), triggers)
+    backwards = events_of(100, time=times)[::-1]
+    write(tmp_path / "h.orvenevent", backwards, every_ms)
+    (tmp_path / "i.orvenevent").write_bytes(b"ORVEN")
+    report = told(tmp_path, status=1)
+    odd = {pathlib.Path(each["path"]).stem: each["odd"] for each in report["inputs"]
+           if each.get("odd")}
+    assert odd == {
+        "a": ["no events"], "b": ["no triggers recorded"], "c": ["no trigger pulses"],
+        "d": ["trigger period 2 ms, not 1 ms"], "e": ["no events between triggers"],
+        "f": ["triggers not in order of time", "trigger period -1 ms, not 1 ms"],
+        "g": ["triggers missing"], "h": ["events not in order of time"]}
+    text = info(tmp_path).stdout
+    assert text.startswith("28 of 29 files\n") and len(text.splitlines()) < 60
+    assert text.count("/i.orvenevent") == 1 + text.count("grep -vxF")
+    assert f"\nOdd files\n  {tmp_path}/a.orvenevent: no events\n" in text
+    assert info("--files", tmp_path).stdout.count("\n  events ") == 28 + 1
 
 
-@pytest.mark.parametrize("names, triggers, modes", [
-    (["run/a", "run/b"], ELEVEN, ALL_MODES),
-    (["run of 'today'/a", "run of 'today'/b"], ELEVEN, ALL_MODES),
-    ([" one"], ELEVEN, ALL_MODES),
-    (["run.2/a", "run.2/b"], ELEVEN, ALL_MODES),
-    (["one, two"], ELEVEN, ALL_MODES),
-    (["run/a", "run/.hidden"], ELEVEN, ALL_MODES),
-    (["run/a", "run/b"], [], ALL_MODES[:3]),
-    ([f"run/{i:0200}" for i in range(700)], None, ALL_MODES[:3]),  # too long for a word
+@pytest.mark.parametrize("options, columns, warnings", [
+    ("", {"x": -PIXEL}, ["All of the events lie beside the detector."]),
+    ("", {"x": numpy.where(HUNDRED < 60, 256, 0) * PIXEL},
+     ["60 % of the events lie beside the detector."]),
+    ("", {"x": numpy.where(HUNDRED < 50, 256, 0) * PIXEL}, []),
+    ("-m 2", {}, ["No event is within the bounds."]),
+    ("", {"time": 200 * HUNDRED},
+     ["95 % of the events are from before the first trigger of their file, or after the last."]),
 ])
-@pytest.mark.parametrize("beside", ["", "faulty", "subfolder"])
-def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, beside):
-    for name in names:
-        path = tmp_path / f"{name}.orvenevent"
-        path.parent.mkdir(exist_ok=True)
-        path.write_bytes(recording.recording(some_events(80, PERIOD), triggers))
-    inputs = [names[0].split("/")[0]] if "/" in names[0] else [f"{names[0]}.orvenevent"]
-    if beside == "subfolder":
-        path.with_name("z.orvenevent").mkdir()
-        path.with_name(".orvenevent").write_bytes(b"not taken")
-    if beside == "faulty":
-        path.with_name("z.orvenevent").write_bytes(b"ORVEN")
-        inputs += ["z.orvenevent"] if "/" not in names[0] else []
-    report = told(*inputs, status=int(beside == "faulty"), folder=tmp_path)
-    assert [each["mode"] for each in report["suggestions"]] == modes
-    assert (report["notes"] == []) == (modes == ALL_MODES)
-    text = info(*inputs, folder=tmp_path).stdout
-    for suggestion in report["suggestions"]:
-        assert f"    {suggestion['shell']}\n" in text
-        pages = make_image(suggestion, tmp_path)
-        assert pages.shape == (suggestion["pages"], suggestion["rows"], suggestion["columns"])
-        assert pages.sum() == 80 * len(names)
+def test_warnings_come_where_an_image_would_be_empty(tmp_path, options, columns, warnings):
+    write(tmp_path / "a.orvenevent", events_of(100, **columns), [0, 500, 1000])
+    assert told(*options.split(), tmp_path)["warnings"] == warnings
+    text = info(*options.split(), tmp_path).stdout
+    assert [line[11:] for line in text.splitlines() if "WARNING" in line] == warnings
+    assert text.splitlines()[0] == f"{tmp_path}/a.orvenevent" + (options and f", with {options}")
+    assert ("vexolan -i" in text or "vexolan -I" in text) == (warnings[:1] not in (
+        ["All of the events lie beside the detector."], ["No event is within the bounds."]))
 
 
-def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
-    for name, triggers in ("a", ELEVEN), ("b", None):
-        (tmp_path / f"{name}.orvenevent").write_bytes(
-            recording.recording(some_events(80, PERIOD), triggers))
-    report = told(tmp_path)
-    assert [each["mode"] for each in report["suggestions"]] == ALL_MODES[:3]
-    assert report["notes"] == [INTERVALS + "1 of 2 files were recorded without triggers."]
+@pytest.mark.parametrize("arguments", ["-m 1e3", "-M x", "-p 0,4", "-P", "-p 1ms"])
+def test_bounds_that_are_no_numbers_are_errors(tmp_path, arguments):
+    write(tmp_path / "a.orvenevent", events_of(1))
+    done = info(tmp_path, *arguments.split())
+    assert (done.returncode, done.stdout) == (1, "")
+    assert "psd_m" in done.stderr or "nPhotons_m" in done.stderr

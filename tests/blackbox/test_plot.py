@@ -1,10 +1,10 @@
 """Pictures of recordings: that they are made, are told apart, and show what is in them."""
 
-import importlib.util
 import os
 import pathlib
 import re
 import subprocess
+import sys
 
 import numpy
 import pytest
@@ -16,15 +16,14 @@ from test_info import EVENT, told, write
 from test_simulate import simulate
 
 PLOT = os.environ.get("VEXOLAN_PLOT", str(program.BUILD / "vexolan-plot"))
-SOURCE = pathlib.Path(__file__).parents[2] / "tools/plot/vexolan_plot.py"
 KINDS = {"a.png": b"\x89PNG", "deep/er/a.pdf": b"%PDF", "a.SVG": b"<?xml"}
 
 
-def plot(folder, *arguments, **environment):
-    """Status and messages; nothing is ever printed elsewhere."""
+def plot(folder, *arguments, printed="", **environment):
+    """Status and messages."""
     done = subprocess.run([PLOT, *map(str, arguments)], cwd=folder, capture_output=True, text=True,
                           env={**os.environ, **environment}, timeout=60, check=False)
-    assert done.stdout == ""
+    assert done.stdout == printed
     return done.returncode, done.stderr
 
 
@@ -39,6 +38,17 @@ def test_the_ending_says_which_kind_of_picture_is_made(tmp_path):
         assert plot(tmp_path, "-o", name, "r", MPLBACKEND="TkAgg", DISPLAY="") == (0, "")
         assert (tmp_path / name).read_bytes().startswith(start)
         assert len(list((tmp_path / name).parent.glob("vexolan-*"))) == 0
+    assert b">time since the trigger (ms)</text>" in (tmp_path / "a.SVG").read_bytes()
+
+
+@pytest.mark.parametrize("inputs, picture", [
+    (["r/a.orvenevent", "r/b.orvenevent"], "r/a-plot.png"), (["./r/"], "./r-plot.png"),
+    (["."], "recording-plot.png")])
+def test_without_a_name_the_picture_comes_beside_the_recording(vexolan, inputs, picture):
+    for name in "r/a", "r/b", "a":
+        vexolan.record(name, spread())
+    assert plot(vexolan.folder, *inputs, printed=f"{picture}\n") == (0, "")
+    assert vexolan.bytes(picture).startswith(KINDS["a.png"])
 
 
 def test_a_picture_depends_on_the_recording_and_on_nothing_else(vexolan):
@@ -65,8 +75,9 @@ def test_damaged_files_are_named_and_left_out(vexolan):
 
 
 @pytest.mark.parametrize("arguments, part", [
-    ("", "required"),
-    ("-o a.png", "required"),
+    ("", "name files or folders"),
+    ("-o a.png", "name files or folders"),
+    ("r.orvenevent -o", "option -o requires argument"),
     ("-o a.tif r.orvenevent", '"a.tif" must end in .png, .pdf, .svg'),
     ("-o r.orvenevent r.orvenevent", "must end in"),
     ("-o link.png r.orvenevent", '"link.png" is a recording'),
@@ -75,9 +86,6 @@ def test_damaged_files_are_named_and_left_out(vexolan):
     ("-o folder.png r.orvenevent", '"folder.png" is no file'),
     ("-o r.orvenevent/a.png r.orvenevent", "r.orvenevent: "),
     ("-o a.png folder.png", "vexolan-info: there are no .orvenevent files"),
-    ("-o a.png --region 0,0,9 r.orvenevent", '"0,0,9" is not X0,Y0,X1,Y1'),
-    *((f"-o a.png --region {text} r.orvenevent", f'"{text}" must have X0 < X1 and Y0 < Y1')
-      for text in ("9,0,0,9", "0,9,9,9", "0,0,nan,9", "0,0,9,inf")),
 ])
 def test_refused_outputs_are_explained_and_left_as_they_are(vexolan, arguments, part):
     vexolan.record("r", spread())
@@ -90,6 +98,18 @@ def test_refused_outputs_are_explained_and_left_as_they_are(vexolan, arguments, 
     status, messages = plot(vexolan.folder, *arguments.split())
     assert status == 1 and part in messages and messages.count("\n") == 1
     assert before == [path.read_bytes() for path in files]
+
+
+@pytest.mark.parametrize("text", [
+    "0,0,9", "0,0,9,9,", "0,0,9,9 ", "0,0,1_0,9", "0,0,٩,9", "9,0,0,9", "0,9,9,9", "0,0,nan,9",
+    "0,0,9,inf", "0,0,9,32769", "-32769,0,9,9", "0,0,1e-6,9", "0,-1e-6,9,0", "0,0,9, 1",
+    "-32768,-32768,32768,32768", "0,0,8e-6,9"])
+def test_vexolan_takes_and_refuses_the_same_regions(vexolan, text):
+    vexolan.record("r", spread())
+    counted = vexolan("-i", "r.orvenevent", "-x", 1, "--region", text, "-o", "out")
+    message = program.what(counted)
+    assert plot(vexolan.folder, "-o", "a.png", "--region", text, "r.orvenevent") == (
+        (1, f"vexolan-plot: {message}\n") if message else (counted.status, ""))
 
 
 def test_an_older_picture_is_replaced_and_keeps_its_mode(vexolan):
@@ -125,48 +145,58 @@ def test_a_picture_that_cannot_be_written_leaves_the_older_one(vexolan):
 
 @pytest.fixture(scope="module")
 def module():
-    found = importlib.util.spec_from_file_location("vexolan_plot", SOURCE)
-    plot_module = importlib.util.module_from_spec(found)
-    found.loader.exec_module(plot_module)
-    plot_module.prepare_matplotlib()
-    return plot_module
+    sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "tools/plot"))
+    from vexolan_plot import figure
+    figure.prepare()
+    return figure
 
 
 def test_titles_are_one_line_without_control_characters(module):
-    assert module.title_of(["a\n\x1b[31m\udcff é"]) == "a??[31m? é"
+    assert sys.modules["vexolan_plot.files"].title_of(["a\n\x1b[31m\udcff é"]) == "a??[31m? é"
 
 
 def test_a_hot_pixel_does_not_turn_the_others_black(module):
     counts = numpy.full((100, 100), 10)
-    assert module.white_level(counts) == (10, False)
+    assert module.panels.white_level(counts) == (10, False)
     counts[3, 4] = 1_000_000
-    assert module.white_level(counts) == (10, True)
-    assert module.white_level(numpy.zeros((2, 2), int)) == (1, False)
+    assert module.panels.white_level(counts) == (10, True)
+    assert module.panels.white_level(numpy.zeros((2, 2), int)) == (1, False)
+
+
+def test_gaps_do_not_make_bars_wider(module):
+    bins = module.panels.Histogram([0, 1, 2, 10, 11], [5, 5, 0, 5])
+    bars, below, above = bins.bars(0, 11, 50)
+    assert bars.counts.tolist() == [5, 5, *[0] * 8, 5] and below == above == 0
 
 
 def drawn(module, recording_path, status=0):
     """The figure, the fact line above it, and its panels by title."""
-    figure = module.draw("name", told(recording_path, status=status)["total"], (-1, 2, 9, 3.5))
+    figure = module.draw("name", told(recording_path, status=status), [], (-1, 2, 9, 3.5))
     assert module.render(figure, ".png").startswith(KINDS["a.png"])
     panels = {axes.get_title("left"): axes for axes in figure.axes}
     return figure.texts[1].get_text(), panels
 
 
-def bars_of(module, axes, unit_of_x=1):
+def bars_of(axes, unit_of_x=1):
     """The edges, and the events between them by what is written at the axes."""
     bars = axes.patches[0].get_data()
-    width, power = re.fullmatch(r"events per (.+?)(?: \(10(.)\))?", axes.get_ylabel()).groups()
+    power = re.fullmatch(r"events per .+?(?: \(10(.)\))?", axes.get_ylabel())[1]
     power = 10 ** "⁰¹²³⁴⁵⁶⁷⁸⁹".index(power) if power else 1
-    if match := re.fullmatch(r"([\d.]+) (\w+)", width):
-        width_s = float(match[1]) * module.TIME_UNITS[match[2]]
-    else:
-        width_s = 1
-    edges = bars.edges * unit_of_x
-    return edges, bars.values * power * numpy.diff(edges) / width_s
+    widths = numpy.diff(bars.edges)
+    return bars.edges * unit_of_x, bars.values * power * widths / widths[0]
 
 
-def x_unit(module, axes):
-    return module.TIME_UNITS[re.search(r"\((\w+)\)$", axes.get_xlabel())[1]]
+def named_width(axes):
+    number, divisor, unit = re.match(r"events per ([\d.]+)(?:/(\d+))?(?: (\w+))?",
+                                     axes.get_ylabel()).groups()
+    return float(number) / float(divisor or 1) * UNITS.get(unit, 1)
+
+
+UNITS = {"s": 1, "ms": 1e-3, "µs": 1e-6, "ns": 1e-9}
+
+
+def x_unit(axes):
+    return UNITS.get((re.search(r"\((\w+)\)$", axes.get_xlabel()) or [None] * 2)[1], 1)
 
 
 @pytest.mark.parametrize("triggers", [None, 256_000 * numpy.arange(101)])
@@ -191,17 +221,50 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
     assert panels["Image"].get_xlim() + panels["Image"].get_ylim() == (0, 256, 256, 0)
     assert {tuple(corner) for corner in panels["Image"].lines[0].get_xydata()} == {
         (-1, 2), (9, 2), (9, 3.5), (-1, 3.5)}
-    for name, ticks in ("Over time", events["time"]), ("Since the trigger",
-                                                       events["time"] % 256_000):
+    for name, values, divided in (
+            ("Over time", events["time"] * TICK, 2),  # events of bins that an edge divides
+            ("Since the trigger", events["time"] % 256_000 * TICK, 0),
+            ("Photons", events["photons"], 0), ("PSD", events["psd"], 0)):
         if name in panels:
-            unit = x_unit(module, panels[name])
-            edges, counts = bars_of(module, panels[name], unit)
-            expected, _ = numpy.histogram(ticks, numpy.rint(edges / TICK))
-            assert len(counts) > 30 and counts == pytest.approx(expected)
-    for name, values in ("Photons", events["photons"]), ("PSD", events["psd"]):
-        edges, counts = bars_of(module, panels[name])
-        assert len(counts) > 10 and counts == pytest.approx(numpy.histogram(values, edges)[0])
+            axes = panels[name]
+            edges, counts = bars_of(axes, x_unit(axes))
+            assert len(counts) > 10
+            assert named_width(axes) == pytest.approx(edges[1] - edges[0], rel=0.005)
+            near = numpy.append(edges[:-1] - TICK / 2, edges[-1] + TICK)
+            assert counts == pytest.approx(numpy.histogram(values, near)[0], abs=divided + 1e-6)
+            notes = axes.get_xlabel().split("\n")[1:]
+            if cut := n - counts.sum().round():
+                assert notes == [f"{cut:.0f} above {edges[-1] - 0.5:.0f} photons"]
     assert ("Since the trigger" in panels) == (triggers is not None)
+    photons, psd = (panels["Photons and PSD"].collections[0].get_coordinates()[..., i]
+                    for i in (0, 1))
+    expected, *_ = numpy.histogram2d(events["psd"], events["photons"], [psd[:, 0], photons[0]])
+    counts = panels["Photons and PSD"].collections[0].get_array().filled(0)
+    assert expected.any() and (counts.reshape(expected.shape) == expected).all()
+
+
+@pytest.mark.parametrize("n_periods", [30, 300, 7001])
+def test_a_steady_beam_has_no_dips(module, tmp_path, n_periods):
+    period = 1_000_003
+    events = numpy.zeros(n_periods * 100, EVENT)
+    flash = numpy.append(numpy.arange(80), numpy.arange(20) * period // 20)  # most at once
+    events["time"] = numpy.arange(n_periods).repeat(100) * period + numpy.tile(
+        numpy.sort(flash), n_periods)
+    write(tmp_path / "a.orvenevent", events, period * numpy.arange(n_periods + 1))
+    bars = drawn(module, tmp_path)[1]["Over time"].patches[0].get_data()
+    assert len(bars.values) > 10
+    assert bars.values == pytest.approx(numpy.median(bars.values), rel=0.03)
+
+
+def test_bounds_are_those_of_vexolan(vexolan):
+    vexolan.record("a", spread(300))
+    bounds = ["-m", "2", "-M", "0x4", "-p", "-1e-3", "--psd_max=.5"]
+    for name, arguments in ("all", []), ("some", bounds), ("same", bounds):
+        assert plot(vexolan.folder, "-o", f"{name}.svg", *arguments, "a.orvenevent") == (0, "")
+    assert vexolan("-i", "a.orvenevent", *bounds, "-o", "out").status == 0
+    title = f">{vexolan.pages().sum()} events with -m 2 -M 0x4 -p -1e-3 -P .5 in 1 file"
+    assert title.encode() in vexolan.bytes("some.svg") == vexolan.bytes("same.svg")
+    assert b">300 events in 1 file" in vexolan.bytes("all.svg")
 
 
 def with_psd(*values):
@@ -218,27 +281,42 @@ ALIKE = ["all at 0 s", "all with 1"]
     ([], None, ["no events", "no events", "no events"]),
     ([], [], ["no events", "no events", "no events"]),
     ([recording.Event(x=-1, time=-5)], [0], ["all at -7.8125e-09 s", "all with 1", "all with 0"]),
-    (spread() + [OUTLIER], None, [101, 101, 101]),
-    (spread() + [INFINITE, NAN], None, [102, 102, "100, 1 outside, 1 NaN"]),
+    (spread(3000) + [OUTLIER], None, [3001, "3000, 1 above 5 photons", "3000, 1 above 1"]),
+    (spread() + [INFINITE, NAN], None, [102, 102, "100, 1 infinite, 1 NaN"]),
+    (spread(50), [0, 10_000], [50, 50, 50]),
+    ([recording.Event(time=time - 2**62) for time in (0, 20)], None,
+     ["all at -7.2057594e+09 s", "all with 1", "all with 0"]),
     ([INFINITE], None, [*ALIKE, "no finite numbers"]),
     ([NAN] * 100, None, [*ALIKE, "no numbers (NaN only)"]),
     (with_psd(1.7e308, 1.7000001e308), None, [*ALIKE, "cannot be drawn"]),
     (with_psd(-1.7e308, 1.7e308), None, [*ALIKE, "cannot be drawn"]),
     (with_psd(0, 5e-324, 1e-310), None, [*ALIKE, "cannot be drawn"]),
     (spread() + [HOT] * 5000, [0, 1], [5100, 5100, 5100]),
-], ids=["empty", "no pulses", "one event", "outlier", "infinite", "only infinite", "NaN",
-        "huge", "far apart", "tiny", "hot pixel"])
+], ids=["empty", "no pulses", "one event", "outlier", "infinite", "few", "far from zero",
+        "only infinite", "NaN", "huge", "far apart", "tiny", "hot pixel"])
 def test_odd_recordings_are_drawn(module, vexolan, rows, triggers, shown):
     vexolan.record("a", rows, triggers)
     _, panels = drawn(module, vexolan.folder)
-    assert panels["Image"].images[0].get_array().sum() == len(rows)
+    image = (panels["Image"].images or panels["Image"].collections)[0].get_array()
+    assert image.sum() == len(rows)
     for name, expected in zip(("Over time", "Photons", "PSD"), shown):
         axes = panels[name]
+        _, *notes = axes.get_xlabel().split("\n")
         if axes.patches:
-            unit = x_unit(module, axes) if name == "Over time" else 1
-            count = bars_of(module, axes, unit)[1].sum()
-            text = ", ".join([f"{count:.0f}"] + [axes.get_title("right")] *
-                             bool(axes.get_title("right")))
+            text = ", ".join([f"{bars_of(axes)[1].sum():.0f}", *notes])
+        elif axes.lines:
+            text = f"{axes.lines[0].get_ydata().sum():.0f}"
         else:
             text = axes.texts[0].get_text()
         assert text == str(expected)
+
+
+def test_what_no_panel_shows_is_said(module, vexolan):
+    rows = [recording.Event(time=time, x=x) for time, x in ((-3, 0), (-2, -PIXEL), (5, 0), (9, 0))]
+    vexolan.record("a", rows, [0, 6, 9])
+    vexolan.record("b", rows, [0, 6, 9])
+    _, panels = drawn(module, vexolan.folder)
+    assert [panels[name].get_xlabel().split("\n")[1:] for name in (
+        "Image", "Over time", "Since the trigger")] == [
+        ["2 outside of the detector"], ["files from the same time are added up"],
+        ["4 before the first trigger", "2 after the last trigger"]]

@@ -9,7 +9,7 @@ import pytest
 
 from program import aborted, ended, info, thrown, what
 from recording import PIXEL, TICK
-from test_info import EVENT, write
+from surveying import EVENT, write
 from test_outputs import MODES
 
 BIN, PAGES = 7, 4  # ticks and pages of MODES

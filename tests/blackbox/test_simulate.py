@@ -72,6 +72,7 @@ def test_the_star_turns_from_pulse_to_pulse(tmp_path):
 
 @pytest.mark.parametrize("arguments, names, n_events", [
     ("-n 1M", ["star_001"], 1_000_000),
+    ("-n 2.5e5", ["star_001"], 250_000),
     ("-n 1k --files 1000 --pulses 1 -s spot", [f"spot_{n:04}" for n in range(1, 1001)], 1000),
 ])
 def test_all_events_are_in_an_image_of_the_folder(vexolan, arguments, names, n_events):
@@ -90,7 +91,8 @@ def test_version_is_told():
     ("", "/proc/r"),
     ("extra", "extra"),
     ("-s moon", "--scene"),
-    ("-n 4q", "--events"),
+    *((f"-n {number}", f"--events: {number} is not a whole number") for number in (
+        "4q", "0.0001k", "-1", "1e16", "inf", "nan", "M")),
     ("-n 1001G", "1000G"),
     ("-n 1000G --pulses 1", "4294967295 events per pulse"),
     ("--files 0", "1000000 files"),

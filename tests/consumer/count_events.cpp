@@ -1,4 +1,4 @@
-#include "FileHandler_Events.h"
+#include <orven/FileHandler_Events.h>
 
 #include <cstdlib>
 #include <exception>

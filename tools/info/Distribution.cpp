@@ -16,13 +16,14 @@ Quantiles quantiles_of(const Distribution& distribution) {
     Quantiles quantiles{};
     auto bin = distribution.begin();
     std::uint64_t before = 0;
-    for (std::size_t i = 0; i < quantiles.size(); ++i) {
+    for (std::size_t i = 0; i < quantiles.values.size(); ++i) {
         const std::uint64_t rank = (quantile_percents.at(i) * total + all - 1) / all;
         while (before + bin->count < rank) {
             before += bin++->count;
         }
         const bool in_lower_half = 2 * (rank - before) <= bin->count;
-        quantiles.at(i) = in_lower_half ? bin->smallest : bin->largest;
+        quantiles.values.at(i) = in_lower_half ? bin->smallest : bin->largest;
+        quantiles.exact = quantiles.exact && bin->smallest == bin->largest;
     }
     return quantiles;
 }

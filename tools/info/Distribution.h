@@ -22,8 +22,19 @@ using Distribution = std::vector<Value_Bin>;
 
 /// The parts of all values of which quantiles are given, in percent.
 inline constexpr std::array<unsigned int, 7> quantile_percents{1, 5, 25, 50, 75, 95, 99};
-using Quantiles = std::array<double, quantile_percents.size()>;
 
-/// For each part, the smallest value up to which so many of all values lie, or another one from
-/// its bin: all of them occur. There must be values.
+/// Values up to which so many of all values lie.
+struct Quantiles {
+    std::array<double, quantile_percents.size()> values{};
+    /// Whether they are the smallest such values; if not, others from the same bins. All occur.
+    bool exact = true;
+
+    [[nodiscard]] double median() const noexcept { return values[3]; }
+    [[nodiscard]] double at_5_percent() const noexcept { return values[1]; }
+    [[nodiscard]] double at_95_percent() const noexcept { return values[5]; }
+};
+static_assert(quantile_percents[1] == 5 && quantile_percents[3] == 50 &&
+              quantile_percents[5] == 95);
+
+/// There must be values.
 [[nodiscard]] Quantiles quantiles_of(const Distribution& distribution);

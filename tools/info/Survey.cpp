@@ -2,18 +2,8 @@
 
 #include <cassert>
 #include <functional>
-#include <limits>
 
 namespace {
-
-/// Whether the value with this number is one of those kept, one in 2^power. The multiples of the
-/// golden section are spread evenly over all residues: pulses often have a pattern, and every
-/// 2^power-th value could always be the same part of it.
-bool is_kept(std::uint64_t number, int power) noexcept {
-    constexpr std::uint64_t golden_section = 0x9e37'79b9'7f4a'7c15;
-    return power == 0 ||
-           number * golden_section >> (std::numeric_limits<std::uint64_t>::digits - power) == 0;
-}
 
 /// By how much `later` is smaller than the largest of `before`; 0 if it is not.
 std::uint64_t distance_back(const Time_Order& before, std::int64_t later) noexcept {
@@ -49,37 +39,15 @@ void Time_Order::add(const Time_Order& other) noexcept {
     furthest_back = std::max(furthest_back, other.furthest_back);
 }
 
-void Value_Sample::add(std::int64_t value) {
-    add({next++, value});
-}
-
-void Value_Sample::add(const Value_Sample& other) {
-    thin_out(std::max(power, other.power));
-    for (const Numbered& numbered : other.kept) {
-        add(numbered);
-    }
-}
-
 std::int64_t Value_Sample::median() const {
-    assert(!kept.empty());
-    std::vector<Numbered> sorted = kept;
+    assert(!empty());
+    std::vector<std::int64_t> sorted;
+    for (const auto& each : sample.values()) {
+        sorted.push_back(each.value);
+    }
     const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-    std::ranges::nth_element(sorted, middle, {}, &Numbered::value);
-    return middle->value;
-}
-
-void Value_Sample::add(const Numbered& numbered) {
-    if (is_kept(numbered.number, power)) {
-        kept.push_back(numbered);
-    }
-    while (kept.size() > most) {
-        thin_out(power + 1);
-    }
-}
-
-void Value_Sample::thin_out(int next_power) {
-    power = next_power;
-    std::erase_if(kept, [&](const Numbered& each) { return !is_kept(each.number, power); });
+    std::ranges::nth_element(sorted, middle);
+    return *middle;
 }
 
 void Event_Summary::add(const Event_Summary& other) noexcept {
@@ -100,7 +68,8 @@ void Since_Trigger::add(const Since_Trigger& other) noexcept {
     assert(shift == other.shift);
     add_counts(counts, other.counts);
     nBeyond += other.nBeyond;
-    nWithout += other.nWithout;
+    nBefore += other.nBefore;
+    nAfter += other.nAfter;
 }
 
 std::size_t Survey::nFaulty() const noexcept {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Bounds.h"
 #include "Distribution.h"
 #include "Event.h"
 #include "Extent.h"
+#include "Sample.h"
 #include "Time_Histogram.h"
 
 #include <cstddef>
@@ -34,32 +36,22 @@ struct Time_Order {
     void add(const Time_Order& other) noexcept;
 };
 
-/// Some values of many, by which their median is known: one in 2^k, at most 2^20. Which ones does
-/// not depend on the order in which samples are added up.
+/// Some values of many, by which their median is known.
 class Value_Sample {
 public:
+    static constexpr std::size_t most = std::size_t{1} << 20;
+
     /// Samples that are added up must have different numbers.
     explicit Value_Sample(std::size_t number = 0) noexcept : next(std::uint64_t{number} << 40U) {}
 
-    void add(std::int64_t value);
-    void add(const Value_Sample& other);
-    [[nodiscard]] bool empty() const noexcept { return kept.empty(); }
+    void add(std::int64_t value) { sample.add(next++, value); }
+    void add(const Value_Sample& other) { sample.add(other.sample); }
+    [[nodiscard]] bool empty() const noexcept { return sample.values().empty(); }
     /// There must be values.
     [[nodiscard]] std::int64_t median() const;
 
 private:
-    struct Numbered {
-        std::uint64_t number;
-        std::int64_t value;
-    };
-
-    static constexpr std::size_t most = std::size_t{1} << 20;
-
-    void add(const Numbered& numbered);
-    void thin_out(int next_power);
-
-    std::vector<Numbered> kept;
-    int power = 0;
+    Sample<std::int64_t> sample{most};
     std::uint64_t next;  ///< the number of the next value
 };
 
@@ -87,7 +79,8 @@ struct Event_Summary {
 
 /// All that is told of a file, or of all files together.
 struct Summary {
-    Event_Summary events;
+    Event_Summary events;         ///< those within the bounds
+    std::uint64_t nRejected = 0;  ///< events outside of the bounds
     Time_Order order;
     std::optional<double> rate;               ///< events per second; empty where there is none
     std::optional<Trigger_Summary> triggers;  ///< empty if none were recorded
@@ -119,19 +112,34 @@ struct Since_Trigger {
 
     int shift = 0;  ///< bins are 2^shift ticks wide
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);
-    std::uint64_t nBeyond = 0;   ///< later than all bins
-    std::uint64_t nWithout = 0;  ///< before the first trigger, or not before the last
+    std::uint64_t nBeyond = 0;  ///< later than all bins
+    std::uint64_t nBefore = 0;  ///< before the first trigger
+    std::uint64_t nAfter = 0;   ///< not before the last trigger
 
     /// The bins of `other` must be as wide.
     void add(const Since_Trigger& other) noexcept;
 };
 
+/// What a filter sees of an event.
+struct Photons_And_Psd {
+    std::uint64_t nPhotons;
+    double psd;
+};
+
+/// Some of all events, to see how photon counts and PSD values go together.
+struct Event_Sample : Sample<Photons_And_Psd> {
+    Event_Sample() noexcept : Sample(std::size_t{1} << 16) {}
+};
+
 /// What is found of all files that can be read.
 struct Survey {
+    Bounds bounds;
     std::vector<File_Survey> files;  ///< as they were given
     Summary total;
+    bool overlap = false;  ///< events of a file are from the time between those of another
     Distribution nPhotons;
     Distribution psd;  ///< of the values that are numbers
+    Event_Sample sample;
     Survey_Image image;
     Time_Histogram over_time;
     std::optional<Since_Trigger> since_trigger;  ///< empty without trigger intervals

@@ -1,5 +1,6 @@
 #include "Survey_Collection.h"
 
+#include "number_texts.h"
 #include "survey_triggers.h"
 
 #include <algorithm>
@@ -35,9 +36,9 @@ void add_triggers(Summary& total, const Trigger_Summary& triggers) {
 
 /// Empty for events of one moment.
 std::optional<double> rate_of(const Summary& summary) {
-    const double seconds = orven::Event_Time::seconds_of(summary.order.span());
-    return seconds > 0 ? std::optional(static_cast<double>(summary.events.nEvents) / seconds)
-                       : std::nullopt;
+    const double span = summary.order.times.empty() ? 0 : seconds(summary.order.span());
+    return span > 0 ? std::optional(static_cast<double>(summary.events.nEvents) / span)
+                    : std::nullopt;
 }
 
 /// Whether events of one file are from the time between those of another: they may count from zero
@@ -96,10 +97,11 @@ void Survey_Collection::add(const Event_Range& range, const Range_Survey& found)
         In_Work& file = *inWork[index];
         const Lock lock(file.mutex);
         file.orders.emplace_back(range.first, found.order);
+        file.nRecorded += range.end - range.first;
         file.events.add(found.events);
         file.photon_counts += found.photon_counts;
         file.psd_counts += found.psd_counts;
-        isComplete = file.events.nEvents == range.input->file.index().events.nRecords;
+        isComplete = file.nRecorded == range.input->file.index().events.nRecords;
         if (isComplete) {
             finish(file, files[index]);
         }
@@ -112,6 +114,7 @@ void Survey_Collection::add(const Event_Range& range, const Range_Survey& found)
 void Survey_Collection::finish(In_Work& found, File_Survey& file) {
     Event_Summary& events = file.summary.events;
     events = found.events;
+    file.summary.nRejected = found.nRecorded - events.nEvents;
     events.nPhotons = found.photon_counts.extent();
     const Distribution psd = found.psd_counts.distribution();
     if (!psd.empty()) {
@@ -133,12 +136,14 @@ void Survey_Collection::finish(In_Work& found, File_Survey& file) {
 void Survey_Collection::sum_up(Survey& survey) const {
     for (const File_Survey& file : files) {
         survey.total.events.add(file.summary.events);
+        survey.total.nRejected += file.summary.nRejected;
         survey.total.order.add(file.summary.order);
         if (file.summary.triggers) {
             add_triggers(survey.total, *file.summary.triggers);
         }
     }
-    if (!overlap_in_time(files)) {
+    survey.overlap = overlap_in_time(files);
+    if (!survey.overlap) {
         survey.total.rate = rate_of(survey.total);
     }
     const Lock lock(mutex);

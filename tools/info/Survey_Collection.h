@@ -8,6 +8,7 @@
 #include "system/Mutex.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -41,7 +42,8 @@ private:
     struct In_Work {
         Mutex mutex;
         std::vector<std::pair<std::size_t, Time_Order>> orders
-            GUARDED_BY(mutex);  ///< by first event
+            GUARDED_BY(mutex);                          ///< by first event
+        std::uint64_t nRecorded GUARDED_BY(mutex) = 0;  ///< so far
         Event_Summary events GUARDED_BY(mutex);
         Photon_Histogram photon_counts GUARDED_BY(mutex);
         Log_Histogram psd_counts GUARDED_BY(mutex);

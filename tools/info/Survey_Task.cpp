@@ -38,9 +38,11 @@ void Range_Survey::clear() noexcept {
     psd_counts.clear();
 }
 
-Survey_Task::Survey_Task()
+Survey_Task::Survey_Task(const Bounds& bounds)
     : placement(Integrated_Placement({Survey_Image::size, Survey_Image::size})),
       any_event({0, std::numeric_limits<std::uint64_t>::max()}, {}),
+      bounded(bounds.any()),
+      bounds_filter(bounds.filter()),
       piece(std::make_unique_for_overwrite<orven::Photon_Event[]>(events_per_piece)),
       cells(events_per_piece),
       pixels(Survey_Image::size * Survey_Image::size) {
@@ -53,9 +55,14 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
     }
     found.clear();
     for (std::size_t i = range.first; i < range.end; i += events_per_piece) {
-        const std::span events(piece.get(), std::min(events_per_piece, range.end - i));
-        range.input->file.read_events(i, events);
+        const std::span recorded(piece.get(), std::min(events_per_piece, range.end - i));
+        range.input->file.read_events(i, recorded);
+        const std::span events = accepted(recorded);
+        if (events.empty()) {
+            continue;
+        }
         survey_piece(events);
+        take_sample(events, (std::uint64_t{range.input->index} << 40U) + i);
         count_pixels(events);
         found.order.append(take_times(events));
         over_time.add(times);
@@ -68,6 +75,7 @@ const Range_Survey& Survey_Task::survey(const Event_Range& range, std::optional<
 
 void Survey_Task::sum_up(Survey& survey) {
     collect_image();
+    survey.sample.add(sample);
     survey.image.add(image);
     survey.over_time += over_time;
     if (since_trigger && survey.since_trigger) {
@@ -75,6 +83,17 @@ void Survey_Task::sum_up(Survey& survey) {
     } else if (since_trigger) {
         survey.since_trigger = since_trigger;
     }
+}
+
+std::span<const orven::Photon_Event> Survey_Task::accepted(
+    std::span<orven::Photon_Event> events) const {
+    if (!bounded) {
+        return events;
+    }
+    const auto is_rejected = [this](const orven::Photon_Event& event) {
+        return !bounds_filter.accepts(event);
+    };
+    return {events.begin(), std::remove_if(events.begin(), events.end(), is_rejected)};
 }
 
 void Survey_Task::start_walk(const std::shared_ptr<const Input>& input, int since_shift) {
@@ -95,6 +114,12 @@ void Survey_Task::survey_piece(std::span<const orven::Photon_Event> events) {
         found.events.y.add(event.y.value);
         found.photon_counts.add(event.nPhotons);
         found.psd_counts.add(event.psd.value);
+    }
+}
+
+void Survey_Task::take_sample(std::span<const orven::Photon_Event> events, std::uint64_t number) {
+    for (const orven::Photon_Event& event : events) {
+        sample.add(number++, {event.nPhotons, event.psd.value});
     }
 }
 
@@ -146,12 +171,12 @@ void Survey_Task::count_since_triggers(std::span<const std::int64_t> ascending) 
         const bool went_back = next_trigger > 0 && time < triggers->at(next_trigger - 1);
         next_trigger = triggers->first_after(time, went_back ? 0 : next_trigger);
         if (next_trigger == nTriggers) {
-            since_trigger->nWithout += ascending.size();
+            since_trigger->nAfter += ascending.size();
             return;
         }
         const std::size_t n = count_before(triggers->at(next_trigger).value);
         if (next_trigger == 0) {
-            since_trigger->nWithout += n;
+            since_trigger->nBefore += n;
         } else {
             count_times(ascending.first(n), triggers->at(next_trigger - 1).value, *since_trigger);
         }

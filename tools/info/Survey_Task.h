@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Bounds.h"
 #include "Event.h"
 #include "Filters_Events.h"
 #include "Log_Histogram.h"
@@ -32,7 +33,7 @@ struct Range_Survey {
 /// with the files. Threads: one object per task.
 class Survey_Task {
 public:
-    Survey_Task();
+    explicit Survey_Task(const Bounds& bounds);
 
     /// Looks at the events of a range. Times since triggers are counted in bins of 2^`since_shift`
     /// ticks, if they can be told.
@@ -43,8 +44,13 @@ public:
     void sum_up(Survey& survey);
 
 private:
+    /// Moves the events within the bounds to the front.
+    [[nodiscard]] std::span<const orven::Photon_Event> accepted(
+        std::span<orven::Photon_Event> events) const;
     void start_walk(const std::shared_ptr<const Input>& input, int since_shift);
     void survey_piece(std::span<const orven::Photon_Event> events);
+    /// Events are numbered from `number` on.
+    void take_sample(std::span<const orven::Photon_Event> events, std::uint64_t number);
     void count_pixels(std::span<const orven::Photon_Event> events);
     void collect_image() noexcept;
     /// Takes the times out of the events, and sorts them.
@@ -53,12 +59,15 @@ private:
 
     Placement placement;  ///< in the image
     orven::Photon_Filter any_event;
+    bool bounded;
+    orven::Photon_Filter bounds_filter;
     std::unique_ptr<orven::Photon_Event[]> piece;
     std::vector<std::size_t> cells;  ///< of the piece
     Counters pixels;                 ///< of the image, until they are collected
     std::uint64_t nUncollected = 0;
     std::vector<std::int64_t> times;  ///< of the piece, ascending
     Range_Survey found;
+    Event_Sample sample;
     Survey_Image image;
     Time_Histogram over_time;
     std::optional<Since_Trigger> since_trigger;

@@ -6,7 +6,8 @@
 #include <vector>
 
 /// Counts over a time of which nothing is known beforehand. Bins are a power of two of ticks wide,
-/// and so wide that 2048 of them hold all times so far.
+/// and so wide that 131072 of them hold all times so far: who draws them can cut them into
+/// multiples of a trigger period.
 class Time_Histogram {
 public:
     void add(std::span<const std::int64_t> ascending);
@@ -20,7 +21,7 @@ public:
     [[nodiscard]] std::span<const std::uint64_t> counts() const noexcept;
 
 private:
-    static constexpr std::uint64_t nBins = 2048;
+    static constexpr std::uint64_t nBins = std::uint64_t{1} << 17;
 
     [[nodiscard]] std::size_t bin_of(std::int64_t time) const noexcept {
         return static_cast<std::size_t>((time >> shift) - first);

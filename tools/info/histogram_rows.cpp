@@ -115,14 +115,21 @@ private:
 
 }  // namespace
 
-Histogram_Rows histogram_rows(const Distribution& distribution, double low, double high,
-                              bool whole) {
+Histogram_Rows histogram_rows(const Distribution& distribution, const Row_Range& range) {
     constexpr double most_rows = 20;
+    const double low = range.low;
+    const double high = range.high;
     const double span = high > low ? high - low : std::max(std::fabs(high), 1.0);
-    const double least =
-        std::max(span / most_rows, whole ? 1.0 : std::numeric_limits<double>::min());
+    const double smallest = range.whole ? 1 : std::numeric_limits<double>::min();
+    // A width may be so many times as large as the least one that was asked for.
+    constexpr double decimal_step = 2.5;
+    constexpr double binary_step = 2;
+    const auto least = [&](double step) {
+        return std::max(std::min(span / most_rows, range.widest / step), smallest);
+    };
     Row_Maker decimal(distribution);
-    Histogram_Rows rows = decimal.make(decimal_width(least), low, high);
-    return decimal.has_split_bins() ? Row_Maker(distribution).make(binary_width(least), low, high)
-                                    : rows;
+    Histogram_Rows rows = decimal.make(decimal_width(least(decimal_step)), low, high);
+    return decimal.has_split_bins()
+               ? Row_Maker(distribution).make(binary_width(least(binary_step)), low, high)
+               : rows;
 }

@@ -19,7 +19,15 @@ struct Histogram_Rows {
     std::uint64_t above = 0;  ///< after all rows
 };
 
-/// About 20 rows from `low` to `high`, which are finite, or fewer; of `whole` numbers at least 1
-/// wide. Rows are of equal width unless bins are wider. There must be values.
-[[nodiscard]] Histogram_Rows histogram_rows(const Distribution& distribution, double low,
-                                            double high, bool whole);
+/// What a histogram shows.
+struct Row_Range {
+    double low;
+    double high;
+    bool whole;     ///< rows are at least 1 wide
+    double widest;  ///< wider rows would hide something
+};
+
+/// About 20 rows over the range, which is finite, or fewer; a few more where they must be narrow.
+/// Rows are of equal width unless bins are wider. There must be values.
+[[nodiscard]] Histogram_Rows histogram_rows(const Distribution& distribution,
+                                            const Row_Range& range);

@@ -1,7 +1,12 @@
 #include "Event.h"
+#include "hot_pixels.h"
+#include "number_texts.h"
+#include "oddities.h"
 #include "output/Json_Writer.h"
 #include "reports.h"
+#include "settings/Parameters.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,21 +16,27 @@
 namespace {
 
 using orven::Event_Length;
-using orven::Event_Time;
 
 class Report_Writer {
 public:
     explicit Report_Writer(const Survey& survey_) : survey(survey_) {}
 
     std::string write(const Suggestions& suggestions) {
+        const std::vector<std::vector<std::string>> oddities = oddities_of(survey);
         json.object([&] {
-            json.member("version", VEXOLAN_VERSION);
+            json.member("version", std::string(Parameters::version));
+            json.object("bounds", [&] { write_bounds(); });
             json.list("inputs", [&] {
-                for (const File_Survey& file : survey.files) {
-                    write_file(file);
+                for (std::size_t i = 0; i < survey.files.size(); ++i) {
+                    json.object([&] { write_file(survey.files[i], oddities[i]); });
                 }
             });
             json.object("total", [&] { write_total(); });
+            json.object("valleys", [&] {
+                write_valley("nPhotons", suggestions.valleys.nPhotons);
+                write_valley("psd", suggestions.valleys.psd);
+            });
+            json.values("warnings", warnings_of(survey));
             json.list("suggestions", [&] {
                 for (const Suggestion& suggestion : suggestions.list) {
                     write_suggestion(suggestion);
@@ -37,15 +48,34 @@ public:
     }
 
 private:
-    void write_file(const File_Survey& file) {
-        json.object([&] {
-            json.member("path", file.path);
-            if (file.fault) {
-                json.member("error", *file.fault);
-                return;
-            }
-            json.member("bytes", file.bytes);
-            json.object("summary", [&] { write_summary(file.summary, nullptr, nullptr); });
+    void write_bounds() {
+        write_if_known("nPhotons_min", survey.bounds.nPhotons_min);
+        write_if_known("nPhotons_max", survey.bounds.nPhotons_max);
+        write_if_known("psd_min", survey.bounds.psd_min);
+        write_if_known("psd_max", survey.bounds.psd_max);
+    }
+
+    void write_file(const File_Survey& file, const std::vector<std::string>& oddities) {
+        json.member("path", file.path);
+        if (file.fault) {
+            json.member("error", *file.fault);
+            return;
+        }
+        json.member("bytes", file.bytes);
+        json.values("odd", oddities);
+        json.object("summary", [&] { write_summary(file.summary, nullptr, nullptr); });
+    }
+
+    void write_valley(const char* key, const std::optional<Valley>& valley) {
+        if (!valley) {
+            json.null_member(key);
+            return;
+        }
+        json.object(key, [&] {
+            json.member("lower_peak", valley->lower_peak);
+            json.member("bound", valley->bound);
+            json.member("upper_peak", valley->upper_peak);
+            json.member("events_above", valley->nAbove);
         });
     }
 
@@ -54,13 +84,15 @@ private:
         json.member("faulty", std::uint64_t{survey.nFaulty()});
         json.member("bytes", survey.bytes());
         json.object("summary", [&] { write_summary(survey.total, &survey.nPhotons, &survey.psd); });
+        json.member("overlap", survey.overlap);
         json.object("image", [&] { write_image(); });
+        json.object("hot_pixels", [&] { write_hot_pixels(); });
         if (survey.over_time.counts().empty()) {
             json.null_member("events_over_time");
         } else {
             json.object("events_over_time", [&] {
-                json.member("start_s", Event_Time::seconds_of(survey.over_time.start()));
-                json.member("bin_s", Event_Time::seconds_of(survey.over_time.bin_width()));
+                json.member("start_s", seconds(survey.over_time.start()));
+                json.member("bin_s", seconds(survey.over_time.bin_width()));
                 json.values("counts", survey.over_time.counts());
             });
         }
@@ -68,13 +100,33 @@ private:
             json.null_member("events_since_trigger");
         } else {
             json.object("events_since_trigger", [&] {
-                json.member("bin_s",
-                            Event_Time::seconds_of(std::int64_t{1} << survey.since_trigger->shift));
+                json.member("bin_s", seconds(std::int64_t{1} << survey.since_trigger->shift));
                 json.values("counts", survey.since_trigger->counts);
                 json.member("beyond", survey.since_trigger->nBeyond);
-                json.member("without", survey.since_trigger->nWithout);
+                json.member("without",
+                            survey.since_trigger->nBefore + survey.since_trigger->nAfter);
+                json.member("before_first", survey.since_trigger->nBefore);
+                json.member("after_last", survey.since_trigger->nAfter);
             });
         }
+        json.object("sample", [&] { write_sample(); });
+    }
+
+    /// In the order of files and events, whichever task has seen them.
+    void write_sample() {
+        std::vector<Event_Sample::Numbered> events = survey.sample.values();
+        std::ranges::sort(events, {}, &Event_Sample::Numbered::number);
+        json.member("one_in", survey.sample.one_in());
+        json.list("nPhotons", [&] {
+            for (const auto& event : events) {
+                json.value(event.value.nPhotons);
+            }
+        });
+        json.list("psd", [&] {
+            for (const auto& event : events) {
+                json.value(event.value.psd);
+            }
+        });
     }
 
     void write_image() {
@@ -93,10 +145,29 @@ private:
         json.member("outside", survey.image.nOutside);
     }
 
+    void write_hot_pixels() {
+        const Hot_Pixels hot = find_hot_pixels(survey.image);
+        json.member("pixels", hot.nPixels);
+        json.member("over_10_times", hot.over_10_times);
+        json.member("over_100_times", hot.over_100_times);
+        json.member("events", hot.nEvents);
+        json.list("hottest", [&] {
+            for (const Hot_Pixel& pixel : hot.hottest) {
+                json.object([&] {
+                    json.member("x", std::uint64_t{pixel.x});
+                    json.member("y", std::uint64_t{pixel.y});
+                    json.member("events", pixel.nEvents);
+                    json.member("around", pixel.around);
+                });
+            }
+        });
+    }
+
     /// The bins, where there are any, go with the quantiles that they are of.
     void write_summary(const Summary& summary, const Distribution* photon_bins,
                        const Distribution* psd_bins) {
         json.member("events", summary.events.nEvents);
+        json.member("rejected", summary.nRejected);
         write_if_known("triggers",
                        summary.triggers ? std::optional(summary.triggers->nPulses) : std::nullopt);
         write_time(summary);
@@ -124,9 +195,9 @@ private:
             return;
         }
         json.object("time", [&] {
-            json.member("first_s", Event_Time::seconds_of(order.times.smallest));
-            json.member("last_s", Event_Time::seconds_of(order.times.largest));
-            json.member("span_s", Event_Time::seconds_of(order.span()));
+            json.member("first_s", seconds(order.times.smallest));
+            json.member("last_s", seconds(order.times.largest));
+            json.member("span_s", seconds(order.span()));
             write_if_known("rate_per_s", summary.rate);
             write_order(order);
         });
@@ -135,7 +206,7 @@ private:
     void write_order(const Time_Order& order) {
         json.member("ascending", order.nSteps_back == 0);
         json.member("steps_back", order.nSteps_back);
-        json.member("largest_step_back_s", Event_Time::seconds_of(order.furthest_back));
+        json.member("largest_step_back_s", seconds(order.furthest_back));
     }
 
     void write_period(const std::optional<Trigger_Summary>& triggers) {
@@ -144,9 +215,9 @@ private:
             return;
         }
         json.object("trigger_period", [&] {
-            json.member("median_s", Event_Time::seconds_of(triggers->median_period));
-            json.member("smallest_s", Event_Time::seconds_of(triggers->period.smallest));
-            json.member("largest_s", Event_Time::seconds_of(triggers->period.largest));
+            json.member("median_s", seconds(triggers->median_period));
+            json.member("smallest_s", seconds(triggers->period.smallest));
+            json.member("largest_s", seconds(triggers->period.largest));
             write_if_known("missing", triggers->nMissing);
             write_order(triggers->order);
         });
@@ -177,6 +248,7 @@ private:
             return;
         }
         json.null_member("quantiles");
+        json.null_member("exact");
         if (bins != nullptr) {
             json.null_member("counts");
         }
@@ -190,12 +262,13 @@ private:
 
     void write_distribution(const Quantiles& quantiles, const Distribution* bins) {
         json.object("quantiles", [&] {
-            for (std::size_t i = 0; i < quantiles.size(); ++i) {
+            for (std::size_t i = 0; i < quantile_percents.size(); ++i) {
                 std::ostringstream part;
                 part << quantile_percents.at(i) / 100.0;
-                json.member(part.str().c_str(), quantiles.at(i));
+                json.member(part.str().c_str(), quantiles.values.at(i));
             }
         });
+        json.member("exact", quantiles.exact);
         if (bins != nullptr) {
             json.object("counts", [&] { write_bins(*bins); });
         }
@@ -224,12 +297,16 @@ private:
             json.member("mode", suggestion.mode);
             json.member("what", suggestion.what);
             json.member("shell", suggestion.shell);
-            write_if_known("time_bin_s", suggestion.bin_seconds);
+            const std::optional<Suggested_Bins>& bins = suggestion.bins;
+            write_if_known("time_bin_s", bins ? std::optional(bins->bin_seconds) : std::nullopt);
+            write_if_known("time_start_s",
+                           bins ? std::optional(bins->start_seconds) : std::nullopt);
             json.member("pages", suggestion.nPages);
             json.member("rows", suggestion.size);
             json.member("columns", suggestion.size);
             json.member("image_bytes", suggestion.imageBytes);
             json.member("file_bytes", suggestion.fileBytes);
+            write_if_known("lost_events", suggestion.nLost);
         });
     }
 

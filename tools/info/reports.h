@@ -5,9 +5,10 @@
 
 #include <string>
 
-/// What was found, for people.
-[[nodiscard]] std::string text_report(const Survey& survey, const Suggestions& suggestions);
+/// What was found, for people: on a screen, but where there is a block for each file.
+[[nodiscard]] std::string text_report(const Survey& survey, const Suggestions& suggestions,
+                                      bool each_file);
 
-/// The same as one JSON object, for programs. What is not known is null, and so are numbers that
-/// JSON cannot hold.
+/// The same, and more, as one JSON object, for programs. What is not known is null, and so are
+/// numbers that JSON cannot hold.
 [[nodiscard]] std::string json_report(const Survey& survey, const Suggestions& suggestions);

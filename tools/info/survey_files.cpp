@@ -31,7 +31,10 @@ bool try_survey(const std::vector<std::string>& paths, Failures& failures, Surve
     // As frames are numbered, files are looked at before those after them are handed out.
     constexpr std::size_t firstFrame = 0;
     Work_Queue queue({paths}, look_at, On_Failure::leave, {nTasks, events_per_piece}, firstFrame);
-    std::vector<Survey_Task> tasks(nTasks);
+    std::vector<Survey_Task> tasks;
+    for (std::size_t i = 0; i < nTasks; ++i) {
+        tasks.emplace_back(survey.bounds);
+    }
     std::atomic<bool> failedLate = false;
     const auto work = [&](std::size_t i, const std::function<void()>& found_work) {
         while (const auto range = queue.take()) {
@@ -64,8 +67,10 @@ bool try_survey(const std::vector<std::string>& paths, Failures& failures, Surve
 
 }  // namespace
 
-Survey survey_files(const std::vector<std::string>& paths, Progress_Count& nRead) {
+Survey survey_files(const std::vector<std::string>& paths, const Bounds& bounds,
+                    Progress_Count& nRead) {
     Survey survey;
+    survey.bounds = bounds;
     Failures failures(paths.size());
     do {
         nRead.start_again();

@@ -1,257 +1,214 @@
-#include "Event.h"
+#include "bar_line.h"
 #include "escaped.h"
-#include "histogram_rows.h"
+#include "histogram_text.h"
+#include "hot_pixels.h"
 #include "number_texts.h"
+#include "oddities.h"
 #include "reports.h"
+#include "summary_text.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
-#include <iomanip>
-#include <ios>
-#include <sstream>
+#include <optional>
+#include <span>
+#include <vector>
 
 namespace {
 
-using orven::Event_Length;
-using orven::Event_Time;
-
-struct Prefix {
-    double factor;
-    const char* name;
-};
-
-/// A number with the prefix of its unit that leaves one to three digits before the point.
-template <std::size_t n>
-std::string with_prefix(double number, const std::array<Prefix, n>& prefixes, int significant) {
-    const double rounded_up = 1 - std::pow(10, -significant) / 2;
-    const Prefix* fits = &prefixes.back();
-    for (const Prefix& prefix : prefixes) {
-        if (std::fabs(number) >= prefix.factor * rounded_up) {
-            fits = &prefix;
-            break;
-        }
+std::string files_title(const Survey& survey) {
+    const std::size_t nFiles = survey.files.size();
+    const std::string bounds = survey.bounds.any() ? ", with" + survey.bounds.options() : "";
+    if (nFiles == 1) {
+        return escaped(survey.files.front().path) + bounds + '\n';
     }
-    return digits(number / fits->factor, significant) + ' ' + fits->name;
+    const std::string which =
+        survey.nFaulty() == 0 ? "All " : grouped(nFiles - survey.nFaulty()) + " of ";
+    return which + grouped(nFiles) + " files" + bounds + '\n';
 }
 
-std::string time_text(double seconds, int significant = 4) {
-    constexpr std::array<Prefix, 4> prefixes{{{1, "s"}, {1e-3, "ms"}, {1e-6, "µs"}, {1e-9, "ns"}}};
-    return seconds == 0 ? "0 s" : with_prefix(seconds, prefixes, significant);
+std::string file_text(const File_Survey& file) {
+    return escaped(file.path) + '\n' +
+           (file.fault ? summary_line("FAULTY", *file.fault)
+                       : summary_text(file.summary, file.bytes)) +
+           '\n';
 }
 
-std::string amount_text(double amount, const std::string& unit) {
-    constexpr std::array<Prefix, 6> prefixes{
-        {{1e15, "P"}, {1e12, "T"}, {1e9, "G"}, {1e6, "M"}, {1e3, "k"}, {1, ""}}};
-    return with_prefix(amount, prefixes, 3) + unit;
+std::string outside_line(const Survey& survey) {
+    const std::uint64_t nOutside = survey.image.nOutside;
+    if (nOutside == 0) {
+        return "";
+    }
+    return summary_line("outside", grouped(nOutside) + " (" +
+                                       percent_text(nOutside, survey.total.events.nEvents) +
+                                       ") beside the detector, which is 256 x 256 pixels large");
 }
 
-std::string order_text(const Time_Order& order) {
-    if (order.nSteps_back == 0) {
-        return "in order of time";
+std::string hot_pixels_line(const Survey& survey) {
+    const Hot_Pixels hot = find_hot_pixels(survey.image);
+    if (hot.nPixels == 0) {
+        return "";
     }
-    return "NOT in order of time: " + grouped(order.nSteps_back) +
-           (order.nSteps_back == 1 ? " step" : " steps") + " back, by up to " +
-           time_text(Event_Time::seconds_of(order.furthest_back));
+    const Hot_Pixel& hottest = hot.hottest.front();
+    std::string text =
+        number_of(hot.nPixels, "pixel has", "pixels have") + " over 2 times as many as around";
+    if (hot.over_10_times > 0) {
+        text += ", " + grouped(hot.over_10_times) + " over 10 times";
+    }
+    return summary_line("hot", text + "; " +
+                                   percent_text(hot.nEvents, survey.total.events.nEvents) +
+                                   " of all events") +
+           summary_line("", "the hottest: x " + std::to_string(hottest.x) + ", y " +
+                                std::to_string(hottest.y) + " with " + grouped(hottest.nEvents) +
+                                ", around it " + grouped(hottest.around));
 }
 
-class Report {
-public:
-    explicit Report(const Survey& survey_) : survey(survey_) {}
+/// How many characters of UTF-8 a text has.
+std::size_t width_of(const std::string& text) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
 
-    std::string write(const Suggestions& suggestions) {
-        for (const File_Survey& file : survey.files) {
-            write_file(file);
-        }
-        if (survey.files.size() > 1) {
-            write_total();
-        }
-        if (survey.total.nPhotons) {
-            write_histogram("Photons per event", survey.nPhotons, *survey.total.nPhotons, true);
-        }
-        if (survey.total.psd) {
-            write_histogram("PSD values", survey.psd, *survey.total.psd, false);
-        }
-        write_suggestions(suggestions);
-        return text.str();
+/// A histogram over time as one line of bars, with what is at its ends.
+/// Units: seconds.
+std::string bars_text(const std::string& title, std::span<const std::uint64_t> counts, double start,
+                      double bin, std::optional<double> period) {
+    const Bar_Line line = bar_line(counts, period ? std::optional(*period / bin) : std::nullopt);
+    const std::size_t nBars = (counts.size() + line.bar_bins - 1) / line.bar_bins;
+    const std::string from = time_text(start);
+    const std::string to = time_text(start + bin * static_cast<double>(counts.size()));
+    const std::size_t blanks = nBars + 2 - std::min(nBars + 1, width_of(from) + width_of(to));
+    return title + ": bars of " + time_text(bin * static_cast<double>(line.bar_bins)) +
+           ", at most " + grouped(line.most) + " in one\n  |" + line.bars + "|\n  " + from +
+           std::string(blanks, ' ') + to + '\n';
+}
+
+std::string over_time_text(const Survey& survey) {
+    const std::span<const std::uint64_t> counts = survey.over_time.counts();
+    if (counts.size() < 2) {
+        return "";
     }
+    const auto& triggers = survey.total.triggers;
+    const bool is_pulsed = triggers && triggers->median_period > 0;
+    return bars_text("Events over time", counts, seconds(survey.over_time.start()),
+                     seconds(survey.over_time.bin_width()),
+                     is_pulsed ? std::optional(seconds(triggers->median_period)) : std::nullopt);
+}
 
-private:
-    void write_line(const char* name, const std::string& content) {
-        text << "  " << std::left << std::setw(10) << name << content << '\n';
+std::string since_trigger_text(const Survey& survey) {
+    if (!survey.since_trigger || survey.total.events.nEvents == 0) {
+        return "";
     }
-
-    void write_file(const File_Survey& file) {
-        text << escaped(file.path) << '\n';
-        if (file.fault) {
-            write_line("FAULTY", *file.fault);
-        } else {
-            write_summary(file.summary, static_cast<double>(file.bytes));
-        }
-        text << '\n';
+    const Since_Trigger& since = *survey.since_trigger;
+    const double bin = std::ldexp(1.0, since.shift);
+    // As far as the period, and what comes later.
+    const auto period = static_cast<double>(survey.total.triggers->median_period);
+    std::size_t end = since.counts.size();
+    while (end > 1 && since.counts[end - 1] == 0 && static_cast<double>(end - 1) * bin >= period) {
+        --end;
     }
-
-    void write_total() {
-        const std::size_t nFaulty = survey.nFaulty();
-        text << "All " << grouped(survey.files.size()) << " files";
-        if (nFaulty > 0) {
-            text << ", without " << grouped(nFaulty) << " that " << (nFaulty == 1 ? "is" : "are")
-                 << " faulty";
-        }
-        text << '\n';
-        write_summary(survey.total, static_cast<double>(survey.bytes()));
-        text << '\n';
-    }
-
-    void write_summary(const Summary& summary, double bytes) {
-        const Event_Summary& events = summary.events;
-        const Time_Order& order = summary.order;
-        std::string events_text = grouped(events.nEvents) + " in " + amount_text(bytes, "B");
-        if (events.nEvents > 0) {
-            events_text += ", " + order_text(order);
-        }
-        write_line("events", events_text);
-        write_line("triggers", triggers_text(summary.triggers));
-        if (events.nEvents == 0) {
-            return;
-        }
-        const double span = Event_Time::seconds_of(order.span());
-        std::string time = time_text(Event_Time::seconds_of(order.times.smallest)) + " to " +
-                           time_text(Event_Time::seconds_of(order.times.largest));
-        if (span > 0) {
-            time += ", " + time_text(span) + " long";
-        }
-        if (summary.rate) {
-            time += ", " + amount_text(*summary.rate, "events/s");
-        }
-        write_line("time", time);
-        write_line("position",
-                   "x " + axis_text(events.x) + ", y " + axis_text(events.y) + " detector pixels");
-        write_line("photons",
-                   quantiles_text(*summary.nPhotons, static_cast<double>(events.nPhotons.smallest),
-                                  static_cast<double>(events.nPhotons.largest)));
-        if (summary.psd) {
-            write_line("PSD",
-                       quantiles_text(*summary.psd, events.psd.smallest, events.psd.largest) +
-                           nan_text(events.nNaN));
-        } else {
-            write_line("PSD", "no numbers");
-        }
-    }
-
-    static std::string triggers_text(const std::optional<Trigger_Summary>& triggers) {
-        if (!triggers) {
-            return "none recorded: the trigger input was not enabled";
-        }
-        if (triggers->nPulses == 0) {
-            return "no pulses";
-        }
-        std::string text =
-            grouped(triggers->nPulses) + (triggers->nPulses == 1 ? " pulse" : " pulses");
-        if (!triggers->period.empty()) {
-            const auto period = [](std::int64_t ticks) {
-                constexpr int significant = 7;
-                return time_text(Event_Time::seconds_of(ticks), significant);
-            };
-            text += ", every " + period(triggers->median_period) + " (" +
-                    period(triggers->period.smallest) + " to " + period(triggers->period.largest) +
-                    ")";
-            if (triggers->nMissing) {
-                text += ", " + (*triggers->nMissing == 0 ? "none" : grouped(*triggers->nMissing)) +
-                        " missing";
-            }
-        }
-        return text + ", " + order_text(triggers->order);
-    }
-
-    static std::string axis_text(const Extent<std::int32_t>& extent) {
-        std::ostringstream axis;
-        axis << std::fixed << std::setprecision(2) << Event_Length(extent.smallest).in_pixels()
-             << " to " << Event_Length(extent.largest).in_pixels();
-        return axis.str();
-    }
-
-    static std::string quantiles_text(const Quantiles& quantiles, double smallest, double largest) {
-        constexpr std::size_t low = 1;
-        constexpr std::size_t median = 3;
-        constexpr std::size_t high = 5;
-        static_assert(quantile_percents[low] == 5 && quantile_percents[median] == 50 &&
-                      quantile_percents[high] == 95);
-        return digits(smallest, 4) + " to " + digits(largest, 4) + ", median " +
-               digits(quantiles[median], 3) + ", nine of ten from " + digits(quantiles[low], 3) +
-               " to " + digits(quantiles[high], 3);
-    }
-
-    static std::string nan_text(std::uint64_t nNaN) {
-        return nNaN == 0 ? "" : ", " + grouped(nNaN) + " not a number";
-    }
-
-    /// Rows of equal width over nearly all values; those outside are added up in a row of their
-    /// own.
-    void write_histogram(const char* title, const Distribution& distribution,
-                         const Quantiles& quantiles, bool whole);
-
-    void write_suggestions(const Suggestions& suggestions) {
-        text << "Suggestions\n";
-        for (const Suggestion& suggestion : suggestions.list) {
-            text << "  " << suggestion.mode << ": " << suggestion.what << "\n    "
-                 << suggestion.shell << "\n    makes " << suggestion.size << " x "
-                 << suggestion.size << " pixels";
-            if (suggestion.bin_seconds) {
-                text << ", " << grouped(suggestion.nPages)
-                     << (suggestion.nPages == 1 ? " page of " : " pages of ")
-                     << time_text(*suggestion.bin_seconds, 7);
-            }
-            text << ": " << amount_text(static_cast<double>(suggestion.imageBytes), "B")
-                 << " of memory, a file of "
-                 << amount_text(static_cast<double>(suggestion.fileBytes), "B") << '\n';
-        }
-        for (const std::string& note : suggestions.notes) {
-            text << "  " << note << '\n';
-        }
-    }
-
-    const Survey& survey;
-    std::ostringstream text;
-};
-
-void Report::write_histogram(const char* title, const Distribution& distribution,
-                             const Quantiles& quantiles, bool whole) {
-    constexpr double margin = 0.5;
-    // From a little below the first quantile to a little above the last.
-    const double spread = margin * (quantiles.back() - quantiles.front());
-    const double low = std::max(distribution.front().smallest, quantiles.front() - spread);
-    const double high = std::min(distribution.back().largest, quantiles.back() + spread);
-    if (!std::isfinite(high - low)) {
-        return;
-    }
-    const Histogram_Rows rows = histogram_rows(distribution, low, high, whole);
-    std::uint64_t most = 1;
-    for (const Histogram_Row& row : rows.rows) {
-        most = std::max(most, row.count);
-    }
-    text << title << '\n';
-    const auto write_row = [&](const std::string& name, std::uint64_t count, double bar) {
-        constexpr int bar_length = 50;
-        text << "  " << std::right << std::setw(10) << name << std::setw(16) << grouped(count)
-             << ' ' << std::string(static_cast<std::size_t>(std::round(bar_length * bar)), '#')
-             << '\n';
+    std::string text = bars_text("Events since the trigger", std::span(since.counts).first(end), 0,
+                                 seconds(bin), {});
+    const auto add = [&text](std::uint64_t n, const char* where) {
+        text += n == 0 ? "" : "  " + grouped(n) + " " + where + "\n";
     };
-    if (rows.below > 0) {
-        write_row("below", rows.below, 0);
+    add(since.nBeyond, "later");
+    add(since.nBefore, "before the first trigger of their file");
+    add(since.nAfter, "after the last trigger of their file");
+    return text;
+}
+
+std::string valley_text(const Valleys& valleys, std::uint64_t nEvents) {
+    std::string text;
+    if (const auto& photons = valleys.nPhotons) {
+        text += "  photons: the upper one has " + digits(photons->bound) + " or more, " +
+                percent_text(photons->nAbove, nEvents) + " of the events\n";
     }
-    for (const Histogram_Row& row : rows.rows) {
-        write_row(row.name, row.count, static_cast<double>(row.count) / static_cast<double>(most));
+    if (const auto& psd = valleys.psd) {
+        text += "  PSD: the upper one has " + digits(psd->bound) + " or more, " +
+                percent_text(psd->nAbove, nEvents) + " of the events\n";
     }
-    if (rows.above > 0) {
-        write_row("above", rows.above, 0);
+    return text.empty() ? "" : "Two populations\n" + text + '\n';
+}
+
+std::string suggestion_text(const Suggestion& suggestion, std::uint64_t nEvents) {
+    std::string text = "  " + suggestion.mode + ": " + suggestion.what + " (";
+    if (suggestion.bins) {
+        text += number_of(suggestion.nPages, "page", "pages") + " of " +
+                time_text(suggestion.bins->bin_seconds, 4) + ", ";
     }
-    text << '\n';
+    text += amount_text(static_cast<double>(suggestion.fileBytes), "B") + ")\n";
+    if (suggestion.nLost.value_or(0) > 0) {
+        text += "    without about " + percent_text(*suggestion.nLost, nEvents) +
+                " of the events, which are at other times\n";
+    }
+    return text + "    " + suggestion.shell + '\n';
+}
+
+std::string suggestions_text(const Suggestions& suggestions, std::uint64_t nEvents) {
+    std::string text = "Suggestions\n";
+    for (const Suggestion& suggestion : suggestions.list) {
+        text += suggestion_text(suggestion, nEvents);
+    }
+    for (const std::string& note : suggestions.notes) {
+        text += "  " + note + '\n';
+    }
+    return text;
+}
+
+/// A list of files, but not of very many.
+std::string list_text(const std::string& title, const std::vector<std::string>& lines) {
+    constexpr std::size_t most = 10;
+    std::string text = lines.empty() ? "" : "\n" + title + '\n';
+    for (std::size_t i = 0; i < std::min(lines.size(), most); ++i) {
+        text += "  " + lines[i] + '\n';
+    }
+    return lines.size() <= most
+               ? text
+               : text + "  and " + grouped(lines.size() - most) + " more; --json has them all\n";
+}
+
+std::string closing_list(const Survey& survey) {
+    std::vector<std::string> faulty;
+    std::vector<std::string> odd;
+    const std::vector<std::vector<std::string>> oddities = oddities_of(survey);
+    for (std::size_t i = 0; i < survey.files.size(); ++i) {
+        const File_Survey& file = survey.files[i];
+        if (file.fault) {
+            faulty.push_back(escaped(file.path) + ": " + *file.fault);
+        }
+        for (const std::string& oddity : oddities[i]) {
+            odd.push_back(escaped(file.path) + ": " + oddity);
+        }
+    }
+    return list_text("Faulty files", faulty) + list_text("Odd files", odd);
 }
 
 }  // namespace
 
-std::string text_report(const Survey& survey, const Suggestions& suggestions) {
-    return Report(survey).write(suggestions);
+std::string text_report(const Survey& survey, const Suggestions& suggestions, bool each_file) {
+    std::string text;
+    for (std::size_t i = 0; each_file && i < survey.files.size(); ++i) {
+        text += file_text(survey.files[i]);
+    }
+    text += files_title(survey);
+    if (survey.nFaulty() < survey.files.size()) {
+        text += summary_text(survey.total, survey.bytes()) + outside_line(survey) +
+                hot_pixels_line(survey);
+    }
+    for (const std::string& warning : warnings_of(survey)) {
+        text += "  WARNING: " + warning + '\n';
+    }
+    const auto add_block = [&text](const std::string& block) {
+        text += block.empty() ? "" : '\n' + block;
+    };
+    add_block(over_time_text(survey));
+    add_block(since_trigger_text(survey));
+    const Valleys& valleys = suggestions.valleys;
+    add_block(
+        side_by_side(histogram_text("Photons per event", survey.nPhotons, valleys.nPhotons, true),
+                     histogram_text("PSD values", survey.psd, valleys.psd, false)));
+    const std::uint64_t nEvents = survey.total.events.nEvents;
+    return text + '\n' + valley_text(valleys, nEvents) + suggestions_text(suggestions, nEvents) +
+           closing_list(survey);
 }

@@ -7,6 +7,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +16,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -44,10 +47,25 @@ Examples:
   vexolan -I recording -o image.tif
   vexolan -I recording -E reference -t 0.0005 -T 20 -o sequence.tif)";
 
+/// Writes numbers like 4M or 1e6 as digits. Returns what is wrong, if anything is.
+std::string write_as_digits(std::string& text) {
+    static const std::map<std::string, double> factors{{"", 1}, {"k", 1e3}, {"M", 1e6}, {"G", 1e9}};
+    constexpr double most = 1e15;
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [suffix, error] = std::from_chars(text.data(), end, number);
+    const auto factor = factors.find(std::string(suffix, end));
+    if (error == std::errc() && factor != factors.end()) {
+        number *= factor->second;
+        if (number >= 0 && number <= most && number == std::floor(number)) {
+            text = std::to_string(static_cast<std::uint64_t>(number));
+            return {};
+        }
+    }
+    return text + " is not a whole number like 4000000, 4M or 4e6";
+}
+
 void add_options(CLI::App& app, Options& options) {
-    const std::map<std::string, std::uint64_t> suffixes{
-        {"k", 1'000}, {"M", 1'000'000}, {"G", 1'000'000'000}};
-    const CLI::AsNumberWithUnit with_suffix(suffixes, CLI::AsNumberWithUnit::CASE_SENSITIVE);
     Recording& recording = options.recording;
 
     app.add_option("-o,--output-folder", options.folder,
@@ -58,11 +76,10 @@ void add_options(CLI::App& app, Options& options) {
     app.add_option("-s,--scene", options.scene, "star (default), uniform or spot; see below")
         ->option_text("NAME")
         ->check(CLI::IsMember(scene_names()));
-    app.add_option(
-           "-n,--events", recording.nEvents,
-           "Events in all files together (default: 1M);\nsuffixes k, M and G are understood")
+    app.add_option("-n,--events", recording.nEvents,
+                   "Events in all files together (default: 1M):\na number like 4000000, 4M or 4e6")
         ->option_text("N")
-        ->transform(with_suffix);
+        ->transform(CLI::Validator(write_as_digits, ""));
     app.add_option("--files", recording.nFiles, "Number of files (default: 1)")->option_text("N");
     app.add_option("--pulses", recording.nPulses, "Pulses in each file (default: 100)")
         ->option_text("N");
