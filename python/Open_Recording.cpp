@@ -61,11 +61,10 @@ void Open_Recording::add(const std::string& path) {
 }
 
 Look_At Open_Recording::look_at(Image_Settings::ExtTrigger_Mode mode) const {
-    const Look_At look = look_at_files(mode);
     if (mode == Image_Settings::ignore) {
-        return look;
+        return look_at_files(mode);
     }
-    return [this, look](Input& input) {
+    return [this, look = look_at_files(mode)](Input& input) {
         std::atomic<Sharing_Known>& known = sharing[input.index];
         if (known == Sharing_Known::no) {
             look(input);

@@ -5,6 +5,7 @@
 #include "run_with_signals.h"
 #include "settings/Parameters.h"
 #include "settings/event_files_in.h"
+#include "survey.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -30,14 +31,14 @@ py::array_t<std::uint32_t> array_of(Counters cells, const Image_Settings& settin
     const auto* const counts = reinterpret_cast<const std::uint32_t*>(owned->data());
     const py::capsule owner(owned.get(),
                             [](void* memory) { delete static_cast<Counters*>(memory); });
-    owned.release();
+    (void)owned.release();  // it has got an owner
     const auto [columns, rows, nPages] =
         std::array{settings.size_x, settings.size_y, page_sizes(settings).nPages};
     std::vector<std::size_t> shape{rows, columns};
     if (settings.time_res_s) {
         shape.insert(shape.begin(), nPages);
     }
-    return py::array_t<std::uint32_t>(std::move(shape), counts, owner);
+    return py::array_t<std::uint32_t>(shape, counts, owner);
 }
 
 py::list files_in(const py::bytes& folder) {
@@ -112,6 +113,16 @@ void add_recording(py::module_& module) {
         .def("count", &count);
 }
 
+void add_survey(py::module_& module) {
+    py::class_<Bounds>(module, "Bounds")
+        .def(py::init())
+        .def_readwrite("nPhotons_min", &Bounds::nPhotons_min)
+        .def_readwrite("nPhotons_max", &Bounds::nPhotons_max)
+        .def_readwrite("psd_min", &Bounds::psd_min)
+        .def_readwrite("psd_max", &Bounds::psd_max);
+    module.def("survey", &survey);
+}
+
 /// Start of the first bin and length of each, in ticks.
 std::pair<std::int64_t, std::int64_t> bins_of(const Image_Settings& settings) {
     const Time_Axis bins = time_axis(page_sizes(settings).nPages, page_times(settings));
@@ -124,6 +135,7 @@ PYBIND11_MODULE(_core, module) {
     translate_exceptions();
     add_settings(module);
     add_recording(module);
+    add_survey(module);
     module.attr("version") = std::string(Parameters::version);
     module.attr("tick") = orven::Event_Time::seconds_per_tick;
     module.def("files_in", &files_in);

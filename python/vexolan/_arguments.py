@@ -103,16 +103,30 @@ def bounds_from(value: Any, name: str, bound_from: Any) -> tuple:
     return low, high
 
 
+def photons_from(value: Any) -> tuple:
+    return bounds_from(value, "photons",
+                       lambda item: integer_from(item, "photons", 0, LARGEST_COUNT))
+
+
+def psd_from(value: Any) -> tuple:
+    return bounds_from(value, "psd", lambda item: real_from(item, "psd"))
+
+
+def survey_bounds_from(photons: Any, psd: Any) -> _core.Bounds:
+    bounds = _core.Bounds()
+    bounds.nPhotons_min, bounds.nPhotons_max = photons_from(photons)
+    bounds.psd_min, bounds.psd_max = psd_from(psd)
+    return bounds
+
+
 def settings_from(shape: Any, photons: Any, psd: Any, region: Any) -> _core.Settings:
     """What all kinds of images have."""
     settings = _core.Settings()
     settings.size_y, settings.size_x = shape_from(shape, LARGEST_AXIS if region is None else 2**31)
-    low, high = bounds_from(photons, "photons",
-                            lambda item: integer_from(item, "photons", 0, LARGEST_COUNT))
+    low, high = photons_from(photons)
     settings.nPhotons_min = 0 if low is None else low
     settings.nPhotons_max = LARGEST_COUNT if high is None else high
-    settings.psd_min, settings.psd_max = bounds_from(psd, "psd",
-                                                     lambda item: real_from(item, "psd"))
+    settings.psd_min, settings.psd_max = psd_from(psd)
     settings.region = region_from(region)
     return settings
 

@@ -7,8 +7,8 @@ from typing import Any, Dict, List, Optional, Sequence, Tuple, Union
 import numpy
 
 from . import _core
-from ._arguments import (bounds_from, choice_from, path_from, require_memory_for, set_pages,
-                         settings_from, switch_from)
+from ._arguments import (choice_from, path_from, require_memory_for, set_pages,
+                         settings_from, survey_bounds_from, switch_from)
 from ._errors import RecordingError, RecordingWarning, describe
 from ._files import Path
 from ._image import Account, Image
@@ -66,7 +66,7 @@ class Recording:
     def __init__(self, recording: Union[Path, Sequence[Path]], strict: bool = False, *,
                  progress: Any = None) -> None:
         self._strict = switch_from(strict, "strict")
-        self._paths = _paths_from(recording)
+        self._folder, self._paths = _paths_from(recording)
         report = report_to(progress, len(self._paths))
         self._opened = _core.Recording(self._paths, report)
         finish(report, len(self._paths))
@@ -182,6 +182,29 @@ class Recording:
         self._tell_failures(self._opened.faults, True)
         return self._count(settings, progress)
 
+    def survey(self, *, photons: Any = None, psd: Any = None, progress: Any = None
+               ) -> Dict[str, Any]:
+        """What ``vexolan-info --json`` says of the recording: how events are spread, and which
+        images fit it.
+
+        Parameters
+        ----------
+        photons, psd, progress
+            As the class says.
+
+        Returns
+        -------
+        dict
+            As docs/json.md describes.
+        """
+        import json
+
+        bounds = survey_bounds_from(photons, psd)
+        report = report_to(progress, self.n_events)
+        text = _core.survey(self._folder, self._paths, bounds, report)
+        finish(report, self.n_events)
+        return json.loads(text)
+
     def _count(self, settings: _core.Settings, progress: Any) -> Image:
         require_memory_for(settings)
         report = report_to(progress, self.n_events)
@@ -205,14 +228,17 @@ class Recording:
         return f"<vexolan.Recording of {len(self.files)} files, {self.n_events} events>"
 
 
-def _paths_from(recording: Any) -> List[bytes]:
+def _paths_from(recording: Any) -> Tuple[Optional[bytes], List[bytes]]:
+    """The folder, if it is one, and the files."""
     if isinstance(recording, (str, bytes, os.PathLike)):
         path = path_from(recording, "recording")
         os.stat(os.fsdecode(path))  # tells why there is nothing
-        files = _core.files_in(path) if os.path.isdir(path) else [path]
+        if not os.path.isdir(path):
+            return None, [path]
+        files = _core.files_in(path)
         if not files:
             raise ValueError(f"recording: no event files in {os.fsdecode(path)!r}")
-        return files
+        return path, files
     try:
         paths = [path_from(each, "recording") for each in recording]
     except TypeError:
@@ -220,7 +246,7 @@ def _paths_from(recording: Any) -> List[bytes]:
                         f"not {recording!r:.100}") from None
     if not paths:
         raise ValueError("recording must not be an empty sequence")
-    return paths
+    return None, paths
 
 
 def _edges_of(settings: _core.Settings) -> Optional[numpy.ndarray]:

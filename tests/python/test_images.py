@@ -3,6 +3,7 @@
 import json
 import os
 import pickle
+import subprocess
 import threading
 
 import numpy
@@ -68,6 +69,14 @@ def test_records_are_read_and_written_as_they_are(run, recording):
     assert vexolan.read_triggers("none.orvenevent") is None
     assert vexolan.open("none.orvenevent").n_triggers is None
     assert (recording.n_events, recording.n_triggers) == (15000, 3 * 34)
+
+
+def test_a_survey_is_that_of_vexolan_info(run, recording):
+    for named, opened in [("recording", recording),
+                          (recording.files[0], vexolan.open(recording.files[:1]))]:
+        surveyed = subprocess.run([os.environ["VEXOLAN_INFO"], "--json", "-m", "2", named],
+                                  capture_output=True, check=True).stdout
+        assert opened.survey(photons=(2, None)) == json.loads(surveyed)
 
 
 def test_threads_and_processes_count_at_the_same_time(recording):
