@@ -73,10 +73,12 @@ def interrupted():
 
     before = signal.signal(signal.SIGALRM, count)
     signal.setitimer(signal.ITIMER_REAL, 0.02, 0.02)
-    with pytest.raises(KeyboardInterrupt):
-        yield
-    signal.setitimer(signal.ITIMER_REAL, 0)
-    signal.signal(signal.SIGALRM, before)
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            yield
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)
 
 
 @pytest.mark.parametrize("work", [
@@ -88,7 +90,7 @@ def interrupted():
     lambda _, pages: pages.save("out"),
 ], ids=["open", "image", "pages", "frames", "survey", "save"])
 def test_an_interrupt_ends_work_and_leaves_nothing(recording, work):
-    many = vexolan.open(recording.files * 10000)
+    many = vexolan.open(recording.files * 10000, strict=True)  # most are not kept open
     pages = recording.pages(1e-5, 10**6, shape=(2, 1))
     with interrupted():
         work(many, pages)
