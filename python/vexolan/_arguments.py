@@ -5,9 +5,12 @@ from __future__ import annotations
 import math
 import operator
 import os
-from typing import Any, Optional
+from typing import Any, Optional, Sequence
 
 from . import _core
+
+IntegerBounds = Optional[Sequence[Optional[int]]]
+RealBounds = Optional[Sequence[Optional[float]]]
 
 LARGEST_COUNT = 2**64 - 1
 LARGEST_AXIS = 2**25  # pixels no narrower than a unit of the position

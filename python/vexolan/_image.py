@@ -1,13 +1,13 @@
 from __future__ import annotations
 
 import os
-from typing import Any, List, NamedTuple, Optional, Union
+from typing import List, NamedTuple, Optional, Union
 
 import numpy
 
 from . import _core
 from ._arguments import choice_from, path_from
-from ._progress import finish, report_to
+from ._progress import Progress, finish, report_to
 
 
 class Account(NamedTuple):
@@ -51,7 +51,7 @@ class Image:
         return self._account
 
     def save(self, path: Union[str, bytes, os.PathLike], format: str = "tiff_w4", *,
-             progress: Any = None) -> None:
+             progress: Progress = None) -> None:
         """Write the counts as a TIFF file of 32-bit grey values, the same that vexolan writes.
 
         The file takes the place of an older one in one step when it is complete; missing folders

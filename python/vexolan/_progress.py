@@ -1,22 +1,33 @@
 from __future__ import annotations
 
-from typing import Any, Callable, Optional
+from typing import Any, Callable, Optional, Protocol, Union
 
 
-def report_to(progress: Any, total: int) -> Optional[Callable[[int], None]]:
-    """What is called with how much is done, for `progress`: a function of (done, total), or an
-    object with `total` and `update(n)`, as those of tqdm."""
+class Bar(Protocol):
+    """What shows progress as tqdm does."""
+
+    total: Any
+
+    def update(self, n: int) -> object: ...
+
+
+Progress = Union[Callable[[int, int], object], Bar, None]
+"""What is told of progress: a function of (done, total), or a bar."""
+
+
+def report_to(progress: Progress, total: int) -> Optional[Callable[[int], None]]:
+    """What is called with how much is done."""
     if progress is None:
         return None
-    if hasattr(progress, "update"):
+    if hasattr(progress, "total") and hasattr(progress, "update"):
         return _updates_of(progress, total)
     if callable(progress):
         return lambda done: progress(min(done, total), total)
-    raise TypeError("progress must be a function of (done, total) or have a method update, "
+    raise TypeError("progress must be a function of (done, total) or have total and update(n), "
                     f"not {type(progress).__name__}")
 
 
-def _updates_of(progress: Any, total: int) -> Callable[[int], None]:
+def _updates_of(progress: Bar, total: int) -> Callable[[int], None]:
     progress.total = total
     told = 0
 

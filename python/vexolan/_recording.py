@@ -7,18 +7,18 @@ from typing import Any, Dict, List, Optional, Sequence, Tuple, Union
 import numpy
 
 from . import _core
-from ._arguments import (choice_from, path_from, require_memory_for, set_pages,
-                         settings_from, survey_bounds_from, switch_from)
+from ._arguments import (IntegerBounds, RealBounds, choice_from, path_from, require_memory_for,
+                         set_pages, settings_from, survey_bounds_from, switch_from)
 from ._errors import RecordingError, RecordingWarning, describe
 from ._files import Path
 from ._image import Account, Image
-from ._progress import finish, report_to
+from ._progress import Progress, finish, report_to
 
 _modes = {"start": _core.Mode.ignore, "trigger": _core.Mode.reference}
 
 
 def open(recording: Union[Path, Sequence[Path]], strict: bool = False, *,
-         progress: Any = None) -> Recording:
+         progress: Progress = None) -> Recording:
     """Open a recording.
 
     Parameters
@@ -64,7 +64,7 @@ class Recording:
     """
 
     def __init__(self, recording: Union[Path, Sequence[Path]], strict: bool = False, *,
-                 progress: Any = None) -> None:
+                 progress: Progress = None) -> None:
         self._strict = switch_from(strict, "strict")
         self._folder, self._paths = _paths_from(recording)
         report = report_to(progress, len(self._paths))
@@ -93,8 +93,9 @@ class Recording:
         input."""
         return self._opened.n_triggers
 
-    def image(self, *, shape: Tuple[int, int] = (512, 512), photons: Any = None, psd: Any = None,
-              since: str = "start", region: Any = None, progress: Any = None) -> Image:
+    def image(self, *, shape: Tuple[int, int] = (512, 512), photons: IntegerBounds = None,
+              psd: RealBounds = None, since: str = "start",
+              region: Optional[Sequence[float]] = None, progress: Progress = None) -> Image:
         """Count events in one image over all time.
 
         Parameters
@@ -115,8 +116,9 @@ class Recording:
         return self._count(settings, progress)
 
     def pages(self, bin: float, n: int, *, since: str = "start", start: Optional[float] = None,
-              upright: bool = True, shape: Tuple[int, int] = (512, 512), photons: Any = None,
-              psd: Any = None, region: Any = None, progress: Any = None) -> Image:
+              upright: bool = True, shape: Tuple[int, int] = (512, 512),
+              photons: IntegerBounds = None, psd: RealBounds = None,
+              region: Optional[Sequence[float]] = None, progress: Progress = None) -> Image:
         """Count events in one page per time bin.
 
         Parameters
@@ -148,8 +150,9 @@ class Recording:
         return self._count(settings, progress)
 
     def frames(self, bin: float, n: int, *, start: Optional[float] = None, upright: bool = True,
-               shape: Tuple[int, int] = (512, 512), photons: Any = None, psd: Any = None,
-               region: Any = None, progress: Any = None) -> Image:
+               shape: Tuple[int, int] = (512, 512), photons: IntegerBounds = None,
+               psd: RealBounds = None, region: Optional[Sequence[float]] = None,
+               progress: Progress = None) -> Image:
         """Count events in one page per interval between triggers, numbered through all files.
 
         Parameters
@@ -182,8 +185,8 @@ class Recording:
         self._tell_failures(self._opened.faults, True)
         return self._count(settings, progress)
 
-    def survey(self, *, photons: Any = None, psd: Any = None, progress: Any = None
-               ) -> Dict[str, Any]:
+    def survey(self, *, photons: IntegerBounds = None, psd: RealBounds = None,
+               progress: Progress = None) -> Dict[str, Any]:
         """What ``vexolan-info --json`` says of the recording: how events are spread, and which
         images fit it.
 
@@ -205,7 +208,7 @@ class Recording:
         finish(report, self.n_events)
         return json.loads(text)
 
-    def _count(self, settings: _core.Settings, progress: Any) -> Image:
+    def _count(self, settings: _core.Settings, progress: Progress) -> Image:
         require_memory_for(settings)
         report = report_to(progress, self.n_events)
         strict = self._strict or settings.mode == _core.Mode.frameSync
