@@ -91,6 +91,9 @@ void Ranks::together(const std::function<void()>& step) const {
 }
 
 void Ranks::add_up(std::span<Counter> counters) const {
+    if (size() == 1) {
+        return;
+    }
     constexpr std::size_t block_length = std::size_t{2} << 20U;
     while (!counters.empty()) {
         const auto block = counters.first(std::min(block_length, counters.size()));
