@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import operator
 import os
-from typing import Any, Optional, Sequence
+from typing import Any, List, Optional, Sequence, Tuple
 
 from . import _core
 
@@ -81,7 +81,7 @@ def choice_from(value: Any, name: str, choices: Any) -> Any:
     return value
 
 
-def items_from(value: Any, name: str, meaning: str) -> list:
+def items_from(value: Any, name: str, meaning: str) -> List[Any]:
     """The items of a sequence that has as many as `meaning`, which names them."""
     number = meaning.count(",") + 1
     if isinstance(value, (str, bytes, bytearray)):
@@ -95,7 +95,7 @@ def items_from(value: Any, name: str, meaning: str) -> list:
     return items
 
 
-def bounds_from(value: Any, name: str, bound_from: Any) -> tuple:
+def bounds_from(value: Any, name: str, bound_from: Any) -> Tuple[Any, Any]:
     """Two bounds, of which each may be None; both are where `value` is None."""
     if value is None:
         return None, None
@@ -106,12 +106,12 @@ def bounds_from(value: Any, name: str, bound_from: Any) -> tuple:
     return low, high
 
 
-def photons_from(value: Any) -> tuple:
+def photons_from(value: Any) -> Tuple[Any, Any]:
     return bounds_from(value, "photons",
                        lambda item: integer_from(item, "photons", 0, LARGEST_COUNT))
 
 
-def psd_from(value: Any) -> tuple:
+def psd_from(value: Any) -> Tuple[Any, Any]:
     return bounds_from(value, "psd", lambda item: real_from(item, "psd"))
 
 
@@ -134,12 +134,12 @@ def settings_from(shape: Any, photons: Any, psd: Any, region: Any) -> _core.Sett
     return settings
 
 
-def shape_from(shape: Any, largest: int) -> list:
+def shape_from(shape: Any, largest: int) -> List[Any]:
     return [integer_from(size, "shape", 1, largest)
             for size in items_from(shape, "shape", "(rows, columns)")]
 
 
-def region_from(region: Any) -> Optional[list]:
+def region_from(region: Any) -> Optional[List[float]]:
     if region is None:
         return None
     return [real_from(item, "region") for item in items_from(region, "region", "(x0, y0, x1, y1)")]

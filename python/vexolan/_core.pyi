@@ -1,7 +1,7 @@
 from enum import Enum
-from typing import Callable, List, Optional, Sequence, Tuple
+from typing import Any, Callable, List, Optional, Sequence, Tuple
 
-import numpy
+from numpy.typing import NDArray
 
 version: str
 tick: float
@@ -35,7 +35,7 @@ class Recording:
     n_triggers: Optional[int]
     def __init__(self, paths: List[bytes], report: _Report) -> None: ...
     def count(self, settings: Settings, strict: bool, report: _Report
-              ) -> Tuple[numpy.ndarray, Tuple[int, int, int, int], List[Tuple[str, str]]]: ...
+              ) -> Tuple[NDArray[Any], Tuple[int, int, int, int], List[Tuple[str, str]]]: ...
 
 class Bounds:
     nPhotons_min: Optional[int]
@@ -47,7 +47,7 @@ def survey(folder: Optional[bytes], paths: List[bytes], bounds: Bounds, report: 
 def files_in(folder: bytes) -> List[bytes]: ...
 def bins_of(settings: Settings) -> Tuple[int, int]: ...
 def index_of_file(path: bytes) -> Tuple[_Block, Optional[_Block]]: ...
-def save_counts(counts: numpy.ndarray, path: bytes, format: str, read_files: List[bytes],
+def save_counts(counts: NDArray[Any], path: bytes, format: str, read_files: List[bytes],
                 report: _Report) -> None: ...
-def write_recording(path: bytes, events: numpy.ndarray, triggers: Optional[numpy.ndarray]
+def write_recording(path: bytes, events: NDArray[Any], triggers: Optional[NDArray[Any]]
                     ) -> None: ...

@@ -1,7 +1,7 @@
 from __future__ import annotations
 
 import os
-from typing import Any, Optional, Union
+from typing import TYPE_CHECKING, Any, Optional, Tuple, Union
 
 import numpy
 
@@ -9,15 +9,20 @@ from . import _core
 from ._arguments import path_from
 from ._errors import RecordingError
 
-Path = Union[str, bytes, os.PathLike]
+if TYPE_CHECKING:  # its import takes longer than that of this package
+    from numpy.typing import NDArray
+
+Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
 event_dtype = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photons", "<u8"),
                            ("psd", "<f8")])
 """An event as it lies in files: x and y in 1/65536 of a detector pixel, time in ticks of
 1.5625 ns."""
 
+_fields: Tuple[str, ...] = event_dtype.names or ()
 
-def read_events(path: Path) -> numpy.ndarray:
+
+def read_events(path: Path) -> NDArray[numpy.void]:
     """The events of a file, in the order of the file.
 
     Returns
@@ -38,7 +43,7 @@ def read_events(path: Path) -> numpy.ndarray:
     return _records_in(path, events, event_dtype)
 
 
-def read_triggers(path: Path) -> Optional[numpy.ndarray]:
+def read_triggers(path: Path) -> Optional[NDArray[numpy.int64]]:
     """The times of the external triggers of a file in ticks of 1.5625 ns, int64, in the order of
     the file; None if it was recorded without trigger input.
 
@@ -89,7 +94,7 @@ def _index_of(path: Path) -> Any:
         raise RecordingError(os.fsdecode(name), str(fault)) from None
 
 
-def _records_in(path: Path, block: Any, dtype: numpy.dtype) -> numpy.ndarray:
+def _records_in(path: Path, block: Any, dtype: numpy.dtype[Any]) -> NDArray[Any]:
     position, number = block
     name = os.fsdecode(path)
     if number == 0:
@@ -103,23 +108,23 @@ def _records_in(path: Path, block: Any, dtype: numpy.dtype) -> numpy.ndarray:
     return records
 
 
-def _events_from(events: Any) -> numpy.ndarray:
+def _events_from(events: Any) -> NDArray[numpy.void]:
     array = numpy.asarray(events)
-    missing = set(event_dtype.names) - set(array.dtype.names or ())
+    missing = set(_fields) - set(array.dtype.names or ())
     if missing:
         raise TypeError("events must be a structured array with the fields "
-                        f"{', '.join(event_dtype.names)}; missing: {', '.join(sorted(missing))}")
+                        f"{', '.join(_fields)}; missing: {', '.join(sorted(missing))}")
     if array.ndim != 1:
         raise ValueError(f"events must have one dimension, not {array.ndim}")
     if array.dtype == event_dtype:
         return numpy.ascontiguousarray(array)
     records = numpy.empty(len(array), event_dtype)
-    for name in event_dtype.names:
+    for name in _fields:
         records[name] = _column_from(array[name], f"events[{name!r}]", event_dtype[name])
     return records
 
 
-def _column_from(values: Any, name: str, dtype: numpy.dtype) -> numpy.ndarray:
+def _column_from(values: Any, name: str, dtype: numpy.dtype[Any]) -> NDArray[Any]:
     """Values of a type that holds all of them."""
     array = numpy.asarray(values)
     if array.ndim != 1:

@@ -1,13 +1,17 @@
 from __future__ import annotations
 
 import os
-from typing import List, NamedTuple, Optional, Union
+from typing import TYPE_CHECKING, Any, List, Literal, NamedTuple, Optional
 
 import numpy
 
 from . import _core
 from ._arguments import choice_from, path_from
+from ._files import Path
 from ._progress import Progress, finish, report_to
+
+if TYPE_CHECKING:
+    from numpy.typing import NDArray
 
 
 class Account(NamedTuple):
@@ -26,7 +30,8 @@ class Account(NamedTuple):
 class Image:
     """Counts of events: one image, or a sequence of pages."""
 
-    def __init__(self, counts: numpy.ndarray, edges: Optional[numpy.ndarray], account: Account,
+    def __init__(self, counts: NDArray[numpy.uint32],
+                 edges: Optional[NDArray[numpy.float64]], account: Account,
                  files: List[str]) -> None:
         self._counts = counts
         self._edges = edges
@@ -34,13 +39,14 @@ class Image:
         self._files = files
 
     @property
-    def counts(self) -> numpy.ndarray:
+    def counts(self) -> NDArray[numpy.uint32]:
         """The counts, uint32 modulo 2**32: (rows, columns), or (pages, rows, columns). The memory
-        that was counted in, no copy; it is freed with the last array that shows it."""
+        that was counted in, no copy; it is freed with the last array that shows it. Before you
+        subtract counts, make them signed: ``counts.astype(int)``."""
         return self._counts
 
     @property
-    def edges(self) -> Optional[numpy.ndarray]:
+    def edges(self) -> Optional[NDArray[numpy.float64]]:
         """Where time bins begin, and where the last one ends: n + 1 times in seconds, float64.
         None of one image, and of frames."""
         return self._edges
@@ -50,7 +56,7 @@ class Image:
         """What became of the events."""
         return self._account
 
-    def save(self, path: Union[str, bytes, os.PathLike], format: str = "tiff_w4", *,
+    def save(self, path: Path, format: Literal["tiff_w4", "tiff_w8"] = "tiff_w4", *,
              progress: Progress = None) -> None:
         """Write the counts as a TIFF file of 32-bit grey values, the same that vexolan writes.
 
@@ -82,6 +88,12 @@ class Image:
         report = report_to(progress, total)
         _core.save_counts(self._counts, target, format, list(map(os.fsencode, self._files)), report)
         finish(report, total)
+
+    def __array__(self, dtype: Any = None, copy: Optional[bool] = None) -> NDArray[Any]:
+        """The counts: what takes arrays takes an image."""
+        if copy:
+            return numpy.array(self._counts, dtype)
+        return numpy.asarray(self._counts, dtype)
 
     def __repr__(self) -> str:
         return f"<vexolan.Image of shape {self._counts.shape}, {self._account}>"

@@ -21,10 +21,15 @@ def report_to(progress: Progress, total: int) -> Optional[Callable[[int], None]]
         return None
     if hasattr(progress, "total") and hasattr(progress, "update"):
         return _updates_of(progress, total)
-    if callable(progress):
-        return lambda done: progress(min(done, total), total)
-    raise TypeError("progress must be a function of (done, total) or have total and update(n), "
-                    f"not {type(progress).__name__}")
+    if not callable(progress):
+        raise TypeError("progress must be a function of (done, total) or have total and update(n), "
+                        f"not {type(progress).__name__}")
+    function = progress
+
+    def report(done: int) -> None:
+        function(min(done, total), total)
+
+    return report
 
 
 def _updates_of(progress: Bar, total: int) -> Callable[[int], None]:

@@ -2,7 +2,8 @@ from __future__ import annotations
 
 import os
 import warnings
-from typing import Any, Dict, List, Optional, Sequence, Tuple, Union
+from typing import (TYPE_CHECKING, Any, Dict, Iterable, List, Literal, Optional, Sequence,
+                    Tuple, Union)
 
 import numpy
 
@@ -14,16 +15,20 @@ from ._files import Path
 from ._image import Account, Image
 from ._progress import Progress, finish, report_to
 
+if TYPE_CHECKING:
+    from numpy.typing import NDArray
+
+Since = Literal["start", "trigger"]
 _modes = {"start": _core.Mode.ignore, "trigger": _core.Mode.reference}
 
 
-def open(recording: Union[Path, Sequence[Path]], strict: bool = False, *,
+def open(recording: Union[Path, Iterable[Path]], strict: bool = False, *,
          progress: Progress = None) -> Recording:
     """Open a recording.
 
     Parameters
     ----------
-    recording : path or sequence of paths
+    recording : path, or paths
         A folder, of which the ``*.orvenevent`` files are taken, sorted by name; a file; or files in
         this order.
     strict : bool
@@ -63,7 +68,7 @@ class Recording:
         ``total`` and ``update(n)``. What it raises ends the counting.
     """
 
-    def __init__(self, recording: Union[Path, Sequence[Path]], strict: bool = False, *,
+    def __init__(self, recording: Union[Path, Iterable[Path]], strict: bool = False, *,
                  progress: Progress = None) -> None:
         self._strict = switch_from(strict, "strict")
         self._folder, self._paths = _paths_from(recording)
@@ -94,7 +99,7 @@ class Recording:
         return self._opened.n_triggers
 
     def image(self, *, shape: Tuple[int, int] = (512, 512), photons: IntegerBounds = None,
-              psd: RealBounds = None, since: str = "start",
+              psd: RealBounds = None, since: Since = "start",
               region: Optional[Sequence[float]] = None, progress: Progress = None) -> Image:
         """Count events in one image over all time.
 
@@ -102,9 +107,13 @@ class Recording:
         ----------
         since : str
             "start": all events. "trigger": those before the last trigger of their file.
-
-        shape, photons, psd, region, progress
-            As the class says.
+        shape : (rows, columns)
+        photons, psd : (low, high), optional
+            Bounds, both included; None is no bound.
+        region : (x0, y0, x1, y1), optional
+            The part of the detector that is shown, in detector pixels.
+        progress : callable or tqdm-like, optional
+            ``progress(done, total)``, or an object with ``total`` and ``update(n)``.
 
         Returns
         -------
@@ -115,7 +124,7 @@ class Recording:
         settings.mode = _modes[choice_from(since, "since", _modes)]
         return self._count(settings, progress)
 
-    def pages(self, bin: float, n: int, *, since: str = "start", start: Optional[float] = None,
+    def pages(self, bin: float, n: int, *, since: Since = "start", start: Optional[float] = None,
               upright: bool = True, shape: Tuple[int, int] = (512, 512),
               photons: IntegerBounds = None, psd: RealBounds = None,
               region: Optional[Sequence[float]] = None, progress: Progress = None) -> Image:
@@ -135,9 +144,13 @@ class Recording:
             the first bin begins at 0, and takes events less than one bin before it too.
         upright : bool
             Whether x selects the column and y the row, as in one image; else the other way round.
-
-        shape, photons, psd, region, progress
-            As the class says.
+        shape : (rows, columns)
+        photons, psd : (low, high), optional
+            Bounds, both included; None is no bound.
+        region : (x0, y0, x1, y1), optional
+            The part of the detector that is shown, in detector pixels.
+        progress : callable or tqdm-like, optional
+            ``progress(done, total)``, or an object with ``total`` and ``update(n)``.
 
         Returns
         -------
@@ -165,9 +178,13 @@ class Recording:
             Where that begins which is counted, in seconds after the trigger.
         upright : bool
             Whether x selects the column and y the row, as in one image; else the other way round.
-
-        shape, photons, psd, region, progress
-            As the class says.
+        shape : (rows, columns)
+        photons, psd : (low, high), optional
+            Bounds, both included; None is no bound.
+        region : (x0, y0, x1, y1), optional
+            The part of the detector that is shown, in detector pixels.
+        progress : callable or tqdm-like, optional
+            ``progress(done, total)``, or an object with ``total`` and ``update(n)``.
 
         Returns
         -------
@@ -192,8 +209,10 @@ class Recording:
 
         Parameters
         ----------
-        photons, psd, progress
-            As the class says.
+        photons, psd : (low, high), optional
+            Bounds, both included; None is no bound.
+        progress : callable or tqdm-like, optional
+            ``progress(done, total)``, or an object with ``total`` and ``update(n)``.
 
         Returns
         -------
@@ -206,7 +225,8 @@ class Recording:
         report = report_to(progress, self.n_events)
         text = _core.survey(self._folder, self._paths, bounds, report)
         finish(report, self.n_events)
-        return json.loads(text)
+        survey: Dict[str, Any] = json.loads(text)
+        return survey
 
     def _count(self, settings: _core.Settings, progress: Progress) -> Image:
         require_memory_for(settings)
@@ -228,7 +248,8 @@ class Recording:
         return Recording, (self._paths, self._strict)
 
     def __repr__(self) -> str:
-        return f"<vexolan.Recording of {len(self.files)} files, {self.n_events} events>"
+        left_out = f", {len(self.faults)} left out" if self.faults else ""
+        return f"<vexolan.Recording of {len(self.files)} files{left_out}, {self.n_events} events>"
 
 
 def _paths_from(recording: Any) -> Tuple[Optional[bytes], List[bytes]]:
@@ -252,10 +273,11 @@ def _paths_from(recording: Any) -> Tuple[Optional[bytes], List[bytes]]:
     return None, paths
 
 
-def _edges_of(settings: _core.Settings) -> Optional[numpy.ndarray]:
-    if settings.time_res_s is None or settings.mode == _core.Mode.frameSync:
+def _edges_of(settings: _core.Settings) -> Optional[NDArray[numpy.float64]]:
+    n = settings.time_max_binNumber
+    if n is None or settings.mode == _core.Mode.frameSync:
         return None
     origin, width = _core.bins_of(settings)
-    n = settings.time_max_binNumber
     ticks = numpy.arange(n + 1, dtype="i8" if abs(origin) + width * n < 2**63 else "f8")
-    return (origin + width * ticks) * _core.tick
+    seconds: NDArray[numpy.float64] = (origin + width * ticks) * _core.tick
+    return seconds

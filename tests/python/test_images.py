@@ -44,6 +44,7 @@ def test_images_are_those_of_the_program(run, recording, kind, settings, options
                "--report", "report.json", *spectra).status == 0
     assert run.bytes("made/module.tif") == run.bytes("program.tif")
     assert image.counts.dtype == numpy.uint32
+    assert numpy.shares_memory(numpy.asarray(image), image.counts)
     assert (image.counts == tifffile.imread("program.tif")).all()
     assert image.account._asdict() == json.loads(run.bytes("report.json"))["run"]["events"]
     if kind == "pages":
