@@ -27,8 +27,8 @@ from PIL import Image
 folder, pictures = map(pathlib.Path, sys.argv[1:])
 for path in folder.glob("*/*.png"):
     picture = Image.open(path).convert("RGB")
-    picture.thumbnail((1100, 1100), Image.Resampling.LANCZOS)
-    picture = picture.quantize(96, Image.Quantize.MAXCOVERAGE)
+    picture.thumbnail((1800, 1800), Image.Resampling.LANCZOS)
+    picture = picture.quantize(64, Image.Quantize.MAXCOVERAGE)
     picture.save(pictures / f"{path.parent.name}-{path.name}", optimize=True)
 END
 ls -l docs/pictures
