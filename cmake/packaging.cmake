@@ -1,5 +1,5 @@
-# Documents beside the programs, and Debian packages: vexolan, vexolan-mpi where MPI was found, and
-# liborven-dev with the event library. "cmake --workflow --preset package" makes them;
+# Documents beside the programs, and Debian packages: vexolan, vexolan-mpi where MPI was found,
+# python3-vexolan where Python was, and liborven-dev with the event library. "cmake --workflow --preset package" makes them;
 # scripts/try_package.sh tries them. Flags in that preset are for lintian hardening-no-bindnow and
 # hardening-no-fortify-functions.
 
@@ -19,6 +19,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS  # lintian non-standard-dir-perm
 set(CPACK_COMPONENTS_ALL programs development)
 if(TARGET vexolan-mpi)
     list(APPEND CPACK_COMPONENTS_ALL mpi)
+endif()
+if(TARGET vexolan_python)
+    list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -45,6 +48,21 @@ set(CPACK_DEBIAN_MPI_DESCRIPTION "images from recordings of an event-mode camera
 vexolan-mpi makes the images that vexolan makes, with the same options, on
 several machines: mpirun starts it on each of them, and all count parts of
 one recording.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vexolan)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+if(TARGET vexolan_python)  # the module is for one version of Python
+    math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.${Python_VERSION_MINOR}~), \
+python3 (<< 3.${next_minor}~), python3-numpy")
+endif()
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_SOURCE_DIR}/python/debian/postinst
+    ${PROJECT_SOURCE_DIR}/python/debian/prerm)
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "images from recordings of an event-mode camera, in Python
+The module vexolan opens recordings and counts their events in images, as
+numpy arrays. It counts as the program vexolan does, on all cores.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liborven-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

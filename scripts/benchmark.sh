@@ -4,7 +4,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build benchmark >&2
+"$project/scripts/install_packages.sh" build python benchmark >&2
 cd "$project"
 build=build-benchmarks
 {

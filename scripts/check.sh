@@ -5,7 +5,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build mpi test benchmark check
+"$project/scripts/install_packages.sh" build mpi python test benchmark check
 cd "$project"
 cmake --preset clang -DVEXOLAN_BENCHMARKS=ON
 cmake --build --preset clang --target vexolan vexolan-info vexolan-simulate

@@ -6,6 +6,7 @@ set -euo pipefail
 declare -A packages_of=(
     [build]="g++ cmake ninja-build libtiff-dev rapidjson-dev libdivide-dev libhwy-dev libcli11-dev"
     [mpi]="libopenmpi-dev openmpi-bin"
+    [python]="pybind11-dev python3-dev python3-numpy"
     [demo]="python3 python3-matplotlib python3-numpy python3-pil python3-tifffile"
     [test]="libgtest-dev libtiff-tools pkg-config python3 python3-matplotlib python3-numpy
         python3-pytest python3-tifffile"

@@ -5,7 +5,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-groups=(build mpi test)
+groups=(build mpi python test)
 if ((EUID == 0)); then
     groups+=(cluster)  # only root can try one
 fi

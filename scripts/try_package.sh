@@ -4,7 +4,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-"$project/scripts/install_packages.sh" build mpi package try_package
+"$project/scripts/install_packages.sh" build mpi python package try_package
 cd "$project"
 rm -f build-package/*.deb
 cmake --workflow --preset package
@@ -48,14 +48,17 @@ in_root sh -ec '
     test -s image.tif -a -s sequence.tif
     export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
     mpirun -n 2 --oversubscribe --bind-to none vexolan-mpi -I recording -o image-mpi.tif
-    cmp image.tif image-mpi.tif'
+    cmp image.tif image-mpi.tif
+    python3 -c "import vexolan
+vexolan.open(\"recording\").image().save(\"image-python.tif\")"
+    cmp image.tif image-python.tif'
 if in_root vexolan-plot /tmp/recording -o /tmp/recording.png 2>"$work/message"; then
     echo 'vexolan-plot needs no matplotlib?' >&2
     exit 1
 fi
 grep python3-matplotlib "$work/message"
 
-in_root dpkg --purge vexolan vexolan-mpi liborven-dev
+in_root dpkg --purge vexolan vexolan-mpi python3-vexolan liborven-dev
 list_files >"$work/after"
 diff "$work/before" "$work/after"
 

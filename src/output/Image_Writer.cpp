@@ -5,6 +5,7 @@
 
 #include <tiffio.h>
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -45,16 +46,38 @@ toff_t file_size(thandle_t handle) {
     return as_file(handle).size();
 }
 
+using Open_Options = std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)>;
+
+/// Takes a message, so that libtiff writes it nowhere.
+int drop_message(TIFF* /*file*/, void* /*user*/, const char* /*module*/, const char* /*format*/,
+                 va_list /*values*/) {
+    return 1;
+}
+
+Open_Options open_options(Tiff_Messages messages) {
+    Open_Options options(TIFFOpenOptionsAlloc(), TIFFOpenOptionsFree);
+    if (messages == Tiff_Messages::drop && options != nullptr) {
+        TIFFOpenOptionsSetErrorHandlerExtR(options.get(), drop_message, nullptr);
+        TIFFOpenOptionsSetWarningHandlerExtR(options.get(), drop_message, nullptr);
+    }
+    return options;
+}
+
 /// A TIFF file being written. Every call to libtiff is checked; the first failure throws.
 class Tiff_File {
 public:
-    Tiff_File(const std::string& path_, const char* openMode) : path(path_), file(path_) {
+    Tiff_File(const std::string& path_, const char* openMode, Tiff_Messages messages)
+        : path(path_), file(path_) {
         if (file.error() != 0) {
-            TIFFError(path.c_str(), "%s", file.reason().c_str());
+            if (messages == Tiff_Messages::show) {
+                TIFFError(path.c_str(), "%s", file.reason().c_str());
+            }
             fail("could not be opened");
         }
-        tiff.reset(TIFFClientOpen(path.c_str(), openMode, &file, read_file, write_file, seek_file,
-                                  leave_open, file_size, nullptr, nullptr));
+        const Open_Options options = open_options(messages);
+        tiff.reset(TIFFClientOpenExt(path.c_str(), openMode, &file, read_file, write_file,
+                                     seek_file, leave_open, file_size, nullptr, nullptr,
+                                     options.get()));
         check(tiff != nullptr);
     }
 
@@ -159,9 +182,9 @@ std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept {
 }
 
 std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image,
-                         Progress_Count& nWritten) {
+                         Progress_Count& nWritten, Tiff_Messages messages) {
     const std::size_t page_size = image.rows * image.columns;
-    Tiff_File tiff(path, openMode);
+    Tiff_File tiff(path, openMode, messages);
     for (std::size_t t = 0; t < image.nPages; ++t) {
         tiff.set_tags(image.columns, image.rows);
         tiff.write_rows(image.cells.subspan(t * page_size, page_size), image.columns, nWritten);

@@ -29,10 +29,13 @@ struct Image_Pages {
 /// with `big` a BigTIFF one.
 [[nodiscard]] std::uint64_t tiff_bytes(const Image_Pages& image, bool big) noexcept;
 
+/// What becomes of the lines that libtiff writes to standard error when something fails.
+enum class Tiff_Messages { show, drop };
+
 /// Writes the counts as a TIFF file of 32-bit unsigned grey values, one strip per row. Row 0 is the
 /// top row. Returns the number of bytes written; pages are counted as they are written.
 /// Throws: std::runtime_error naming the path if the file cannot be created or take its place, or
 /// if any write fails; Cancelled. There is no new image then, unless the message says where it is
 /// complete.
 std::uint64_t write_tiff(const std::string& path, const char* openMode, const Image_Pages& image,
-                         Progress_Count& nWritten);
+                         Progress_Count& nWritten, Tiff_Messages messages = Tiff_Messages::show);

@@ -14,18 +14,23 @@ import program
 PROJECT = pathlib.Path(__file__).parents[2]
 
 
-def run_document(name, folder):
+def run_document(name, folder, *options):
     done = subprocess.run([sys.executable, PROJECT / "scripts/run_document.py",
                            PROJECT / "docs" / name, "--folder", folder,
-                           "--programs", pathlib.Path(program.VEXOLAN).parent],
+                           "--programs", pathlib.Path(program.VEXOLAN).parent, *options],
                           capture_output=True, text=True, timeout=120, check=False)
     assert done.returncode == 0, done.stderr
 
 
+def require_pictures(page, folder):
+    """All that a page shows are made by it, and shown as they were made once."""
+    for shown in re.findall(rf"\(pictures/{page}-(.*)\)", (PROJECT / f"docs/{page}.md").read_text()):
+        assert (folder / shown).exists() and (PROJECT / f"docs/pictures/{page}-{shown}").exists()
+
+
 def test_the_guide_makes_its_pictures(tmp_path):
     run_document("guide.md", tmp_path)
-    for shown in (PROJECT / "docs/pictures").glob("guide-*.png"):
-        assert (tmp_path / shown.name.removeprefix("guide-")).exists()
+    require_pictures("guide", tmp_path)
 
 
 def test_recipes_lose_no_event(tmp_path):
