@@ -120,7 +120,7 @@ std::size_t terminal_columns() {
     constexpr std::size_t left_free = 3;
     winsize size{};
     const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > left_free;
-    constexpr std::size_t least = 20;
+    constexpr std::size_t least = 12;  // room for a label and some text
     return std::max(least, (known ? size.ws_col : usual) - left_free);
 }
 

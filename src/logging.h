@@ -35,7 +35,7 @@ void hint(const std::string& line) noexcept;
 /// Called by the handler of signals, for an abort.
 void show_hint_at_signal() noexcept;
 
-/// The width of the terminal that a person reads, less the room that a cursor needs; at least 20.
+/// The width of the terminal that a person reads, less the room that a cursor needs; at least 12.
 [[nodiscard]] std::size_t terminal_columns();
 
 /// Waits until terminals have taken all lines. To be called before the process ends.

@@ -25,8 +25,8 @@ public:
     std::vector<std::string> settingsFiles;   ///< settings and list files that have been read
     std::vector<std::string> arguments;       ///< the command line as given
     std::optional<std::string> firstWarning;  ///< of the command line
-    std::vector<std::string> doubts;  ///< for each setting that may mean something else, why
-    std::optional<std::string> emptyFolder;     ///< what is to be said of a folder without files
+    std::vector<std::string> doubts;         ///< for each setting that may mean something else, why
+    std::optional<std::string> emptyFolder;  ///< what is to be said of a folder without files
     std::optional<std::string> unsortedFolder;  ///< whose files are in no order of names
     bool trigger_mode_given = false;            ///< rather than the default
 
