@@ -3,20 +3,53 @@
 #include "escaped.h"
 #include "logging.h"
 #include "number_texts.h"
+#include "utf8.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
+
+constexpr std::size_t label_width = 10;
 
 struct Row {
     std::string label;
     std::string text;
 };
+
+std::size_t text_columns() {
+    const std::size_t columns = terminal_columns();
+    return columns - std::min(columns, label_width);
+}
+
+/// So much of a text as fits into one line; of UTF-8, whole characters.
+std::string beginning_of(const std::string& text) {
+    std::size_t length = std::min(text.size(), text_columns());
+    while (length < text.size() && continues_character(text[length])) {
+        --length;
+    }
+    return text.substr(0, length);
+}
+
+/// A file and why it was left out: where both do not fit, the end of the name says which it is.
+std::string left_out_text(const std::string& path, const std::string& reason) {
+    constexpr std::string_view omission = "...";
+    std::string text = escaped(path) + ": " + escaped(reason);
+    const std::size_t columns = text_columns();
+    if (text.size() <= columns || columns <= omission.size()) {
+        return text;
+    }
+    std::size_t first = text.size() - (columns - omission.size());
+    while (first < text.size() && continues_character(text[first])) {
+        ++first;
+    }
+    return std::string(omission) + text.substr(first);
+}
 
 std::string count_text(std::uint64_t n, std::uint64_t all) {
     return grouped(n) + (all > 0 ? " (" + percent_text(n, all) + ')' : "");
@@ -47,8 +80,8 @@ void add_left_out(const Run_Report& report, std::vector<Row>& rows) {
     for (std::size_t i = 0; i < report.account.files.size(); ++i) {
         const std::exception_ptr& failure = report.account.files[i].failure;
         if (failure != nullptr && ++nFailed <= most) {
-            rows.push_back({"left out", escaped(report.parameters.inputFiles[i]) + ": " +
-                                            escaped(message_of(failure))});
+            rows.push_back(
+                {"left out", left_out_text(report.parameters.inputFiles[i], message_of(failure))});
         }
     }
     if (nFailed > most) {
@@ -102,9 +135,7 @@ void tell_closing_account(const Run_Report& report) {
     add_image(report, rows);
     std::ostringstream lines;
     for (const auto& [label, text] : rows) {
-        constexpr std::size_t label_width = 10;
-        lines << std::left << std::setw(label_width) << label
-              << text.substr(0, terminal_columns() - label_width) << '\n';
+        lines << std::left << std::setw(label_width) << label << beginning_of(text) << '\n';
     }
     tell(lines.str());
 }
