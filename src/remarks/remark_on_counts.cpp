@@ -53,13 +53,18 @@ std::string reason_for_none(const Parameters& parameters, const Run_Account& acc
 }
 
 void remark_on_none(const Parameters& parameters, const Run_Account& account, Remarks& remarks) {
+    if (account.files.empty() || account.events.counted > 0) {
+        return;
+    }
     std::size_t nEvents = 0;
     for (const File_Account& file : account.files) {
         nEvents += has_failed(file) ? 0 : file.nEvents;
     }
-    if (!account.files.empty() && std::ranges::all_of(account.files, has_failed)) {
+    if (std::ranges::all_of(account.files, has_failed)) {
         remarks.doubt("no file could be read, so the image is all zeros");
-    } else if (nEvents > 0 && account.events.counted == 0) {
+    } else if (nEvents == 0) {
+        remarks.doubt("the image is all zeros: no file has any events");
+    } else {
         remarks.doubt("the image is all zeros: of " + number_of(nEvents, "event", "events") + ' ' +
                       reason_for_none(parameters, account) +
                       ". vexolan-info shows what is recorded");
@@ -71,9 +76,11 @@ void remark_on_most_outside(const Parameters& parameters, const Event_Account& e
     if (events.counted > 0 && events.outside() > events.accepted / 2) {
         const std::string bins =
             parameters.time_res_s ? ", before its first time bin or behind its last one" : "";
+        const std::string intervals =
+            uses_triggers(parameters) ? ", or outside of all trigger intervals" : "";
         remarks.advise(percent_text(events.outside(), events.accepted) +
                        " of the events that pass the filter lie outside of the image" + bins +
-                       ": vexolan-info suggests what shows them");
+                       intervals + ": vexolan-info suggests what shows them");
     }
 }
 

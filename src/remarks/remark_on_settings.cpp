@@ -2,6 +2,7 @@
 
 #include "escaped.h"
 
+#include <limits>
 #include <string>
 
 namespace {
@@ -13,13 +14,13 @@ void remark_on_inputs(const Parameters& parameters, Remarks& remarks) {
             "their folder by -I");
     }
     if (parameters.unsortedFolder && parameters.extTrigger_mode == Parameters::frameSync) {
-        const std::string folder = *parameters.unsortedFolder;
-        remarks.doubt("the files of " + quoted(folder) +
+        const std::string folder = quoted(*parameters.unsortedFolder);
+        remarks.doubt("the files of " + folder +
                       " come in no certain order, and so do their frames: list them in order by "
                       "ls " +
-                      quoted(folder) +
-                      "/*.orvenevent > list.txt, and give that by "
-                      "--inputListFile list.txt");
+                      folder +
+                      "/*.orvenevent > list.txt, and give that by --inputListFile "
+                      "list.txt");
     }
 }
 
@@ -29,10 +30,10 @@ void remark_on_bounds(const Parameters& parameters, Remarks& remarks) {
                       " and at most " + std::to_string(parameters.nPhotons_max) +
                       " photons: -m is the smallest count, -M the largest");
     }
-    const auto& [low, high] = std::pair(parameters.psd_min, parameters.psd_max);
-    const bool none =
-        (low && *low != *low) || (high && *high != *high) || (low && high && *low > *high);
-    if (none) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const bool in_order =  // not so with NaN
+        parameters.psd_min.value_or(-infinity) <= parameters.psd_max.value_or(infinity);
+    if (!in_order) {
         remarks.doubt("no event has such a PSD value: -p is the smallest, -P the largest");
     }
 }

@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from program import aborted, ended, info
+from program import aborted
 from recording import PIXEL, Event
 
 NO_FILES = "no files to read"
@@ -21,17 +21,21 @@ def recorded(vexolan):
     """Recordings by what is odd about them."""
     inside = [Event(x=9 * PIXEL, time=time, psd=0.5) for time in range(100, 1100, 10)]
     vexolan.record("a", inside)
-    vexolan.record("later", [event._replace(time=event.time + 1500) for event in inside])
+    vexolan.record("later", [event._replace(time=event.time + 700) for event in inside])
     vexolan.record("pulsed", inside, [0, 500, 1000])
     vexolan.record("one_pulse", inside, [0])
     vexolan.record("late_pulses", inside, [9000, 9900])
     vexolan.record("beside", [Event(x=300 * PIXEL)] * 3)
     vexolan.record("mostly_beside", [Event(x=300 * PIXEL)] * 30 + inside[:20])
-    vexolan.record("early", inside + [Event(x=-1)] * 2)
+    vexolan.record("early", inside + [Event(x=-1), Event(x=-9 * PIXEL)] * 2)
+    vexolan.record("early_bins", [Event(time=-1)] * 2 + inside)
     vexolan.record("hardly_early", inside * 3 + [Event(x=-1)] * 2)
     vexolan.record("late", [Event(time=9999)])
+    vexolan.record("long", [Event(time=time) for time in range(20_000)], [0, 100, 200])
+    vexolan.record("no_events", [])
     vexolan.put("damaged.orvenevent", b"")
-    vexolan.put("outer/inner/a.orvenevent", vexolan.bytes("a.orvenevent"))
+    for name in "inner", "later":
+        vexolan.put(f"outer/{name}/a.orvenevent", vexolan.bytes("a.orvenevent"))
     vexolan.put("key.json", '{"vexolan": {"size_z": 3, "time_limits": 3}}')
     vexolan.put("report.json", '{"vexolan": {"size_x": 512}, "run": {"seconds": 1}}')
     return vexolan
@@ -49,7 +53,8 @@ DOUBTS = {
     "no input": ([], [NO_FILES]),
     "none readable": (["-i", "damaged.orvenevent"], ["no file could be read"]),
     "subfolder": (["-I", "outer"], ["its subfolder does: -I outer/inner", NO_FILES]),
-    "unit": (["-i", "a.orvenevent", "-t", "1ms", "-T", "3"], ['only "1" was read']),
+    "no events": (["-i", "no_events.orvenevent"], ["no file has any events"]),
+    "unit": (["-i", "a.orvenevent", "-t", "1s", "-T", "3"], ['only "1" was read']),
     "comma": (["-i", "a.orvenevent", "-p", "0,4"], ['of the number "0,4" only "0"']),
     "exponent": (["-i", "a.orvenevent", "-x", "1e3"], ['of the number "1e3" only "1"']),
     "bins": (["-i", "a.orvenevent", "-t", "1", "-T", "1e3"], ['only "1" was read']),
@@ -59,6 +64,7 @@ DOUBTS = {
     "filter": (["-i", "a.orvenevent", "-m", "9"], ["of 100 events none has the photon"]),
     "beside": (["-i", "beside.orvenevent"], ["of 3 events they lie outside"]),
     "one pulse": (["-i", "one_pulse.orvenevent", *REFERENCE], ["no file has two triggers"]),
+    "behind bins": (["-i", "pulsed.orvenevent", *REFERENCE, "--timeStart", "1"], ["its bins or"]),
     "before pulses": (["-i", "late_pulses.orvenevent", *FRAMES], ["before the first trigger"]),
 }
 
@@ -77,9 +83,11 @@ ADVICE = {
     "mostly outside": (["-i", "mostly_beside.orvenevent"], "60 % of the events that pass"),
     "bins end early": (["-i", "a.orvenevent", "-t", "3e-7", "-T", "1"],
                        "before its first time bin or behind its last one"),
+    "behind intervals": (["-i", "long.orvenevent", "-E", "reference"], "all trigger intervals"),
     "unused triggers": (["-i", "pulsed.orvenevent", *BINS], "-E reference counts"),
     "files over each other": (["-i", "a.orvenevent,a.orvenevent", *BINS], "files overlap"),
     "early": (["-i", "early.orvenevent"], "about 2 % of the counted events"),
+    "early bins": (["-i", "early_bins.orvenevent", *BINS], "about 2 % of the counted events"),
 }
 
 
@@ -87,7 +95,7 @@ ADVICE = {
 def test_advice_is_shown_on_terminals_and_ends_no_run(recorded, arguments, expected):
     told = remarks(recorded, *arguments)
     assert len(told) == 1 and expected in told[0], told
-    assert recorded(*arguments, "-o", "out", "--strict", "true") == ended(info(0))
+    assert recorded(*arguments, "-o", "out", "--strict", "true").status == 0
 
 
 @pytest.mark.parametrize("arguments", [
@@ -96,7 +104,9 @@ def test_advice_is_shown_on_terminals_and_ends_no_run(recorded, arguments, expec
     ["-i", "pulsed.orvenevent", *REFERENCE], ["-i", "pulsed.orvenevent,pulsed.orvenevent", *FRAMES],
     ["-i", "a.orvenevent,late.orvenevent,damaged.orvenevent"], ["-i", "hardly_early.orvenevent"],
     ["-I", "outer/inner"], ["-i", "a.orvenevent", "-f", "report.json"],
-    ["-i", "early.orvenevent", "--region", "0,0,200,200"]])
+    ["-i", "early.orvenevent", "--region", "0,0,200,200"],
+    ["-i", "early.orvenevent", "-p", "0.4"],
+    ["-i", "early_bins.orvenevent", *BINS, "--timeStart", "0"]])
 def test_ordinary_runs_are_not_remarked_on(recorded, arguments):
     assert remarks(recorded, *arguments) == []
 
@@ -126,6 +136,24 @@ def test_closing_account(recorded):
     assert re.fullmatch(r"written   50\.\d kB to out", lines[8])
     assert re.fullmatch(r"took      [\d.]+ (ms|s), [\d.]+ [kM]?events/s", lines[9])
     assert max(map(len, lines)) < 60
+
+
+def test_closing_account_of_much_that_is_not_counted(recorded):
+    damaged = recorded.put("damaged/behind/a/very/long/path/with/é/in/it.orvenevent", b"")
+    files = ["long.orvenevent", damaged, *21 * ["damaged.orvenevent"]]
+    shown = recorded.on_terminal("-i", ",".join(files), "-E", "reference", "-o", "out", columns=50)
+    account = dict(line.split(maxsplit=1) for line in shown.splitlines() if line[0] != "E")
+    assert account["recorded"] == "20,000 events in 1 file" and account["counted"] == "200 (1 %)"
+    unread = re.fullmatch(r"read {2}([\d,]+) \(\d+ %\), behind all that counts", account["not"])
+    outside = account["outside"].split()[0]
+    assert sum(int(n.replace(",", "")) for n in (unread[1], outside)) == 20_000 - 200
+    left_out = [line for line in shown.splitlines() if line.startswith("left out")]
+    assert left_out == [
+        "left out  ...h/é/in/it.orvenevent: Read Error!", *19 * ["left out  damaged.orvenevent: Read Error!"],
+        "left out  and 2 files more"]
+    assert max(map(len, left_out)) < 50
+    assert re.search("^recorded", recorded.on_terminal("-i", damaged, "-o", "out", columns=9),
+                     re.MULTILINE)
 
 
 @pytest.mark.parametrize("arguments, hint", [
