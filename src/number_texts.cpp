@@ -100,9 +100,13 @@ std::string amount_text(double amount, const std::string& unit) {
 std::string percent_text(std::uint64_t part, std::uint64_t whole) {
     constexpr double all = 100;
     constexpr double least = 0.001;
+    constexpr double most = 99.99;
     const double percent = all * static_cast<double>(part) / static_cast<double>(whole);
     if (part > 0 && percent < least) {
         return "less than " + digits(least) + " %";
+    }
+    if (part < whole && percent > most) {
+        return "more than " + digits(most) + " %";
     }
     const bool is_nearly_all = part < whole && percent > all - 1;
     return digits(percent, is_nearly_all ? 4 : percent > all / 2 ? 3 : 2) + " %";

@@ -24,8 +24,8 @@
 namespace {
 
 /// What a run counts: the cells of its image, its trigger intervals, and what became of its events
-/// recorded, accepted and counted.
-using Counted = std::tuple<std::vector<unsigned>, std::size_t, std::array<std::uint64_t, 3>>;
+/// recorded, accepted, counted, sampled, and early among these.
+using Counted = std::tuple<std::vector<unsigned>, std::size_t, std::array<std::uint64_t, 5>>;
 
 bool fails_as_a_whole(const Parameters& record) {
     return record.extTrigger_mode == Parameters::frameSync;
@@ -44,7 +44,7 @@ Counted counted(const Parameters& record, const Placement& placement,
     EXPECT_EQ(accounts.size(), files.size());
     return {{image.get_content().begin(), image.get_content().end()},
             nIntervals,
-            {events.recorded, events.accepted, events.counted}};
+            {events.recorded, events.accepted, events.counted, events.sampled, events.early}};
 }
 
 /// Files of different sizes, the largest shared by several tasks. Half of the events meet in one
@@ -253,7 +253,7 @@ TEST(count_files, each_of_many_tiny_files_is_counted_once) {
         nFiles, folder.write("a", recording({event(0, 0, 5, 1, 1.0)}, {{0, 10}})));
     const Parameters record = parameters_from({"-E", "reference", "-x", "1"});
     EXPECT_EQ(counted(record, Integrated_Placement({1, 1}), files, 8),
-              Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles}));
+              Counted({nFiles}, nFiles, {nFiles, nFiles, nFiles, nFiles, 0}));
 }
 
 /// A limit of the process that is lower as long as this lives.

@@ -11,9 +11,12 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
+
+constexpr std::size_t label_width = 10;
 
 struct Row {
     std::string label;

@@ -12,7 +12,7 @@ import pytest
 import program
 import recording
 from recording import PIXEL, TICK
-from test_info import EVENT, told, write
+from surveying import EVENT, told, write
 from test_simulate import simulate
 
 PLOT = os.environ.get("VEXOLAN_PLOT", str(program.BUILD / "vexolan-plot"))
@@ -199,12 +199,12 @@ def x_unit(axes):
     return UNITS.get((re.search(r"\((\w+)\)$", axes.get_xlabel()) or [None] * 2)[1], 1)
 
 
-@pytest.mark.parametrize("triggers", [None, 256_000 * numpy.arange(101)])
+@pytest.mark.parametrize("triggers", [None, 255_900 * numpy.arange(101)])
 def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
     random, n = numpy.random.default_rng(2), 50_000
     events = numpy.zeros(n, EVENT)
     events["x"], events["y"] = random.integers(0, [[20 * PIXEL], [10 * PIXEL]], (2, n))
-    events["time"] = numpy.sort(random.integers(0, 25_600_000, n))
+    events["time"] = numpy.sort(random.integers(0, 25_590_000, n))
     events["photons"] = random.geometric(0.3, n)
     events["psd"] = random.normal(0.5, 0.1, n)
     write(tmp_path / "a.orvenevent", events, triggers)
@@ -223,7 +223,7 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
         (-1, 2), (9, 2), (9, 3.5), (-1, 3.5)}
     for name, values, divided in (
             ("Over time", events["time"] * TICK, 2),  # events of bins that an edge divides
-            ("Since the trigger", events["time"] % 256_000 * TICK, 0),
+            ("Since the trigger", events["time"] % 255_900 * TICK, 0),
             ("Photons", events["photons"], 0), ("PSD", events["psd"], 0)):
         if name in panels:
             axes = panels[name]
@@ -236,6 +236,9 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
             if cut := n - counts.sum().round():
                 assert notes == [f"{cut:.0f} above {edges[-1] - 0.5:.0f} photons"]
     assert ("Since the trigger" in panels) == (triggers is not None)
+    if triggers is not None:  # the last bar ends with the period
+        axes = panels["Since the trigger"]
+        assert bars_of(axes, x_unit(axes))[0][-1] == pytest.approx(255_900 * TICK)
     photons, psd = (panels["Photons and PSD"].collections[0].get_coordinates()[..., i]
                     for i in (0, 1))
     expected, *_ = numpy.histogram2d(events["psd"], events["photons"], [psd[:, 0], photons[0]])
@@ -309,6 +312,12 @@ def test_odd_recordings_are_drawn(module, vexolan, rows, triggers, shown):
         else:
             text = axes.texts[0].get_text()
         assert text == str(expected)
+
+
+@pytest.mark.parametrize("n_hot, scale", [(300, "linear"), (5000, "log")])
+def test_a_bar_that_holds_nearly_all_does_not_hide_the_others(module, vexolan, n_hot, scale):
+    vexolan.record("a", spread() + [HOT] * n_hot)
+    assert drawn(module, vexolan.folder)[1]["Over time"].get_yscale() == scale
 
 
 def test_what_no_panel_shows_is_said(module, vexolan):

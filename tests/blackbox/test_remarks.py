@@ -22,13 +22,14 @@ def recorded(vexolan):
     """Recordings by what is odd about them."""
     inside = [Event(x=9 * PIXEL, time=time, psd=0.5) for time in range(100, 1100, 10)]
     vexolan.record("a", inside)
-    vexolan.record("later", [event._replace(time=event.time + 1500) for event in inside])
+    vexolan.record("later", [event._replace(time=event.time + 700) for event in inside])
     vexolan.record("pulsed", inside, [0, 500, 1000])
     vexolan.record("one_pulse", inside, [0])
     vexolan.record("late_pulses", inside, [9000, 9900])
     vexolan.record("beside", [Event(x=300 * PIXEL)] * 3)
     vexolan.record("mostly_beside", [Event(x=300 * PIXEL)] * 30 + inside[:20])
-    vexolan.record("early", inside + [Event(x=-1)] * 2)
+    vexolan.record("early", inside + [Event(x=-1), Event(x=-9 * PIXEL)] * 2)
+    vexolan.record("early_bins", [Event(time=-1)] * 2 + inside)
     vexolan.record("hardly_early", inside * 3 + [Event(x=-1)] * 2)
     vexolan.record("late", [Event(time=9999)])
     vexolan.record("empty", [])
@@ -65,6 +66,7 @@ DOUBTS = {
     "filter": (["-i", "a.orvenevent", "-m", "9"], ["no event has a photon count"]),
     "beside": (["-i", "beside.orvenevent"], ["all events that pass the filter lie outside"]),
     "one pulse": (["-i", "one_pulse.orvenevent", *REFERENCE], ["no file has two triggers"]),
+    "behind bins": (["-i", "pulsed.orvenevent", *REFERENCE, "--timeStart", "1"], ["its bins or"]),
     "before pulses": (["-i", "late_pulses.orvenevent", *FRAMES], ["before the first trigger"]),
 }
 
@@ -83,10 +85,12 @@ ADVICE = {
     "mostly outside": (["-i", "mostly_beside.orvenevent"], "60 % of the events that pass"),
     "bins end early": (["-i", "a.orvenevent", "-t", "3e-7", "-T", "1"],
                        "before its first time bin or behind its last one"),
+    "behind intervals": (["-i", "long.orvenevent", "-E", "reference"], "all trigger intervals"),
     "unused triggers": (["-i", "pulsed.orvenevent", *BINS], "-E reference counts"),
     "before pulses": (["-i", "late_pulses.orvenevent", "-E", "reference"], "before the first"),
     "files over each other": (["-i", "a.orvenevent,a.orvenevent", *BINS], "files overlap"),
     "early": (["-i", "early.orvenevent"], "about 2 % of the counted events"),
+    "early bins": (["-i", "early_bins.orvenevent", *BINS], "about 2 % of the counted events"),
 }
 
 
@@ -142,6 +146,24 @@ def test_closing_account(recorded):
     narrow = recorded.on_terminal("-i", "a.orvenevent", "-o", "some where/Zähler" * 3, columns=30)
     assert max(map(len, narrow.splitlines())) < 30 and "�" not in narrow
     assert " ".join(narrow.split()).count("0.5 x 0.5 detector pixels") == 1
+
+
+def test_closing_account_of_much_that_is_not_counted(recorded):
+    damaged = recorded.put("damaged/behind/a/very/long/path/with/é/in/it.orvenevent", b"")
+    files = ["long.orvenevent", damaged, *21 * ["damaged.orvenevent"]]
+    shown = recorded.on_terminal("-i", ",".join(files), "-E", "reference", "-o", "out", columns=50)
+    account = dict(line.split(maxsplit=1) for line in shown.splitlines() if line[0] != "E")
+    assert account["recorded"] == "20,000 events in 1 file" and account["counted"] == "200 (1 %)"
+    unread = re.fullmatch(r"read {2}([\d,]+) \(\d+ %\), behind all that counts", account["not"])
+    outside = account["outside"].split()[0]
+    assert sum(int(n.replace(",", "")) for n in (unread[1], outside)) == 20_000 - 200
+    left_out = [line for line in shown.splitlines() if line.startswith("left out")]
+    assert left_out == [
+        "left out  ...h/é/in/it.orvenevent: Read Error!", *19 * ["left out  damaged.orvenevent: Read Error!"],
+        "left out  and 2 files more"]
+    assert max(map(len, left_out)) < 50
+    assert re.search("^recorded", recorded.on_terminal("-i", damaged, "-o", "out", columns=9),
+                     re.MULTILINE)
 
 
 @pytest.mark.parametrize("arguments, hint", [

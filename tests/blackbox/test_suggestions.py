@@ -155,8 +155,8 @@ def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
      [MS // 2 * numpy.arange(1, 400, 2)], "-t 0.01 -T 18", 20),
     ("frameSync", numpy.cumsum(numpy.tile([10 * MS, 10 * MS, 12 * MS], 9)),
      [MS // 10 * numpy.arange(2900)], "-t 0.012 -T 26", 100 + 20),
-    ("ignore", None, [SECOND // 10_000 * numpy.arange(10_000), 1000 * SECOND + numpy.arange(3)],
-     "-t 0.02 -T 51", 3),
+    ("ignore", None, [[0, 1], 500 * SECOND + SECOND // 10_000 * numpy.arange(10_000),
+                      1000 * SECOND + numpy.arange(2)], "-t 0.02 -T 5", 4),
     ("ignore", None, [SECOND // 1000 * numpy.arange(1000), 999 * SECOND + numpy.arange(3)],
      "-t 10 -T 100", 0),  # too many to be left out
 ])
@@ -183,6 +183,7 @@ def test_losses_are_unknown_where_events_come_late(tmp_path):
 @pytest.mark.parametrize("column, populations, least, most", [
     ("photons", [RANDOM.geometric(0.5, 20_000), RANDOM.poisson(14, 80_000)], 4, 7),
     ("photons", [RANDOM.poisson(900, 20_000), RANDOM.poisson(1200, 3000)], 1000, 1130),
+    ("photons", [[1] * 1000, [101] * 1000], 49, 53),
     ("photons", [RANDOM.poisson(14, 80_000)], None, None),
     ("photons", [[1, 2, 3], [40, 41]], None, None),
     ("psd", [RANDOM.normal(0.2, 0.05, 10_000), RANDOM.normal(0.6, 0.1, 90_000)], 0.3, 0.4),

@@ -10,7 +10,7 @@ namespace {
 
 bool has_other_period(const Summary& file, const Summary& total) {
     constexpr double tolerance = 0.01;
-    if (!file.triggers || file.triggers->period.empty()) {
+    if (!file.triggers || file.triggers->period.empty() || file.triggers->order.nSteps_back > 0) {
         return false;
     }
     const auto usual = static_cast<double>(total.triggers->median_period);

@@ -94,15 +94,15 @@ private:
         const std::string mode = plan.mode;
         const std::uint64_t size = plan.bins ? page_size : image_size;
         const std::uint64_t nPages = plan.bins ? plan.bins->nPages : 1;
-        Suggestion made{mode,
-                        plan.what,
-                        "",
-                        {},
-                        nPages,
-                        size,
-                        size * size * nPages * sizeof(Counter),
-                        tiff_bytes({{}, nPages, size, size}, false),
-                        plan.nLost};
+        Suggestion made{.mode = mode,
+                        .what = plan.what,
+                        .shell = "",
+                        .bins = {},
+                        .nPages = nPages,
+                        .size = size,
+                        .imageBytes = size * size * nPages * sizeof(Counter),
+                        .fileBytes = tiff_bytes({{}, nPages, size, size}, false),
+                        .nLost = plan.nLost};
         const Input_Words& words = mode == "frameSync" ? in_order : any_order;
         std::string options = words.options + plan.bounds.value_or(survey.bounds).options();
         if (mode != "ignore") {

@@ -6,6 +6,7 @@
 #include "oddities.h"
 #include "reports.h"
 #include "summary_text.h"
+#include "utf8.h"
 
 #include <algorithm>
 #include <cmath>
@@ -29,7 +30,7 @@ std::string files_title(const Survey& survey) {
 
 std::string file_text(const File_Survey& file) {
     return escaped(file.path) + '\n' +
-           (file.fault ? summary_line("FAULTY", *file.fault)
+           (file.fault ? summary_line("FAULTY", escaped(*file.fault))
                        : summary_text(file.summary, file.bytes)) +
            '\n';
 }
@@ -65,8 +66,7 @@ std::string hot_pixels_line(const Survey& survey) {
 
 /// How many characters of UTF-8 a text has.
 std::size_t width_of(const std::string& text) {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+    return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues_character));
 }
 
 /// A histogram over time as one line of bars, with what is at its ends.
@@ -175,7 +175,7 @@ std::string closing_list(const Survey& survey) {
     for (std::size_t i = 0; i < survey.files.size(); ++i) {
         const File_Survey& file = survey.files[i];
         if (file.fault) {
-            faulty.push_back(escaped(file.path) + ": " + *file.fault);
+            faulty.push_back(escaped(file.path) + ": " + escaped(*file.fault));
         }
         for (const std::string& oddity : oddities[i]) {
             odd.push_back(escaped(file.path) + ": " + oddity);
