@@ -70,7 +70,7 @@ bool keeps_lines() noexcept REQUIRES(mutex) {
 }
 
 /// Kept where a signal may read it.
-std::array<char, 1000> hint_line;
+std::array<char, 1000> hint_text;
 std::atomic<std::size_t> hint_length = 0;
 
 }  // namespace
@@ -101,16 +101,16 @@ void tell(const std::string& lines) {
     }
 }
 
-void hint(const std::string& line) noexcept {
-    if (person_reads() && line.size() < hint_line.size()) {
-        std::ranges::copy(line, hint_line.begin());
-        hint_line.at(line.size()) = '\n';
-        hint_length = line.size() + 1;
+void hint(const std::string& text) noexcept {
+    if (person_reads() && text.size() < hint_text.size()) {
+        std::ranges::copy(text, hint_text.begin());
+        hint_text.at(text.size()) = '\n';
+        hint_length = text.size() + 1;
     }
 }
 
 void show_hint_at_signal() noexcept {
-    if (hint_length > 0 && write(STDERR_FILENO, hint_line.data(), hint_length) < 0) {
+    if (hint_length > 0 && write(STDERR_FILENO, hint_text.data(), hint_length) < 0) {
         return;  // nobody can be told
     }
 }

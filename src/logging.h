@@ -28,9 +28,9 @@ void logging(const std::string& message);
 /// Throws: std::bad_alloc.
 void tell(const std::string& lines);
 
-/// If a person reads along and the process ends by an abort from now on, shows a line behind the
+/// If a person reads along and the process ends by an abort from now on, shows a text behind the
 /// report of the error that ended it: how to do better.
-void hint(const std::string& line) noexcept;
+void hint(const std::string& text) noexcept;
 
 /// Called by the handler of signals, for an abort.
 void show_hint_at_signal() noexcept;

@@ -1,21 +1,14 @@
 #include "wrapped.h"
 
-#include <algorithm>
+#include "utf8.h"
 
 namespace {
-
-/// Whether a byte begins a character in UTF-8.
-bool begins_character(char byte) noexcept {
-    constexpr unsigned kind = 0xC0;
-    constexpr unsigned later_byte = 0x80;
-    return (static_cast<unsigned char>(byte) & kind) != later_byte;
-}
 
 /// How many bytes the first `n` characters have.
 std::size_t bytes_of(const std::string& text, std::size_t n) noexcept {
     std::size_t nBytes = 0;
-    while (nBytes < text.size() && (n > 0 || !begins_character(text[nBytes]))) {
-        n -= begins_character(text[nBytes]) ? 1 : 0;
+    while (nBytes < text.size() && (n > 0 || continues_character(text[nBytes]))) {
+        n -= continues_character(text[nBytes]) ? 0 : 1;
         ++nBytes;
     }
     return nBytes;

@@ -11,7 +11,6 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -115,7 +114,6 @@ void tell_closing_account(const Run_Report& report) {
     add_events(report.account, rows);
     add_left_out(report, rows);
     add_image(report, rows);
-    constexpr std::size_t label_width = 10;
     std::string lines;
     for (const auto& [label, text] : rows) {
         std::string row = label;

@@ -58,7 +58,8 @@ std::string reason_for_none(const Parameters& parameters, const Run_Account& acc
         return "all events come before the first trigger of their file";
     }
     return std::string("all events that pass the filter lie outside of the image") +
-           (parameters.time_res_s ? " or its time bins" : "");
+           (parameters.time_res_s ? " or its time bins" : "") +
+           (uses_triggers(parameters) ? ", or outside of all trigger intervals" : "");
 }
 
 void remark_on_none(const Parameters& parameters, const Run_Account& account, Remarks& remarks) {
@@ -87,6 +88,7 @@ void remark_on_most_outside(const Parameters& parameters, const Event_Account& e
             percent_text(events.outside(), events.accepted) +
             " of the events that pass the filter lie outside of the image" +
             (parameters.time_res_s ? ", before its first time bin or behind its last one" : "") +
+            (uses_triggers(parameters) ? ", or outside of all trigger intervals" : "") +
             ". vexolan-info suggests what shows them");
     }
 }

@@ -2,7 +2,6 @@
 
 #include "settings/Parameters.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -29,20 +28,17 @@ std::vector<std::string> event_files_in(const std::string& folder) {
 }
 
 std::optional<std::string> subfolder_with_event_files(const std::string& folder) {
-    namespace fs = std::filesystem;
-    constexpr auto readable = fs::directory_options::skip_permission_denied;
     std::optional<std::string> first;
-    std::error_code unreadable;
-    for (const auto& entry : fs::directory_iterator(folder, readable, unreadable)) {
-        const std::string subfolder = entry.path().string();
-        std::error_code none;
-        const auto files = fs::directory_iterator(subfolder, readable, none);
-        const bool has_some = std::any_of(begin(files), end(files), [](const auto& file) {
-            return file.path().extension() == Parameters::extension_eventFiles;
-        });
-        if (has_some && (!first || subfolder < *first)) {
-            first = subfolder;
+    try {
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            const std::string subfolder = entry.path().string();
+            const bool is_earlier = !first || subfolder < *first;
+            if (entry.is_directory() && is_earlier && !event_files_in(subfolder).empty()) {
+                first = subfolder;
+            }
         }
+    } catch (const std::filesystem::filesystem_error&) {
+        return first;  // as far as it could be seen
     }
     return first;
 }

@@ -33,6 +33,7 @@ def recorded(vexolan):
     vexolan.record("hardly_early", inside * 3 + [Event(x=-1)] * 2)
     vexolan.record("late", [Event(time=9999)])
     vexolan.record("empty", [])
+    vexolan.record("long", [Event(time=time) for time in range(20_000)], [0, 100, 200])
     vexolan.record("many", inside * 700)
     vexolan.put("damaged.orvenevent", b"")
     vexolan.put("outer/inner/a.orvenevent", vexolan.bytes("a.orvenevent"))
@@ -66,7 +67,7 @@ DOUBTS = {
     "filter": (["-i", "a.orvenevent", "-m", "9"], ["no event has a photon count"]),
     "beside": (["-i", "beside.orvenevent"], ["all events that pass the filter lie outside"]),
     "one pulse": (["-i", "one_pulse.orvenevent", *REFERENCE], ["no file has two triggers"]),
-    "behind bins": (["-i", "pulsed.orvenevent", *REFERENCE, "--timeStart", "1"], ["its bins or"]),
+    "behind bins": (["-i", "pulsed.orvenevent", *REFERENCE, "--timeStart", "1"], ["or its time bins"]),
     "before pulses": (["-i", "late_pulses.orvenevent", *FRAMES], ["before the first trigger"]),
 }
 
@@ -99,7 +100,7 @@ def test_advice_is_shown_on_terminals_and_ends_no_run(recorded, arguments, expec
     told = remarks(recorded, *arguments)
     assert len(told) == 1 and expected in told[0], told
     outcome = recorded(*arguments, "-o", "out", "--strict", "true")
-    assert outcome == ended(info(outcome.out.count("Triggers: 1")))
+    assert (outcome.status, outcome.err) == (0, "")
 
 
 @pytest.mark.parametrize("arguments", [
@@ -152,16 +153,13 @@ def test_closing_account_of_much_that_is_not_counted(recorded):
     damaged = recorded.put("damaged/behind/a/very/long/path/with/é/in/it.orvenevent", b"")
     files = ["long.orvenevent", damaged, *21 * ["damaged.orvenevent"]]
     shown = recorded.on_terminal("-i", ",".join(files), "-E", "reference", "-o", "out", columns=50)
-    account = dict(line.split(maxsplit=1) for line in shown.splitlines() if line[0] != "E")
-    assert account["recorded"] == "20,000 events in 1 file" and account["counted"] == "200 (1 %)"
-    unread = re.fullmatch(r"read {2}([\d,]+) \(\d+ %\), behind all that counts", account["not"])
-    outside = account["outside"].split()[0]
-    assert sum(int(n.replace(",", "")) for n in (unread[1], outside)) == 20_000 - 200
-    left_out = [line for line in shown.splitlines() if line.startswith("left out")]
-    assert left_out == [
-        "left out  ...h/é/in/it.orvenevent: Read Error!", *19 * ["left out  damaged.orvenevent: Read Error!"],
-        "left out  and 2 files more"]
-    assert max(map(len, left_out)) < 50
+    rows = " ".join(shown[shown.index("recorded"):].split())
+    assert rows.startswith("recorded 20,000 events in 1 file") and "counted 200 (1.0 %)" in rows
+    unread = re.search(r"not read ([\d,]+) \([\d.]+ %\), as none of them can count", rows)
+    outside = re.search(r"outside ([\d,]+)", rows)
+    assert sum(int(n[1].replace(",", "")) for n in (unread, outside)) == 20_000 - 200
+    assert rows.count("left out file") == 20 and "left out and 2 files more" in rows
+    assert max(map(len, shown[shown.index("recorded"):].splitlines())) < 50
     assert re.search("^recorded", recorded.on_terminal("-i", damaged, "-o", "out", columns=9),
                      re.MULTILINE)
 
