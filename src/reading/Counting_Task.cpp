@@ -12,11 +12,11 @@ namespace {
 /// How many events of a range are read at first to correct it: walks meet after a few.
 constexpr std::size_t first_length = 256;
 
-/// Of how many events one is looked at closer: of all in small files, of 64 in large ones. As a
+/// Of how many events one is looked at closer: of all in small files, of 256 in large ones. As a
 /// number of bits.
 int block_bits_of(std::size_t nEvents) {
     constexpr std::size_t least_blocks = 1024;
-    constexpr int most_bits = 6;
+    constexpr int most_bits = 8;
     return std::clamp(static_cast<int>(std::bit_width(nEvents / least_blocks)) - 1, 0, most_bits);
 }
 
