@@ -159,6 +159,8 @@ def test_names_of_many_files_come_once_and_a_whole_folder_is_one(tmp_path):
                          if path.suffix == ".orvenevent"), folder=tmp_path)
     assert whole["list_file"] is None
     assert whole["suggestions"][0]["shell"].startswith("vexolan -I r -o ")
+    here = told(".", folder=tmp_path / "r")["suggestions"][0]["shell"]
+    assert here == "vexolan -I . -o r-image.tif"
 
 
 @pytest.mark.parametrize("triggers, times, modes", [

@@ -132,6 +132,7 @@ public:
 private:
     void add_row(const Row_Width& width, std::int64_t n, std::vector<Histogram_Row>& rows) {
         const double start = width.times(n);
+        const double named = whole ? std::max(start, smallest) : start;
         const double last_before = before;
         double first = infinity;
         if (bin != end) {
@@ -143,8 +144,8 @@ private:
             const double next = width.times(n + 1);
             constexpr double readable = 1e6;
             const bool has_range = whole && next - start > 1 && next < readable;
-            rows.push_back({has_range ? range_name(std::max(start, smallest), next - 1)
-                                      : name_of(start, width.times(1), last_before, first),
+            rows.push_back({has_range ? range_name(named, next - 1)
+                                      : name_of(named, width.times(1), last_before, first),
                             count});
         }
         split = split || within_bin;

@@ -24,11 +24,16 @@ constexpr std::uint64_t most_pages = 4096;  ///< 1 GiB, which any kind of TIFF f
 constexpr const char* trigger_modes = "reference, frameSync: ";
 
 /// What outputs are named after.
+/// Throws: std::filesystem::filesystem_error.
 std::string base_name(const std::string& input) {
     const std::filesystem::path path = std::filesystem::path(input + "/").parent_path();
     const bool is_file = path.extension() == Parameters::extension_eventFiles;
     const std::string name = (is_file ? path.stem() : path.filename()).string();
-    return name.empty() || name == "." || name == ".." ? "recording" : name;
+    if (!name.empty() && name != "." && name != "..") {
+        return name;
+    }
+    const std::string real_name = std::filesystem::canonical(input).filename().string();
+    return real_name.empty() ? "recording" : real_name;
 }
 
 /// The fewest digits from which vexolan makes the same number of ticks, and that are at most 0.5 %
