@@ -227,7 +227,8 @@ def thresholds(report):
 @pytest.mark.parametrize("column, values, rows", [
     ("psd", numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100), {"0.85": 5, "0.90": 80}),
     ("psd", numpy.where(HUNDRED < 50, 1, 1.0099), {"1.000": 50, "1.001": 0, "1.009": 50}),
-    ("photons", 980 + HUNDRED % 40, {"980-984": 15, "995-999": 15, "1,000-1,004": 10, "1,015-1,019": 10}),
+    ("photons", 980 + HUNDRED % 40, {"980-984": 15, "995-999": 15, "1,000-1,004": 10,
+                                          "1,015-1,019": 10}),
     ("photons", 12_345_678 + 10_000 * HUNDRED, {"12,345,678": 11, "12,582,912": 13}),
     # Between two populations each number has a row of its own.
     ("photons", numpy.repeat([1, 2, 8, *range(9, 29)], [40, 10, 30, *20 * [1]]),

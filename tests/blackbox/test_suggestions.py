@@ -21,9 +21,11 @@ UNTRIGGERED = INTERVALS + "no triggers were recorded."
 
 @pytest.mark.parametrize("triggers, times, options, notes", [
     ([0, 64_000, 128_000], 1000 * HUNDRED,
-     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 1e-06 -T 100", "-E frameSync -t 0.0001 -T 2"], []),
+     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 1e-06 -T 100",
+      "-E frameSync -t 0.0001 -T 2"], []),
     ([0, 64_001], 1000 * HUNDRED,
-     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 2e-06 -T 51", "-E frameSync -t 0.0001001 -T 1"], []),
+     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 2e-06 -T 51",
+      "-E frameSync -t 0.0001001 -T 1"], []),
     ([0, 2**63 - 1], HUNDRED[::-1],
      ["", "-E ignore -t 1.56e-09 -T 100", "-E reference -t 10000 -T 88",
       "-E frameSync -t 7206000000 -T 1"],

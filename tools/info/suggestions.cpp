@@ -28,11 +28,11 @@ constexpr const char* trigger_modes = "reference, frameSync: ";
 std::string base_name(const std::string& input) {
     const std::filesystem::path path = std::filesystem::path(input + "/").parent_path();
     const bool is_file = path.extension() == Parameters::extension_eventFiles;
-    const std::string name = (is_file ? path.stem() : path.filename()).string();
+    std::string name = (is_file ? path.stem() : path.filename()).string();
     if (!name.empty() && name != "." && name != "..") {
         return name;
     }
-    const std::string real_name = std::filesystem::canonical(input).filename().string();
+    std::string real_name = std::filesystem::canonical(input).filename().string();
     return real_name.empty() ? "recording" : real_name;
 }
 
