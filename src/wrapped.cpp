@@ -1,8 +1,13 @@
 #include "wrapped.h"
 
-#include "utf8.h"
+#include <algorithm>
 
 namespace {
+
+/// Whether a byte of a text in UTF-8 goes on with the character of the byte before it.
+constexpr bool continues_character(char byte) noexcept {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
 
 /// How many bytes the first `n` characters have.
 std::size_t bytes_of(const std::string& text, std::size_t n) noexcept {
@@ -15,6 +20,10 @@ std::size_t bytes_of(const std::string& text, std::size_t n) noexcept {
 }
 
 }  // namespace
+
+std::size_t width_of(const std::string& text) noexcept {
+    return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues_character));
+}
 
 std::string wrapped(const std::string& text, std::size_t width, std::size_t indent) {
     std::string lines;

@@ -73,8 +73,8 @@ def since_trigger(events, triggers, width):
     index = numpy.searchsorted(triggers, events["time"], "right")
     inside = (index > 0) & (index < len(triggers))
     since = events["time"][inside] - triggers[index[inside] - 1]
-    bins = numpy.minimum(since // width, 1024)
-    return numpy.append(numpy.bincount(bins, minlength=1025),
+    bins = numpy.minimum(since // width, 2**14)
+    return numpy.append(numpy.bincount(bins, minlength=2**14 + 1),
                         [(index == 0).sum(), (index == len(triggers)).sum()])
 
 
@@ -127,7 +127,7 @@ def test_it_tells_what_numpy_finds(tmp_path, options, least, most):
     assert course["counts"] == bins.tolist()
     since = total["events_since_trigger"]
     width, = ticks(since, "bin")
-    assert width == 1024  # holds the period of the first file
+    assert width == 64  # holds the period of the first file
     counts = sum(since_trigger(*each, width) for each in zip(files, triggers))
     assert [*since["counts"], since["beyond"], since["before_first"],
             since["after_last"]] == counts.tolist()
@@ -190,7 +190,7 @@ def rows_of(report, title):
      ["photons   150 to 200, median 150, 90 % between 150 and 200"]),
     ({"photons": numpy.full(100, 2**64 - 1, "u8")},
      ["photons   1.845e+19 to 1.845e+19, median 1.84e+19, 90 % between 1.84e+19 and 1.84e+19",
-      f"1.8e+19 100 {24 * '#'}    0 100 {30 * '#'}"]),
+      f"1.84467e+19 100 {20 * '#'}    0 100 {30 * '#'}"]),
     ({"psd": numpy.where(HUNDRED < 10, -numpy.inf, 0.5)},
      ["PSD       -inf to 0.5, median 0.5, 90 % between -inf and 0.5"]),
     ({"psd": numpy.where(HUNDRED < 10, 1.7e308, -1.7e308)}, []),
@@ -207,8 +207,10 @@ def rows_of(report, title):
 ])
 def test_odd_values_are_told_readably(tmp_path, columns, lines):
     report = report_of(tmp_path, **columns)
+    assert all(len(line) <= 80 for line in report.splitlines() if not line.startswith("    "))
+    unwrapped = re.sub("\n {12}", " ", report)
     for line in lines:
-        assert f"  {line}\n" in report
+        assert f"  {line}\n" in unwrapped
     assert not any(odd in report for odd in ("nan", "e+0", "1,000 ms", "All 1 file"))
     for title in {"Photons per event", "PSD values"} & set(re.split(" {2,}|\n", report)):
         names = [name for name, _ in rows_of(report, title)]
@@ -223,10 +225,11 @@ def thresholds(report):
 
 
 @pytest.mark.parametrize("column, values, rows", [
-    ("psd", numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100), {"0.88": 2, "0.9": 77}),
-    ("psd", numpy.where(HUNDRED < 50, 1, 1.0099), {"1": 50, "1.0005": 0, "1.0095": 50}),
-    ("photons", 980 + HUNDRED % 40, {"980": 6, "998": 6, "1,000": 4, "1,018": 4}),
-    ("photons", 12_345_678 + 10_000 * HUNDRED, {"12,320,768": 5, "12,582,912": 7}),
+    ("psd", numpy.where(HUNDRED < 75, 0.9, HUNDRED / 100), {"0.85": 5, "0.90": 80}),
+    ("psd", numpy.where(HUNDRED < 50, 1, 1.0099), {"1.000": 50, "1.001": 0, "1.009": 50}),
+    ("photons", 980 + HUNDRED % 40, {"980-984": 15, "995-999": 15, "1,000-1,004": 10,
+                                          "1,015-1,019": 10}),
+    ("photons", 12_345_678 + 10_000 * HUNDRED, {"12,345,678": 11, "12,582,912": 13}),
     # Between two populations each number has a row of its own.
     ("photons", numpy.repeat([1, 2, 8, *range(9, 29)], [40, 10, 30, *20 * [1]]),
      {"1": 40, "2": 10, "3": 0, "7": 0, "8": 30, "9": 1}),
@@ -344,6 +347,21 @@ def test_bars_show_a_course_and_no_false_dips(tmp_path):
     assert re.search(r"\|\n {2}0 s +10 ms\n", text)
 
 
+def test_bars_are_where_the_events_are(tmp_path):
+    times = numpy.sort((100 * MS * numpy.arange(100)[:, None] + MS // 200 * HUNDRED).ravel())
+    for first_trigger, shown in (0, "of 500 µs"), (200_000 * MS, "none"):
+        write(tmp_path / "a.orvenevent", events_of(times.size, time=times),
+              first_trigger + 100 * MS * numpy.arange(101))
+        text = info(tmp_path).stdout
+        assert "at most 0" not in text
+        since = text.split("Events since the trigger: ")[1].split("\n\n")[0]
+        if first_trigger:
+            assert since == "none\n  10,000 before the first trigger of their file"
+        else:
+            assert len(set(re.search(r"\|(.+)\|", since)[1])) <= 3
+            assert re.search(r"\|[▇█▆]{30,60}.?\|\n  0 s +49\d µs$", since)
+
+
 def test_odd_files_are_told_of(tmp_path):
     every_ms = MS * numpy.arange(11)
     times = MS // 10 * numpy.arange(100)
@@ -389,7 +407,8 @@ def test_warnings_come_where_an_image_would_be_empty(tmp_path, options, columns,
     write(tmp_path / "a.orvenevent", events_of(n, **columns), [0, 500, 1000])
     assert told(*options.split(), tmp_path)["warnings"] == warnings
     text = info(*options.split(), tmp_path).stdout
-    assert [line[11:] for line in text.splitlines() if "WARNING" in line] == warnings
+    unwrapped = text.replace("\n    or after", " or after")
+    assert [line[11:] for line in unwrapped.splitlines() if "WARNING" in line] == warnings
     assert text.splitlines()[0] == f"{tmp_path}/a.orvenevent" + (options and f", with {options}")
     assert ("vexolan -i" in text or "vexolan -I" in text) == (warnings[:1] not in (
         ["All of the events lie beside the detector."], ["No event is within the bounds."]))

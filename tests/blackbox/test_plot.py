@@ -12,7 +12,7 @@ import pytest
 import program
 import recording
 from recording import PIXEL, TICK
-from surveying import EVENT, told, write
+from surveying import EVENT, MS, told, write
 from test_simulate import simulate
 
 PLOT = os.environ.get("VEXOLAN_PLOT", str(program.BUILD / "vexolan-plot"))
@@ -43,10 +43,11 @@ def test_the_ending_says_which_kind_of_picture_is_made(tmp_path):
 
 @pytest.mark.parametrize("inputs, picture", [
     (["r/a.orvenevent", "r/b.orvenevent"], "r/a-plot.png"), (["./r/"], "./r-plot.png"),
-    (["."], "recording-plot.png")])
+    (["."], "{here}-plot.png")])
 def test_without_a_name_the_picture_comes_beside_the_recording(vexolan, inputs, picture):
     for name in "r/a", "r/b", "a":
         vexolan.record(name, spread())
+    picture = picture.format(here=vexolan.folder.name)
     assert plot(vexolan.folder, *inputs, printed=f"{picture}\n") == (0, "")
     assert vexolan.bytes(picture).startswith(KINDS["a.png"])
 
@@ -222,7 +223,7 @@ def test_panels_show_what_numpy_counts(module, tmp_path, triggers):
     assert {tuple(corner) for corner in panels["Image"].lines[0].get_xydata()} == {
         (-1, 2), (9, 2), (9, 3.5), (-1, 3.5)}
     for name, values, divided in (
-            ("Over time", events["time"] * TICK, 2),  # events of bins that an edge divides
+            ("Over time", events["time"] * TICK, 4),  # events of bins that an edge divides
             ("Since the trigger", events["time"] % 255_900 * TICK, 0),
             ("Photons", events["photons"], 0), ("PSD", events["psd"], 0)):
         if name in panels:
@@ -257,6 +258,46 @@ def test_a_steady_beam_has_no_dips(module, tmp_path, n_periods):
     bars = drawn(module, tmp_path)[1]["Over time"].patches[0].get_data()
     assert len(bars.values) > 10
     assert bars.values == pytest.approx(numpy.median(bars.values), rel=0.03)
+
+
+@pytest.mark.parametrize("each", [1, 2, 50])
+@pytest.mark.parametrize("triggers", [None, 10 * MS * numpy.arange(101)])
+@pytest.mark.parametrize("n_pulses, flash", [(100, MS // 1000), (37, 12 * MS // 1000)])
+def test_no_bar_is_scaled_by_time_without_data(module, tmp_path, n_pulses, flash, triggers, each):
+    times = 10 * MS * numpy.arange(n_pulses)[:, None] + flash * numpy.arange(50)
+    events = numpy.zeros(times.size * each, EVENT)
+    events["time"] = times.ravel().repeat(each)
+    write(tmp_path / "a.orvenevent", events, triggers)
+    bars = drawn(module, tmp_path)[1]["Over time"].patches[0].get_data()
+    assert len(bars.values) > 10 and bars.values[-1] <= bars.values[:-1].max()
+    assert triggers is None or (bars.values == numpy.median(bars.values)).mean() > 0.9
+
+
+@pytest.mark.parametrize("triggers", [None, [0, 1000, 2000, 3000], range(0, 3300, 300)])
+def test_few_events_are_whole_numbers(module, tmp_path, triggers):
+    random = numpy.random.default_rng(4)
+    events = numpy.zeros(150, EVENT)
+    events["time"] = numpy.sort(random.integers(0, 2990, 150))
+    events["photons"] = 1 + numpy.arange(150) % 7
+    write(tmp_path / "a.orvenevent", events, triggers)
+    panels = drawn(module, tmp_path)[1]
+    for name in {"Over time", "Since the trigger", "Photons"} & set(panels):
+        values = panels[name].patches[0].get_data().values
+        assert (values == values.round()).all() and values.sum() > 0
+
+
+def test_single_events_are_at_their_values(module, vexolan):
+    photons = [1, 2**40 + 12345, 2**64 - 1]
+    vexolan.record("a", [recording.Event(time=64_000 * i + 7 * (i == 1), photons=n, psd=0.1 * i)
+                         for i, n in enumerate(photons)], [0, 64_000, 128_000, 192_000])
+    _, panels = drawn(module, vexolan.folder)
+    assert panels["Photons"].lines[0].get_xdata() == pytest.approx(photons, rel=1e-15)
+    assert panels["PSD"].lines[0].get_xdata() == pytest.approx([0, 0.1, 0.2], rel=1e-15)
+    assert panels["Since the trigger"].lines[0].get_xdata()[0] == 0
+    assert panels["Photons"].get_xlabel() == "photons per event (1e19)"
+    assert not panels["Photons"].xaxis.get_offset_text().get_visible()
+    image = panels["Image"]
+    assert image.get_facecolor() == image.collections[0].get_cmap()(0)
 
 
 def test_bounds_are_those_of_vexolan(vexolan):

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import subprocess
 
 import numpy
@@ -20,26 +21,28 @@ UNTRIGGERED = INTERVALS + "no triggers were recorded."
 
 @pytest.mark.parametrize("triggers, times, options, notes", [
     ([0, 64_000, 128_000], 1000 * HUNDRED,
-     ["", "-t 2e-06 -T 78", "-E reference -t 1e-06 -T 100", "-E frameSync -t 0.0001 -T 2"], []),
+     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 1e-06 -T 100",
+      "-E frameSync -t 0.0001 -T 2"], []),
     ([0, 64_001], 1000 * HUNDRED,
-     ["", "-t 2e-06 -T 78", "-E reference -t 2e-06 -T 51", "-E frameSync -t 0.0001001 -T 1"], []),
+     ["", "-E ignore -t 2e-06 -T 78", "-E reference -t 2e-06 -T 51",
+      "-E frameSync -t 0.0001001 -T 1"], []),
     ([0, 2**63 - 1], HUNDRED[::-1],
-     ["", "-t 2e-09 -T 100", "-E reference -t 200000 -T 71",
+     ["", "-E ignore -t 1.56e-09 -T 100", "-E reference -t 10000 -T 88",
       "-E frameSync -t 7206000000 -T 1"],
      [INTERVALS + "an event that comes late counts in the interval that the events before it have "
       "reached."]),
-    ([5, 3, 6], HUNDRED - 100, ["", "-t 2e-09 -T 100 --timeStart -1.56e-07"],
+    ([5, 3, 6], HUNDRED - 100, ["", "-E ignore -t 1.56e-09 -T 100 --timeStart -1.56e-07"],
      [INTERVALS + "the triggers are not in order of time."]),
     (range(0, 4_200_000, 1000), HUNDRED,
-     ["", "-t 2e-09 -T 100", "-E reference -t 2e-09 -T 100", "-E frameSync -t 1.563e-06 -T 4096"],
-     []),
+     ["", "-E ignore -t 1.56e-09 -T 100", "-E reference -t 1.56e-09 -T 100",
+      "-E frameSync -t 1.563e-06 -T 4096"], []),
     (None, 1000 * HUNDRED - 50_000, ["", "-t 2e-06 -T 79 --timeStart -8e-05"], [UNTRIGGERED]),
     (None, 2**60 + SECOND * HUNDRED, ["", "-t 1 -T 100 --timeStart 1801439850"], [UNTRIGGERED]),
     (None, numpy.where(HUNDRED, -2**63, 0), [""],
      ["ignore: the events are too far from time zero for time bins that begin with them.",
       UNTRIGGERED]),
-    ([], HUNDRED, ["", "-t 2e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
-    ([5, 5, 5], SECOND + HUNDRED, ["", "-t 2e-09 -T 100 --timeStart 1"],
+    ([], HUNDRED, ["", "-E ignore -t 1.56e-09 -T 100"], [INTERVALS + "no file has two triggers."]),
+    ([5, 5, 5], SECOND + HUNDRED, ["", "-E ignore -t 1.56e-09 -T 100 --timeStart 1"],
      [INTERVALS + "the triggers have no period."]),
     ([5, 5, 5], SECOND, [""], [INTERVALS + "the triggers have no period."]),
 ])
@@ -51,6 +54,10 @@ def test_suggestions_fit_the_times(tmp_path, triggers, times, options, notes):
             for command in commands] == options
     assert report["notes"] == notes
     assert (report["total"]["events_since_trigger"] is None) == (len(options) < 4)
+    for said, unit, named in re.findall(r" of ([\d.,]+)\s+(\S+), [^)]+\)\n.* -t (\S+) ",
+                                        info("a.orvenevent", folder=tmp_path).stdout):
+        factor = {"s": 1, "ms": 1e-3, "µs": 1e-6, "ns": 1e-9}[unit]
+        assert float(said.replace(",", "")) * factor == pytest.approx(float(named), rel=1e-9)
 
 
 @pytest.mark.parametrize("first, end, n_outside, region", [
@@ -75,8 +82,9 @@ def test_a_region_is_suggested_where_few_events_lie_elsewhere(tmp_path, first, e
     assert [shell.split()[4] for shell in shells] == [region] * (region is not None)
 
 
-def some_events(n):
-    return [Event(i % 256 * PIXEL, i % 100 * PIXEL, i * MS // 8, i % 9, 0.5) for i in range(n)]
+def some_events(n, start=0):
+    return [Event(i % 256 * PIXEL, i % 100 * PIXEL, start + i * MS // 8, i % 9, 0.5)
+            for i in range(n)]
 
 
 ELEVEN = [i * MS for i in range(11)]
@@ -109,10 +117,12 @@ def make_image(suggestion, folder):
 ])
 @pytest.mark.parametrize("beside", ["", "faulty", "subfolder", "named"])
 def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, beside):
-    for name in names:
+    for i, name in enumerate(names):
         path = tmp_path / f"{name}.orvenevent"
         path.parent.mkdir(exist_ok=True)
-        path.write_bytes(recording.recording(some_events(80), triggers))
+        path.write_bytes(recording.recording(
+            some_events(80, 20 * MS * i),
+            None if triggers is None else [20 * MS * i + time for time in triggers]))
     inputs = [names[0].split("/")[0]] if "/" in names[0] else [f"{names[0]}.orvenevent"]
     if beside == "subfolder":
         path.with_name("z.orvenevent").mkdir()
@@ -134,10 +144,55 @@ def test_suggestions_run_as_printed(tmp_path, names, triggers, modes, beside):
         assert pages.sum() == 80 * len(names)
 
 
+def test_names_of_many_files_come_once_and_a_whole_folder_is_one(tmp_path):
+    names = [f"r/{number * 7919 % 997:03}.orvenevent" for number in range(60)]
+    for i in range(120):
+        name = names[i] if i < 60 else f"r/other_{i}{i % 7}.orvenevent"
+        (tmp_path / "r").mkdir(exist_ok=True)
+        (tmp_path / name).write_bytes(recording.recording([Event(time=i), Event(time=i + 1)]))
+    report = told(*names, folder=tmp_path)
+    assert report["list_file"].startswith("printf") and all(n in report["list_file"] for n in names)
+    subprocess.run(["sh", "-c", report["list_file"]], cwd=tmp_path, check=True)
+    for suggestion in report["suggestions"]:
+        assert len(suggestion["shell"]) < 200
+        assert make_image(suggestion, tmp_path).sum() == 120
+    assert info(*names, folder=tmp_path).stdout.count(names[0]) == 1
+    whole = told(*sorted(path.relative_to(tmp_path) for path in (tmp_path / "r").iterdir()
+                         if path.suffix == ".orvenevent"), folder=tmp_path)
+    assert whole["list_file"] is None
+    assert whole["suggestions"][0]["shell"].startswith("vexolan -I r -o ")
+    here = told(".", folder=tmp_path / "r")["suggestions"][0]["shell"]
+    assert here == "vexolan -I . -o r-image.tif"
+
+
+@pytest.mark.parametrize("triggers, times, modes", [
+    ([10**6, 2 * 10**6], HUNDRED, ["ignore"] * 2),
+    ([0, 50], 100 + HUNDRED, ["ignore"] * 2),
+    ([-2**63, 2**63 - 1], HUNDRED, ["ignore"] * 2),
+    ([0, 2**63 - 1], 2**63 - 2 - HUNDRED[::-1], ["ignore"]),
+    ([0, 2**61], 2**60 + HUNDRED, ["ignore", "ignore", "reference", "frameSync"]),
+])
+def test_no_empty_image_is_suggested(tmp_path, triggers, times, modes):
+    report_of(tmp_path, triggers, time=times, x=2 * PIXEL * HUNDRED)
+    report = told("a.orvenevent", folder=tmp_path)
+    assert [each["mode"] for each in report["suggestions"]] == modes
+    assert all(make_image(each, tmp_path).any() for each in report["suggestions"])
+    assert (len(report["notes"]) > 0) == (len(modes) < 4)
+
+
+def test_no_course_is_suggested_of_files_that_begin_alike(tmp_path):
+    for name in "ab":
+        (tmp_path / f"{name}.orvenevent").write_bytes(recording.recording(some_events(80), ELEVEN))
+    report = told(tmp_path)
+    assert [each["mode"] for each in report["suggestions"]] == ["ignore", "ignore", *ALL_MODES[3:]]
+    assert report["notes"] == [
+        "ignore: times of files overlap, so a course is that of one file: name one alone."]
+
+
 def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
-    for name, triggers in ("a", ELEVEN), ("b", None):
+    for name, start, triggers in ("a", 0, ELEVEN), ("b", 20 * MS, None):
         (tmp_path / f"{name}.orvenevent").write_bytes(
-            recording.recording(some_events(80), triggers))
+            recording.recording(some_events(80, start), triggers))
     report = told(tmp_path)
     assert [each["mode"] for each in report["suggestions"]] == ALL_MODES[:3]
     assert report["notes"] == [INTERVALS + "1 of 2 files were recorded without triggers."]
@@ -148,7 +203,7 @@ def test_no_trigger_mode_is_suggested_where_one_file_has_no_triggers(tmp_path):
     ("reference", 100 * MS * numpy.arange(11),
      [MS // 5 + MS // 50 * RANDOM.integers(0, 36, 20_000)
       + 100 * MS * RANDOM.integers(0, 10, 20_000), 50 * MS + 100 * MS * numpy.arange(5)],
-     "-t 1e-05 -T 83 -x 256 --upright true --timeStart 0.0001", 5),
+     "-t 1e-05 -T 72 -x 256 --upright true --timeStart 0.00019", 5),
     ("reference", 10 * MS * numpy.arange(11), [MS // 10 * numpy.arange(-50, 1020)],
      "-t 0.0001 -T 100 -x 256 --upright true", 50 + 20),  # before and after all
     ("frameSync", 10 * MS * numpy.delete(numpy.arange(21), [5, 6]),

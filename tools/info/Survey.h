@@ -108,7 +108,7 @@ struct Survey_Image {
 
 /// The events over the time since the trigger before them.
 struct Since_Trigger {
-    static constexpr std::size_t nBins = 1024;
+    static constexpr std::size_t nBins = std::size_t{1} << 14;
 
     int shift = 0;  ///< bins are 2^shift ticks wide
     std::vector<std::uint64_t> counts = std::vector<std::uint64_t>(nBins);

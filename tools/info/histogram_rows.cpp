@@ -37,9 +37,24 @@ Row_Width decimal_width(double least) {
     return {10 * ten.dividend, ten.divisor};
 }
 
+/// The largest such width that is not above `most`.
+Row_Width decimal_width_within(double most) {
+    const Row_Width ten = power_of(10, std::floor(std::log10(most)));
+    for (const int factor : {5, 2}) {
+        if (ten.times(factor) <= most) {
+            return {factor * ten.dividend, ten.divisor};
+        }
+    }
+    return ten;
+}
+
 /// The smallest power of two that is not below `least`: bins, if narrower, begin at its multiples.
 Row_Width binary_width(double least) {
     return power_of(2, std::ceil(std::log2(least)));
+}
+
+Row_Width narrower(const Row_Width& a, const Row_Width& b) {
+    return a.times(1) < b.times(1) ? a : b;
 }
 
 /// The number in the fewest digits, but at least four, that say the same of values up to `before`
@@ -59,11 +74,43 @@ std::string name_of(double number, double width, double before, double first) {
     return digits(number, all_digits);
 }
 
+/// All whole numbers from the first to the last.
+std::string range_name(double first, double last) {
+    const std::string name = grouped(static_cast<std::uint64_t>(first));
+    return first < last ? name + "-" + grouped(static_cast<std::uint64_t>(last)) : name;
+}
+
+/// Gives numbers the same number of decimals.
+void align_decimals(std::vector<Histogram_Row>& rows) {
+    const auto decimals = [](const std::string& name) {
+        const std::size_t point = name.find('.');
+        return point == std::string::npos ? 0 : name.size() - point - 1;
+    };
+    std::size_t most = 0;
+    for (const Histogram_Row& row : rows) {
+        if (row.name.find('e') != std::string::npos) {
+            return;
+        }
+        most = std::max(most, decimals(row.name));
+    }
+    for (Histogram_Row& row : rows) {
+        const std::size_t nZeros = most - decimals(row.name);
+        if (nZeros > 0 && nZeros == most) {
+            row.name += '.';
+        }
+        row.name.append(nZeros, '0');
+    }
+}
+
 /// Shares bins out to rows.
 class Row_Maker {
 public:
-    explicit Row_Maker(const Distribution& distribution)
-        : bin(distribution.begin()), end(distribution.end()) {}
+    /// `whole` is for values that are whole numbers.
+    Row_Maker(const Distribution& distribution, bool whole_)
+        : whole(whole_),
+          smallest(distribution.front().smallest),
+          bin(distribution.begin()),
+          end(distribution.end()) {}
 
     Histogram_Rows make(const Row_Width& width, double low, double high) {
         Histogram_Rows found;
@@ -75,6 +122,7 @@ public:
             }
         }
         found.above = count_of({bin, end});
+        align_decimals(found.rows);
         return found;
     }
 
@@ -84,6 +132,7 @@ public:
 private:
     void add_row(const Row_Width& width, std::int64_t n, std::vector<Histogram_Row>& rows) {
         const double start = width.times(n);
+        const double named = whole ? std::max(start, smallest) : start;
         const double last_before = before;
         double first = infinity;
         if (bin != end) {
@@ -92,7 +141,12 @@ private:
         const std::uint64_t count = count_up_to(width.times(n + 1));
         const bool within_bin = last_before >= start;
         if (count > 0 || !within_bin) {
-            rows.push_back({name_of(start, width.times(1), last_before, first), count});
+            const double next = width.times(n + 1);
+            constexpr double readable = 1e6;
+            const bool has_range = whole && next - start > 1 && next < readable;
+            rows.push_back({has_range ? range_name(named, next - 1)
+                                      : name_of(named, width.times(1), last_before, first),
+                            count});
         }
         split = split || within_bin;
     }
@@ -107,6 +161,8 @@ private:
         return count;
     }
 
+    bool whole;
+    double smallest;
     Distribution::const_iterator bin;
     Distribution::const_iterator end;
     double before = -infinity;  ///< the largest value that has been counted
@@ -116,20 +172,19 @@ private:
 }  // namespace
 
 Histogram_Rows histogram_rows(const Distribution& distribution, const Row_Range& range) {
-    constexpr double most_rows = 20;
+    constexpr double most_rows = 10;
     const double low = range.low;
     const double high = range.high;
     const double span = high > low ? high - low : std::max(std::fabs(high), 1.0);
-    const double smallest = range.whole ? 1 : std::numeric_limits<double>::min();
-    // A width may be so many times as large as the least one that was asked for.
-    constexpr double decimal_step = 2.5;
-    constexpr double binary_step = 2;
-    const auto least = [&](double step) {
-        return std::max(std::min(span / most_rows, range.widest / step), smallest);
-    };
-    Row_Maker decimal(distribution);
-    Histogram_Rows rows = decimal.make(decimal_width(least(decimal_step)), low, high);
-    return decimal.has_split_bins()
-               ? Row_Maker(distribution).make(binary_width(least(binary_step)), low, high)
-               : rows;
+    const double narrowest = range.whole ? 1 : std::numeric_limits<double>::min();
+    const double least = std::max(span / most_rows, narrowest);
+    const double widest = std::max(range.widest, narrowest);
+    Row_Maker decimal(distribution, range.whole);
+    Histogram_Rows rows =
+        decimal.make(narrower(decimal_width(least), decimal_width_within(widest)), low, high);
+    if (!decimal.has_split_bins()) {
+        return rows;
+    }
+    return Row_Maker(distribution, range.whole)
+        .make(narrower(binary_width(least), binary_width(widest / 2)), low, high);
 }

@@ -27,7 +27,7 @@ struct Row_Range {
     double widest;  ///< wider rows would hide something
 };
 
-/// About 20 rows over the range, which is finite, or fewer; a few more where they must be narrow.
+/// About 10 rows over the range, which is finite, or fewer; a few more where they must be narrow.
 /// Rows are of equal width unless bins are wider. There must be values.
 [[nodiscard]] Histogram_Rows histogram_rows(const Distribution& distribution,
                                             const Row_Range& range);

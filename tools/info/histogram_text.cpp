@@ -27,8 +27,8 @@ Row_Range range_of(const Distribution& distribution, bool whole) {
 
 /// Some rows on either side of the peaks, and some between them.
 Row_Range around(const Valley& valley, Row_Range range) {
-    const double rows_between_peaks = range.whole ? 8 : 5;
-    constexpr double rows_beside = 5;
+    const double rows_between_peaks = range.whole ? 5 : 3;
+    constexpr double rows_beside = 2;
     range.widest = (valley.upper_peak - valley.lower_peak) / rows_between_peaks;
     range.low = std::max(range.low, valley.lower_peak - rows_beside * range.widest);
     range.high = std::min(range.high, valley.upper_peak + rows_beside * range.widest);

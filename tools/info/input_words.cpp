@@ -79,12 +79,17 @@ bool fits_list_option(const std::string& path) {
 }
 
 /// The files one by one.
-Input_Words words_for_files(const Paths& paths) {
+Input_Words words_for_files(const Paths& paths, const std::string& list_name) {
     const std::string list = joined(paths, ",");
     if (list.size() <= short_list && std::ranges::all_of(paths, fits_list_option)) {
         return {"", "-i " + shell_word(list)};
     }
-    return words_for_list(joined(as_words(paths), " "));
+    const std::string names = joined(as_words(paths), " ");
+    if (names.size() <= short_list) {
+        return words_for_list(names);
+    }
+    const std::string file = shell_word(list_name);
+    return {"", "--inputListFile " + file, "printf '%s\\n' " + names + " > " + file};
 }
 
 /// Whether the option `-I` finds just these files.
@@ -190,7 +195,8 @@ std::optional<Input_Words> words_for_folders(const std::vector<Group>& groups, b
 
 }  // namespace
 
-Input_Words input_words(const Survey& survey, const std::vector<Named_Input>& inputs, bool sorted) {
+Input_Words input_words(const Survey& survey, const std::vector<Named_Input>& inputs, bool sorted,
+                        const std::string& list_name) {
     Paths paths;
     for (const File_Survey& file : survey.files) {
         if (!file.fault) {
@@ -199,10 +205,17 @@ Input_Words input_words(const Survey& survey, const std::vector<Named_Input>& in
     }
     const bool all_folders = std::ranges::all_of(inputs, &Named_Input::isFolder);
     const bool by_name = joined(paths, ",").size() <= short_list;
-    if (by_name && (!all_folders || survey.nFaulty() > 0)) {
-        return words_for_files(paths);
+    const std::vector<Group> groups = groups_of(survey, inputs);
+    const auto is_better_named = [&](const Group& group) {
+        return group.files.size() == 1 || !is_whole_folder(group);
+    };
+    const bool as_files =
+        survey.nFaulty() > 0 ||
+        (!all_folders && (sorted || std::ranges::any_of(groups, is_better_named)));
+    if (by_name && as_files) {
+        return words_for_files(paths, list_name);
     }
-    return words_for_folders(groups_of(survey, inputs), sorted).value_or(words_for_files(paths));
+    return words_for_folders(groups, sorted).value_or(words_for_files(paths, list_name));
 }
 
 std::string shell_word(const std::string& text) {

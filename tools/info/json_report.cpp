@@ -37,6 +37,9 @@ public:
                 write_valley("psd", suggestions.valleys.psd);
             });
             json.values("warnings", warnings_of(survey));
+            write_if_known("list_file", suggestions.list_file.empty()
+                                            ? std::nullopt
+                                            : std::optional(suggestions.list_file));
             json.list("suggestions", [&] {
                 for (const Suggestion& suggestion : suggestions.list) {
                     write_suggestion(suggestion);

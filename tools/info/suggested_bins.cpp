@@ -148,16 +148,19 @@ std::optional<Bin_Plan> bins_over_time(const Survey& survey) {
     return plan;
 }
 
-Bin_Plan bins_since_trigger(const Survey& survey) {
+std::optional<Bin_Plan> bins_since_trigger(const Survey& survey) {
     const Since_Trigger& since = *survey.since_trigger;
     const Extent<std::int64_t> times = times_since_trigger(since, *survey.total.triggers);
     const double bin =
         round_number(seconds(times.largest - times.smallest + 1) / good_number_of_bins);
-    auto plan = bins_over(times, bin).value();
-    const auto start = static_cast<double>(Event_Time::from_seconds(plan.start_seconds)->value);
+    auto plan = bins_over(times, bin);
+    if (!plan) {
+        return std::nullopt;
+    }
+    const auto start = static_cast<double>(Event_Time::from_seconds(plan->start_seconds)->value);
     const double end =
-        start + static_cast<double>(plan.nPages) * static_cast<double>(time_bin_length(bin).value);
-    plan.nLost = survey.total.events.nEvents - count_between(since, start, end);
+        start + static_cast<double>(plan->nPages) * static_cast<double>(time_bin_length(bin).value);
+    plan->nLost = survey.total.events.nEvents - count_between(since, start, end);
     return plan;
 }
 

@@ -19,7 +19,7 @@ struct Bin_Plan {
 [[nodiscard]] std::optional<Bin_Plan> bins_over_time(const Survey& survey);
 
 /// The same of the time since a trigger. There must be trigger intervals with a period.
-[[nodiscard]] Bin_Plan bins_since_trigger(const Survey& survey);
+[[nodiscard]] std::optional<Bin_Plan> bins_since_trigger(const Survey& survey);
 
 /// One page for each of so many intervals, as long as they are but for those with a missing
 /// trigger.

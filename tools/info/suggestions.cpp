@@ -24,26 +24,36 @@ constexpr std::uint64_t most_pages = 4096;  ///< 1 GiB, which any kind of TIFF f
 constexpr const char* trigger_modes = "reference, frameSync: ";
 
 /// What outputs are named after.
+/// Throws: std::filesystem::filesystem_error.
 std::string base_name(const std::string& input) {
     const std::filesystem::path path = std::filesystem::path(input + "/").parent_path();
     const bool is_file = path.extension() == Parameters::extension_eventFiles;
-    const std::string name = (is_file ? path.stem() : path.filename()).string();
-    return name.empty() || name == "." || name == ".." ? "recording" : name;
+    std::string name = (is_file ? path.stem() : path.filename()).string();
+    if (!name.empty() && name != "." && name != "..") {
+        return name;
+    }
+    std::string real_name = std::filesystem::canonical(input).filename().string();
+    return real_name.empty() ? "recording" : real_name;
 }
 
-/// The fewest digits from which vexolan makes the same number of ticks, without an exponent down to
-/// 1e-4.
+/// The fewest digits from which vexolan makes the same number of ticks, and that are at most 0.5 %
+/// off, without an exponent down to 1e-4.
 std::string shortest(double seconds) {
     constexpr double readable = 0.99e-4;  // 1e-4 may come as slightly less
     const auto format =
         std::abs(seconds) >= readable ? std::chars_format::fixed : std::chars_format::scientific;
+    constexpr double tolerance = 0.005;
     const auto ticks = Event_Time::from_seconds(seconds);
+    const auto says_it = [&](double number) {
+        return Event_Time::from_seconds(number) == ticks &&
+               std::abs(number - seconds) <= tolerance * std::abs(seconds);
+    };
     for (int decimals = 0;; ++decimals) {
         std::array<char, 64> digits{};
         const auto end =
             std::to_chars(digits.data(), digits.data() + digits.size(), seconds, format, decimals);
         std::string text(digits.data(), end.ptr);
-        if (Event_Time::from_seconds(std::stod(text)) == ticks) {
+        if (says_it(std::stod(text))) {
             return text;
         }
     }
@@ -78,8 +88,10 @@ public:
         } else if (survey.image.nOutside == nEvents) {
             note("All events lie beside the detector: an image would hold none of them.");
         } else {
-            any_order = input_words(survey, inputs, false);
-            in_order = input_words(survey, inputs, true);
+            const std::string list = base_name(inputs.front().path) + "-files.txt";
+            any_order = input_words(survey, inputs, false, list);
+            in_order = input_words(survey, inputs, true, list);
+            suggestions.list_file = in_order.list_file;
             suggest_images();
             suggest_course();
             suggest_trigger_modes();
@@ -90,7 +102,12 @@ public:
 private:
     void note(const std::string& text) { suggestions.notes.push_back(text); }
 
+    /// Adds the plan unless its image is known to be empty.
     void add(const Plan& plan) {
+        if (plan.nLost == survey.total.events.nEvents) {
+            note(std::string(plan.mode) + ": no event is where time bins would be.");
+            return;
+        }
         const std::string mode = plan.mode;
         const std::uint64_t size = plan.bins ? page_size : image_size;
         const std::uint64_t nPages = plan.bins ? plan.bins->nPages : 1;
@@ -105,13 +122,14 @@ private:
                         .nLost = plan.nLost};
         const Input_Words& words = mode == "frameSync" ? in_order : any_order;
         std::string options = words.options + plan.bounds.value_or(survey.bounds).options();
-        if (mode != "ignore") {
+        if (mode != "ignore" || (plan.bins && survey.total.triggers)) {
             options += " -E " + mode;
         }
         if (plan.bins) {
-            options += bin_options(*plan.bins);
-            made.bins = {seconds(time_bin_length(plan.bins->bin_seconds).value),
-                         plan.bins->start_seconds};
+            const double bin = seconds(time_bin_length(plan.bins->bin_seconds).value);
+            const std::string name = shortest(bin);
+            options += bin_options(*plan.bins, name);
+            made.bins = {bin, plan.bins->start_seconds, std::stod(name)};
         }
         options += plan.more_options;
         const std::string output = base_name(inputs.front().path) + "-" + plan.ending + ".tif";
@@ -119,10 +137,9 @@ private:
         suggestions.list.push_back(made);
     }
 
-    static std::string bin_options(const Bin_Plan& bins) {
-        std::string options = " -t " + shortest(bins.bin_seconds) + " -T " +
-                              std::to_string(bins.nPages) + " -x " + std::to_string(page_size) +
-                              " --upright true";
+    static std::string bin_options(const Bin_Plan& bins, const std::string& length) {
+        std::string options = " -t " + length + " -T " + std::to_string(bins.nPages) + " -x " +
+                              std::to_string(page_size) + " --upright true";
         if (bins.start_seconds != 0) {
             options += " --timeStart " + shortest(bins.start_seconds);
         }
@@ -160,6 +177,11 @@ private:
         if (survey.total.order.span() == 0) {
             return;
         }
+        if (survey.overlap) {
+            note(
+                "ignore: times of files overlap, so a course is that of one file: name one alone.");
+            return;
+        }
         const auto bins = bins_over_time(survey);
         if (!bins || bins->nPages > most_pages) {
             note(
@@ -185,12 +207,17 @@ private:
             note(trigger_modes + reason);
             return;
         }
+        const auto after = bins_since_trigger(survey);
+        if (!after) {
+            note(std::string(trigger_modes) + "the events are too far from their triggers.");
+            return;
+        }
         if (survey.total.order.nSteps_back > 0) {
             note(std::string(trigger_modes) +
                  "an event that comes late counts in the interval that the events before it have "
                  "reached.");
         }
-        suggest_intervals(nIntervals);
+        suggest_intervals(*after, nIntervals);
     }
 
     [[nodiscard]] std::string reason_against_triggers(std::size_t nWithout,
@@ -212,11 +239,16 @@ private:
         if (survey.total.triggers->median_period <= 0) {
             return "the triggers have no period.";
         }
-        return survey.since_trigger ? "" : "no file with triggers has events.";
+        if (!survey.since_trigger) {
+            return "no file with triggers has events.";
+        }
+        const Since_Trigger& since = *survey.since_trigger;
+        return since.nBefore + since.nAfter == survey.total.events.nEvents
+                   ? "no event lies between two triggers of its file."
+                   : "";
     }
 
-    void suggest_intervals(std::uint64_t nIntervals) {
-        const Bin_Plan after = bins_since_trigger(survey);
+    void suggest_intervals(const Bin_Plan& after, std::uint64_t nIntervals) {
         add({"reference", "what happens after a trigger, all intervals added up", "sequence", after,
              events_come_in_time() ? std::optional(after.nLost) : std::nullopt});
         const bool all = nIntervals <= most_pages;

@@ -13,6 +13,7 @@
 struct Suggested_Bins {
     double bin_seconds;
     double start_seconds;
+    double named_seconds;  ///< the length as the command says it, in fewer digits
 };
 
 /// A command line of vexolan that fits a recording, and what it makes.
@@ -38,6 +39,7 @@ struct Valleys {
 /// The suggestions, and why there is none for a mode.
 struct Suggestions {
     Valleys valleys;
+    std::string list_file;  ///< a command to be run first; empty if none is needed
     std::vector<Suggestion> list;
     std::vector<std::string> notes;
 };

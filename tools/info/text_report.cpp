@@ -5,14 +5,18 @@
 #include "number_texts.h"
 #include "oddities.h"
 #include "reports.h"
+#include "suggested_region.h"
 #include "summary_text.h"
-#include "utf8.h"
+#include "wrapped.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <optional>
 #include <span>
+#include <sstream>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -64,9 +68,25 @@ std::string hot_pixels_line(const Survey& survey) {
                                 ", around it " + grouped(hottest.around));
 }
 
-/// How many characters of UTF-8 a text has.
-std::size_t width_of(const std::string& text) {
-    return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues_character));
+/// Where that goes on which does not fit a line: below its second column, if it has one.
+std::size_t indent_of(const std::string& line, std::size_t start) {
+    constexpr std::size_t usual = 4;
+    const std::size_t gap = line.find("  ", start);
+    return gap == std::string::npos ? std::max(start, usual) : line.find_first_not_of(' ', gap);
+}
+
+/// The text with lines of at most so many characters, but for titles and for commands, which begin
+/// with four blanks.
+std::string wrapped_lines(const std::string& text, std::size_t columns) {
+    constexpr std::size_t command_indent = 4;
+    std::istringstream lines(text);
+    std::string fitting;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t start = std::min(line.find_first_not_of(' '), line.size());
+        const bool stays = start == 0 || start == command_indent;
+        fitting += stays ? line + '\n' : wrapped(line, columns, indent_of(line, start));
+    }
+    return fitting;
 }
 
 /// A histogram over time as one line of bars, with what is at its ends.
@@ -95,24 +115,43 @@ std::string over_time_text(const Survey& survey) {
                      is_pulsed ? std::optional(seconds(triggers->median_period)) : std::nullopt);
 }
 
+/// The first bin to be shown, and the one after the last: those with events where these are a small
+/// part of the period, or all up to the period and to later events.
+std::pair<std::size_t, std::size_t> shown_since_trigger(const std::vector<std::uint64_t>& counts,
+                                                        double period_bins) {
+    constexpr std::uint64_t one_in = 2000;
+    const auto nEvents = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+    const auto [first, last] = ends_of(counts, nEvents / one_in);
+    if (nEvents > 0 && static_cast<double>(last - first + 1) < period_bins / 4) {
+        return {first, last + 1};
+    }
+    const auto end = static_cast<std::size_t>(std::ceil(period_bins));
+    return {0, std::min(std::max(ends_of(counts, 0).second + 1, end), counts.size())};
+}
+
 std::string since_trigger_text(const Survey& survey) {
     if (!survey.since_trigger || survey.total.events.nEvents == 0) {
         return "";
     }
     const Since_Trigger& since = *survey.since_trigger;
     const double bin = std::ldexp(1.0, since.shift);
-    // As far as the period, and what comes later.
-    const auto period = static_cast<double>(survey.total.triggers->median_period);
-    std::size_t end = since.counts.size();
-    while (end > 1 && since.counts[end - 1] == 0 && static_cast<double>(end - 1) * bin >= period) {
-        --end;
-    }
-    std::string text = bars_text("Events since the trigger", std::span(since.counts).first(end), 0,
-                                 seconds(bin), {});
+    const auto [first, end] = shown_since_trigger(
+        since.counts, static_cast<double>(survey.total.triggers->median_period) / bin);
+    const std::span shown = std::span(since.counts).subspan(first, end - first);
+    std::string text = std::ranges::all_of(shown, [](std::uint64_t n) { return n == 0; })
+                           ? "Events since the trigger: none\n"
+                           : bars_text("Events since the trigger", shown,
+                                       seconds(bin * static_cast<double>(first)), seconds(bin), {});
+    const auto sum = [&](std::size_t from, std::size_t to) {
+        return std::accumulate(since.counts.begin() + static_cast<std::ptrdiff_t>(from),
+                               since.counts.begin() + static_cast<std::ptrdiff_t>(to),
+                               std::uint64_t{0});
+    };
     const auto add = [&text](std::uint64_t n, const char* where) {
         text += n == 0 ? "" : "  " + grouped(n) + " " + where + "\n";
     };
-    add(since.nBeyond, "later");
+    add(sum(0, first), "sooner");
+    add(sum(end, since.counts.size()) + since.nBeyond, "later");
     add(since.nBefore, "before the first trigger of their file");
     add(since.nAfter, "after the last trigger of their file");
     return text;
@@ -135,7 +174,7 @@ std::string suggestion_text(const Suggestion& suggestion, std::uint64_t nEvents)
     std::string text = "  " + suggestion.mode + ": " + suggestion.what + " (";
     if (suggestion.bins) {
         text += number_of(suggestion.nPages, "page", "pages") + " of " +
-                time_text(suggestion.bins->bin_seconds, 4) + ", ";
+                time_text(suggestion.bins->named_seconds, 4) + ", ";
     }
     text += amount_text(static_cast<double>(suggestion.fileBytes), "B") + ")\n";
     if (suggestion.nLost.value_or(0) > 0) {
@@ -147,6 +186,10 @@ std::string suggestion_text(const Suggestion& suggestion, std::uint64_t nEvents)
 
 std::string suggestions_text(const Suggestions& suggestions, std::uint64_t nEvents) {
     std::string text = "Suggestions\n";
+    if (!suggestions.list_file.empty()) {
+        text +=
+            "  first, a list of the files for these commands\n    " + suggestions.list_file + '\n';
+    }
     for (const Suggestion& suggestion : suggestions.list) {
         text += suggestion_text(suggestion, nEvents);
     }
@@ -186,7 +229,8 @@ std::string closing_list(const Survey& survey) {
 
 }  // namespace
 
-std::string text_report(const Survey& survey, const Suggestions& suggestions, bool each_file) {
+std::string text_report(const Survey& survey, const Suggestions& suggestions, bool each_file,
+                        std::size_t columns) {
     std::string text;
     for (std::size_t i = 0; each_file && i < survey.files.size(); ++i) {
         text += file_text(survey.files[i]);
@@ -209,6 +253,7 @@ std::string text_report(const Survey& survey, const Suggestions& suggestions, bo
         side_by_side(histogram_text("Photons per event", survey.nPhotons, valleys.nPhotons, true),
                      histogram_text("PSD values", survey.psd, valleys.psd, false)));
     const std::uint64_t nEvents = survey.total.events.nEvents;
-    return text + '\n' + valley_text(valleys, nEvents) + suggestions_text(suggestions, nEvents) +
-           closing_list(survey);
+    text += '\n' + valley_text(valleys, nEvents) + suggestions_text(suggestions, nEvents);
+    constexpr std::size_t least_columns = 80;
+    return wrapped_lines(text, std::max(columns, least_columns)) + closing_list(survey);
 }

@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr const char* description = R"(
@@ -51,6 +54,12 @@ void add_options(CLI::App& app, Options& options) {
                  "Print one JSON object, with an image of 256 x 256\npixels");
 }
 
+/// The width of the terminal, or 0 where the output is none.
+std::size_t columns_of_output() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 Survey survey_with_progress(const std::vector<std::string>& files, const Bounds& bounds) {
     Progress_Count nRead;
     const Progress_Line line(reading_progress(files, nRead));
@@ -73,8 +82,9 @@ int run(int argc, char* argv[]) {
     std::ranges::transform(options.paths, std::back_inserter(inputs), look_up);
     const Survey survey = survey_with_progress(files_of(inputs), options.bounds);
     const Suggestions suggestions = suggest(survey, inputs);
-    std::cout << (options.json ? json_report(survey, suggestions)
-                               : text_report(survey, suggestions, options.each_file))
+    std::cout << (options.json
+                      ? json_report(survey, suggestions)
+                      : text_report(survey, suggestions, options.each_file, columns_of_output()))
               << std::flush;
     if (!std::cout) {
         throw std::runtime_error("the report could not be written");

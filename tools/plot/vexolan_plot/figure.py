@@ -57,9 +57,11 @@ def draw(title, facts, bounds, frame=None):
     if total["events_since_trigger"]:
         panels.draw_since_trigger(figure.add_subplot(times[1]), total)
     photons, psd, both = map(figure.add_subplot, lower.subgridspec(1, 3))
-    photon_bars = panels.draw_photons(photons, total["summary"]["nPhotons"])
-    psd_bars = panels.draw_psd(psd, total["summary"]["psd"])
+    photon_bars = panels.draw_photons(photons, total["summary"]["nPhotons"], total["sample"])
+    psd_bars = panels.draw_psd(psd, total["summary"]["psd"], total["sample"])
     panels.draw_photons_and_psd(both, total["sample"], photon_bars, psd_bars)
+    for axes in figure.axes:
+        panels.put_powers_into_labels(axes)
     return figure
 
 

@@ -42,7 +42,7 @@ def default_picture(recording):
     """The path of the picture if nobody names one: beside the recording, and named after it."""
     folder, name = os.path.split(recording.rstrip("/"))
     if name in ("", ".", ".."):
-        folder, name = "", "recording"
+        folder, name = "", os.path.basename(os.path.realpath(recording)) or "recording"
     return os.path.join(folder, name.removesuffix(EXTENSION) + "-plot.png")
 
 

@@ -7,6 +7,9 @@ import numpy
 from vexolan_plot.quantities import binary_width, decimal_width
 
 MOST_BARS = 250  # of a panel: narrower ones could not be seen
+SPARSE = 100  # events of a bar: with fewer, a scaled one would show parts of events
+NARROW = 20  # bins of a bar: with fewer, all bars must have the same number of them
+ROUNDING = 1e-9
 TAIL = 5e-4  # the share of all events that may lie beyond each side of a panel
 
 
@@ -23,28 +26,31 @@ class Histogram:
 
     def per(self, width):
         """The counts as if all bars were so wide."""
-        return self.counts * width / numpy.diff(self.edges)
+        widths = numpy.diff(self.edges) / width
+        return self.counts / numpy.where(numpy.isclose(widths, 1), 1, widths)
 
     def most_bars(self):
         """As many bars as the number of events makes worth looking at (Rice's rule)."""
         return min(MOST_BARS, math.ceil(2 * self.counts.sum() ** (1 / 3)))
 
+    def is_sparse(self, n_bars):
+        """Whether so many bars hold too few events to be scaled: their numbers are to be seen."""
+        return self.counts.sum() < SPARSE * n_bars
+
     def single_events(self):
-        """The middles of bins with events, and how many there are."""
-        middles = (self.edges[:-1] + self.edges[1:]) / 2
-        return middles[self.counts > 0], self.counts[self.counts > 0]
+        """The starts of bins with events, and how many there are."""
+        return self.edges[:-1][self.counts > 0], self.counts[self.counts > 0]
 
     def joined(self, edges):
         """The same events between fewer of the edges, from the first to the last."""
         first_bins = numpy.searchsorted(self.edges, edges[:-1])
         return Histogram(edges, numpy.add.reduceat(self.counts, first_bins))
 
-    def divided(self, edges):
-        """The events between other edges, of which the outer ones hold all that is left: a bin that
-        an edge divides is divided evenly."""
-        below = numpy.interp(edges, self.edges, numpy.append(0, numpy.cumsum(self.counts)))
-        below[0], below[-1] = 0, self.counts.sum()
-        return Histogram(edges, numpy.diff(below))
+    def between(self, edges):
+        """The events between other edges, of which the outer ones hold all that is left: a bin
+        belongs where its middle is, and is not divided."""
+        bar_of = numpy.searchsorted(edges[1:-1], (self.edges[:-1] + self.edges[1:]) / 2)
+        return Histogram(edges, numpy.bincount(bar_of, self.counts, len(edges) - 1))
 
     def of_whole_numbers(self, largest):
         """For values that are whole numbers: bins begin half below a number."""
@@ -58,9 +64,10 @@ class Histogram:
         return Histogram(edges, self.counts[finite[:-1] & finite[1:]])
 
     def in_groups(self):
-        """For bins of one width: the same number of them in each bar but the last."""
+        """For bins of one width from zero on: the same number of them in each bar."""
         step = -(-len(self.counts) // self.most_bars())
-        return self.joined(numpy.append(self.edges[:-1:step], self.edges[-1]))
+        n_bars = -(-len(self.counts) // step)
+        return self.joined(numpy.append(self.edges[:-1:step], self.edges[1] * step * n_bars))
 
     def ended_at(self, last):
         """For bars of one width, the last of which is covered in part: its edge is moved to where
@@ -86,6 +93,8 @@ class Histogram:
         width = binary_width(max((high - low) / most, numpy.diff(self.edges)[shown].max()))
         first, end = math.floor((low - zero) / width), math.ceil((high - zero) / width)
         bar_of = numpy.floor((self.edges[:-1] - zero) / width)
+        bar_of[(bar_of == end) & (self.edges[:-1] == zero + width * end)
+               & (self.edges[1:] == self.edges[:-1])] = end - 1  # a value at the very end
         inside = (bar_of >= first) & (bar_of < end)
         counts = numpy.bincount((bar_of[inside] - first).astype(int), self.counts[inside],
                                 end - first)
@@ -98,27 +107,46 @@ def even_bins(start, width, counts):
 
 
 def over_time(bins, first, last, period):
-    """Bars of the course from `first` to `last`, and their width; the last one may be up to half
-    wider or narrower. Wide ones hold whole trigger periods, narrow ones divide a period: so they do
-    not beat against the pulses, and the last one is not less full than the others."""
+    """Bars of the course from `first` to `last`, and their width. Wide ones hold whole trigger
+    periods, narrow ones divide a period: so they do not beat against the pulses. Only the last of
+    wide ones may hold fewer or more periods."""
     least = (last - first) / bins.most_bars()
-    if not period or least < period / 20:
-        width, start, end = decimal_width(least), first, last
-    elif least > period / 8:
-        width = period * math.ceil(least / period)
-        start = quiet_start(bins, first, period, width)
-        end = start + period * max(1, round((last - start) / period))
-    else:
+    if period and least > period / 8:
+        return over_periods(bins, first, last, period, math.ceil(least / period))
+    if period and least >= period / 20:
         width = period / math.floor(period / least)
-        start, end = quiet_start(bins, first, width, width), last
-    n_bars = max(1, round((end - start) / width))
-    return bins.divided(numpy.append(start + width * numpy.arange(n_bars), end)), width
+        start = quiet_start(bins, first, width, width)
+    else:
+        width, start = even_width(bins, first, last, least), first
+    n_bars = max(1, math.ceil((last - start) / width * (1 - ROUNDING)))
+    return bins.between(start + width * numpy.arange(n_bars + 1)), width
 
 
-def quiet_start(bins, first, period, width):
-    """Where bars start, not later than `first`, so that none of their edges lies in a flash, in a
-    bin that cannot be divided evenly."""
-    starts = first - period * numpy.linspace(0, 1, 64, endpoint=False)
+def over_periods(bins, first, last, period, each):
+    """Bars of so many trigger periods, each of which counts as a whole one if it has begun."""
+    n_periods = max(1, math.ceil((last - first) / period * (1 - ROUNDING)))
+    start = quiet_start(bins, first, n_periods * period - (last - first), each * period)
+    n_bars, left = divmod(n_periods, each)
+    if bins.is_sparse(n_bars + 1):
+        ends = each * numpy.arange(n_bars + (left > 0) + 1)
+    else:
+        n_bars = max(1, n_bars + (2 * left >= each and left > 0))
+        ends = numpy.append(each * numpy.arange(n_bars), n_periods)
+    return bins.between(start + period * ends), each * period
+
+
+def even_width(bins, first, last, least):
+    """About a round width of which a whole number fits, or a whole number of narrow bins."""
+    bin_width = bins.edges[1] - bins.edges[0]
+    if least < NARROW * bin_width:
+        return bin_width * math.ceil(least / bin_width)
+    return (last - first) / max(1, round((last - first) / decimal_width(least)))
+
+
+def quiet_start(bins, first, most, width):
+    """Where bars start, not later than `first` and by less than `most` before it, so that none of
+    their edges lies in a flash."""
+    starts = first - most * numpy.linspace(0, 1, 64, endpoint=False)
     bin_width = bins.edges[1] - bins.edges[0]
 
     def events_at_edges(start):

@@ -3,6 +3,7 @@
 import math
 
 import numpy
+from matplotlib import colormaps
 from matplotlib.colors import LogNorm
 from matplotlib.ticker import MaxNLocator
 
@@ -23,7 +24,7 @@ def draw_image(axes, image, frame):
         rows, columns = counts.nonzero()
         largest, clipped = counts.max(), False
         axes.set(xlim=(0, image["columns"]), ylim=(image["rows"], 0), aspect="equal",
-                 facecolor="black")
+                 facecolor=colormaps[COLOURS](0))
         picture = axes.scatter(columns + 0.5, rows + 0.5, 12, counts[rows, columns], vmin=0,
                                vmax=largest, cmap=COLOURS)
     else:
@@ -105,14 +106,15 @@ def draw_since_trigger(axes, total):
     bins = histogram.even_bins(0, series["bin_s"], counts)
     bars = bins.in_groups()
     width = bars.edges[1]
-    if period and bars.edges[-2] < period["median_s"] < bars.edges[-1]:
+    if (period and not bins.is_sparse(len(bars.counts))
+            and bars.edges[-2] < period["median_s"] < bars.edges[-1]):
         bars = bars.ended_at(period["median_s"])
     name, seconds = time_unit(bars.width)
     draw_bars(axes, bins, bars, width, duration_text(width), seconds)
     label_x(axes, f"time since the trigger ({name})", *notes)
 
 
-def draw_photons(axes, photons):
+def draw_photons(axes, photons, sample):
     """Returns the bars that are drawn, if any."""
     axes.set(title="Photons")
     if not photons:
@@ -123,14 +125,15 @@ def draw_photons(axes, photons):
     bars, below, above = shown_bars(bins, -0.5)
     width = bars.edges[1] - bars.edges[0]
     draw_bars(axes, bins, bars, width,
-              "1 photon" if width == 1 else f"{width:,.0f} photons")
+              "1 photon" if width == 1 else f"{width:{',.0f' if width < 1e6 else '.3g'}} photons",
+              single=single_values(sample, "nPhotons"))
     label_x(axes, "photons per event", (below, f"below {bars.edges[0] + 0.5:,.0f} photons"),
             (above, f"above {bars.edges[-1] - 0.5:,.0f} photons"))
     axes.xaxis.set_major_locator(whole_numbers())
     return bars
 
 
-def draw_psd(axes, psd):
+def draw_psd(axes, psd, sample):
     """Returns the bars that are drawn, if any."""
     axes.set(title="PSD")
     if not psd:
@@ -151,10 +154,18 @@ def draw_psd(axes, psd):
         return leave_empty(axes, "cannot be drawn")
     bars, below, above = shown_bars(bins)
     width = bars.edges[1] - bars.edges[0]
-    draw_bars(axes, bins, bars, width, width_text(width))
+    draw_bars(axes, bins, bars, width, width_text(width), single=single_values(sample, "psd"))
     label_x(axes, "pulse-shape value (PSD)", (below, f"below {bars.edges[0]:.4g}"),
             (above, f"above {bars.edges[-1]:.4g}"), infinite, nan)
     return bars
+
+
+def single_values(sample, key):
+    """The finite values of all events and how many have each, if the sample has all."""
+    values = numpy.asarray(sample[key], float)
+    if sample["one_in"] > 1:
+        return None
+    return numpy.unique(values[numpy.isfinite(values)], return_counts=True)
 
 
 def shown_bars(bins, zero=0):
@@ -193,12 +204,12 @@ def fewer_edges(bars, most):
         -(-len(bars.counts) // step) + 1)
 
 
-def draw_bars(axes, bins, bars, width, width_name, unit=1):
-    """Bars from zero, with their outline; single events where there are few; in logarithms where
-    one bar holds nearly all."""
+def draw_bars(axes, bins, bars, width, width_name, unit=1, single=None):
+    """Bars from zero, with their outline; single events where there are few, at their values if
+    these are known; in logarithms where one bar holds nearly all."""
     axes.set_xmargin(0.02)
     if bins.counts.sum() < FEW:
-        values, counts = bins.single_events()
+        values, counts = single or bins.single_events()
         axes.vlines(values / unit, 0, counts, color=LINE, linewidth=0.8)
         axes.plot(values / unit, counts, "o", color=LINE, markersize=3)
         axes.set(ylim=(0, 1.1 * counts.max()), ylabel="events",
@@ -236,6 +247,17 @@ def label_x(axes, label, *notes):
     for n, why in notes:
         if n:
             add_line(axes, f"{n:,.0f} {why}")
+
+
+def put_powers_into_labels(axes):
+    """A power of ten that belongs to all ticks would lie on the label or on the title."""
+    for axis, locations in (axes.xaxis, axes.get_xticks()), (axes.yaxis, axes.get_yticks()):
+        formatter = axis.get_major_formatter()
+        formatter.format_ticks(locations)
+        if power := formatter.get_offset():
+            axis.get_offset_text().set_visible(False)
+            label, *notes = axis.get_label_text().split("\n")
+            axis.set_label_text("\n".join([f"{label} ({power})", *notes]))
 
 
 def add_line(axes, text):
