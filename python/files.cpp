@@ -39,6 +39,14 @@ void prepare(const std::string& path, const std::vector<std::string>& read_files
     }
 }
 
+orven::Event_File_Index read_index(const std::string& path) {
+    try {
+        return orven::Event_File(path).index();
+    } catch (const orven::Impossible_Size& fault) {
+        throw py::value_error(fault.what());  // of the file: there is no lack of memory
+    }
+}
+
 /// Records that are copied from memory; copying ends when nobody wants it any more.
 template <class Record>
 Record_Source<Record> source_of(const py::buffer_info& memory, Progress_Count& nWritten) {
@@ -54,12 +62,12 @@ Record_Source<Record> source_of(const py::buffer_info& memory, Progress_Count& n
 }  // namespace
 
 py::tuple index_of_file(const py::bytes& path) {
-    const orven::Event_File file{std::string(path)};
-    const auto& [events, triggers] = file.index();
+    const orven::Event_File_Index index = read_index(path);
     const auto pair = [](const orven::Record_Block& block) -> py::object {
         return py::make_tuple(block.position, block.nRecords);
     };
-    return py::make_tuple(pair(events), triggers ? pair(*triggers) : py::none());
+    return py::make_tuple(pair(index.events),
+                          index.extTriggers ? pair(*index.extTriggers) : py::none());
 }
 
 void save_counts(const py::array_t<std::uint32_t, py::array::c_style>& counts,

@@ -87,11 +87,12 @@ def items_from(value: Any, name: str, meaning: str) -> List[Any]:
     if isinstance(value, (str, bytes, bytearray)):
         raise TypeError(f"{name} must be {meaning}, not {type(value).__name__}")
     try:
-        items = [value[i] for i in range(len(value))]
+        length = len(value)
+        items = [value[i] for i in range(min(length, number))]
     except (TypeError, KeyError):
         raise TypeError(f"{name} must be {meaning}, not {type(value).__name__}") from None
-    if len(items) != number:
-        raise ValueError(f"{name} must be {meaning}, not {len(items)} values")
+    if length != number:
+        raise ValueError(f"{name} must be {meaning}, not {length} values")
     return items
 
 

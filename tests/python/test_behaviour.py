@@ -110,7 +110,7 @@ WIDE_EVENTS = numpy.full(2, -1, [(name, "i8") for name in vexolan.event_dtype.na
 
 
 @pytest.mark.parametrize("name, kind, values", [
-    ("shape", ValueError, [(0, 1), (1, -1), (2**70, 1), (2**26, 1), (5,), (1, 2, 3)]),
+    ("shape", ValueError, [(0, 1), (1, -1), (2**70, 1), (2**26, 1), (5,), range(10**18)]),
     ("shape", TypeError, [5, None, "ab", (1.5, 2), ("1", 2), {1, 2}]),
     ("photons", ValueError, [(6,), (-1, None), (None, 2**64), (5, 3)]),
     ("photons", TypeError, [6, (6.5, None), "ab"]),
@@ -135,6 +135,19 @@ def test_bad_settings_are_refused_by_name(recording, name, kind, values):
             recording.pages(**{"bin": 1e-3, "n": 2, "shape": (2, 2), name: value})
 
 
+def read_events_of_impossible_size():
+    with open("recording/0.orvenevent", "r+b") as file:
+        content = file.read()
+        file.seek(content.index(b"events\0\0") + 8)
+        file.write((2**63 - 32).to_bytes(8, "little"))
+    vexolan.read_events("recording/0.orvenevent")
+
+
+def read_events_from_a_pipe():
+    os.mkfifo("recording/pipe")
+    vexolan.read_events("recording/pipe")
+
+
 @pytest.mark.parametrize("call, kind, text", [
     (lambda recording: vexolan.open("nowhere"), FileNotFoundError, "'nowhere'"),
     (lambda recording: vexolan.open([]), ValueError, "^recording "),
@@ -151,10 +164,14 @@ def test_bad_settings_are_refused_by_name(recording, name, kind, values):
     (lambda recording: recording.image().save("recording"), OSError, "Is a directory"),
     (lambda recording: vexolan.read_events("nowhere"), FileNotFoundError, "'nowhere'"),
     (lambda recording: vexolan.read_events(__file__), vexolan.RecordingError, "Block size"),
+    (lambda _: read_events_of_impossible_size(), vexolan.RecordingError, "recording/0.*bad_alloc"),
+    (lambda _: read_events_from_a_pipe(), vexolan.RecordingError, "recording/pipe.*Read Error"),
     (lambda recording: vexolan.write_recording("out", [1]), TypeError, "^events "),
     (lambda recording: vexolan.write_recording("out", WIDE_EVENTS), ValueError, "'photons'"),
     (lambda recording: vexolan.write_recording("out", EVENTS, [0.5]), TypeError, "^triggers "),
+    (lambda recording: vexolan.write_recording("out", None), TypeError, "^events "),
     (lambda recording: vexolan.write_recording("out", EVENTS, [2**63]), ValueError, "^triggers "),
+    (lambda recording: vexolan.write_recording("out", EVENTS, [[1], 2]), ValueError, "^triggers "),
     (lambda recording: vexolan.write_recording("/dev/full", EVENTS), OSError, "No space left"),
 ])
 def test_what_cannot_be_is_refused(recording, capfd, call, kind, text):
