@@ -7,8 +7,10 @@
 #include "run_with_signals.h"
 #include "write_event_file.h"
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
@@ -16,6 +18,8 @@
 namespace py = pybind11;
 
 namespace {
+
+constexpr std::uint64_t most_in_classic_tiff = std::numeric_limits<std::uint32_t>::max();
 
 Image_Pages pages_of(const py::array_t<std::uint32_t, py::array::c_style>& counts) {
     const auto nDims = static_cast<std::size_t>(counts.ndim());
@@ -75,6 +79,9 @@ void save_counts(const py::array_t<std::uint32_t, py::array::c_style>& counts,
                  const py::object& report) {
     const Image_Pages pages = pages_of(counts);
     const char* const openMode = tiff_open_mode(format);
+    if (format == "tiff_w4" && tiff_bytes(pages, false) > most_in_classic_tiff) {
+        throw py::value_error("format \"tiff_w4\" ends at 4 GiB: use \"tiff_w8\"");
+    }
     const std::string name = path;
     const std::vector<std::string> files = paths_from(read_files);
     Progress_Count nWritten;

@@ -54,8 +54,11 @@ def test_strict_recordings_have_no_faults(run, faulty):
 
 
 def test_a_file_may_fail_while_it_is_read(run, recording):
+    lenient = vexolan.open("recording")
     os.truncate(recording.files[2], 1000)
-    for kind in (recording.image, lambda: recording.frames(1e-4, 10)):  # opened as strict
+    with pytest.warns(vexolan.RecordingWarning, match="Read Error"):
+        lenient.image()
+    for kind in (recording.image, lambda: lenient.frames(1e-4, 10)):
         with pytest.raises(vexolan.RecordingError) as raised:
             kind()
         assert raised.value.path == recording.files[2]
@@ -97,7 +100,20 @@ def test_an_interrupt_ends_work_and_leaves_nothing(recording, work):
     assert len(os.listdir("/proc/self/task")) == 1 and os.listdir() == ["recording"]
 
 
+class Bar:
+    """Shows progress as tqdm does."""
+
+    total = None
+    done = 0
+
+    def update(self, n):
+        self.done += n
+
+
 def test_progress_is_told_and_may_end_the_work(recording):
+    bar = Bar()
+    vexolan.open(recording.files * 10000, progress=bar)
+    assert (bar.done, bar.total) == (30000, 30000)
     told = []
     recording.image(progress=lambda done, total: told.append((done, total)))
     assert told[-1] == (15000, 15000)
@@ -159,6 +175,7 @@ def read_events_from_a_pipe():
     (lambda recording: recording.frames(1, 2**62), MemoryError, "the image needs"),
     (lambda recording: recording.image().save(3), TypeError, "^path "),
     (lambda recording: recording.image().save("out", format="png"), ValueError, "^format "),
+    (lambda recording: recording.frames(1, 2**25, shape=(1, 1)).save("out"), ValueError, "^format "),
     (lambda recording: recording.image().save(recording.files[0]), ValueError, "this run reads"),
     (lambda recording: recording.image().save("/dev/full"), OSError, "No space left"),
     (lambda recording: recording.image().save("recording"), OSError, "Is a directory"),
