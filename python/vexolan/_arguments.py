@@ -149,7 +149,7 @@ def region_from(region: Any) -> Optional[List[float]]:
 def set_pages(settings: _core.Settings, bin: Any, n: Any, start: Any, upright: Any) -> None:
     """What sequences have besides."""
     seconds = seconds_from(bin, "bin")
-    if not round(seconds / _core.tick) >= 1:
+    if not seconds >= _core.tick / 2:  # which is rounded to one
         raise ValueError(f"bin must be at least one tick of 1.5625 ns, not {seconds} seconds")
     settings.time_res_s = seconds
     settings.time_max_binNumber = integer_from(n, "n", 1, 2**63 - 1)

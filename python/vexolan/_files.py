@@ -32,7 +32,8 @@ def read_events(path: Path) -> NDArray[numpy.void]:
     numpy.ndarray
         Shape (events,), with the fields x and y in 1/65536 of a detector pixel, time in ticks of
         1.5625 ns, photons, and psd. It is read-only and mapped from the file where that can be:
-        what is not looked at is not read.
+        what is not looked at is not read. As with all that is mapped, the process ends by SIGBUS if
+        it looks at events of a file that has been cut off meanwhile: copy what must outlast that.
 
     Raises
     ------
