@@ -80,7 +80,7 @@ void save_counts(const py::array_t<std::uint32_t, py::array::c_style>& counts,
     const Image_Pages pages = pages_of(counts);
     const char* const openMode = tiff_open_mode(format);
     if (format == "tiff_w4" && tiff_bytes(pages, false) > most_in_classic_tiff) {
-        throw py::value_error("format \"tiff_w4\" ends at 4 GiB: use \"tiff_w8\"");
+        throw py::value_error(R"(format "tiff_w4" ends at 4 GiB: use "tiff_w8")");
     }
     const std::string name = path;
     const std::vector<std::string> files = paths_from(read_files);
