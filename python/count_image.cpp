@@ -50,8 +50,8 @@ Counted_Image count_image(const Open_Recording& recording, const Image_Settings&
         image.failures = failures_of(recording.get_paths(), account.files);
     } catch (const std::exception&) {
         image.failures = failures_of(recording.get_paths(), queue.take_files());
-        if (image.failures.empty()) {
-            throw;
+        if (onFailure == On_Failure::leave || image.failures.empty()) {
+            throw;  // it is no file that failed
         }
     }
     return image;

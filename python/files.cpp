@@ -7,8 +7,10 @@
 #include "run_with_signals.h"
 #include "write_event_file.h"
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
@@ -16,6 +18,8 @@
 namespace py = pybind11;
 
 namespace {
+
+constexpr std::uint64_t most_in_classic_tiff = std::numeric_limits<std::uint32_t>::max();
 
 Image_Pages pages_of(const py::array_t<std::uint32_t, py::array::c_style>& counts) {
     const auto nDims = static_cast<std::size_t>(counts.ndim());
@@ -39,6 +43,14 @@ void prepare(const std::string& path, const std::vector<std::string>& read_files
     }
 }
 
+orven::Event_File_Index read_index(const std::string& path) {
+    try {
+        return orven::Event_File(path).index();
+    } catch (const orven::Impossible_Size& fault) {
+        throw py::value_error(fault.what());  // of the file: there is no lack of memory
+    }
+}
+
 /// Records that are copied from memory; copying ends when nobody wants it any more.
 template <class Record>
 Record_Source<Record> source_of(const py::buffer_info& memory, Progress_Count& nWritten) {
@@ -54,12 +66,12 @@ Record_Source<Record> source_of(const py::buffer_info& memory, Progress_Count& n
 }  // namespace
 
 py::tuple index_of_file(const py::bytes& path) {
-    const orven::Event_File file{std::string(path)};
-    const auto& [events, triggers] = file.index();
+    const orven::Event_File_Index index = read_index(path);
     const auto pair = [](const orven::Record_Block& block) -> py::object {
         return py::make_tuple(block.position, block.nRecords);
     };
-    return py::make_tuple(pair(events), triggers ? pair(*triggers) : py::none());
+    return py::make_tuple(pair(index.events),
+                          index.extTriggers ? pair(*index.extTriggers) : py::none());
 }
 
 void save_counts(const py::array_t<std::uint32_t, py::array::c_style>& counts,
@@ -67,6 +79,9 @@ void save_counts(const py::array_t<std::uint32_t, py::array::c_style>& counts,
                  const py::object& report) {
     const Image_Pages pages = pages_of(counts);
     const char* const openMode = tiff_open_mode(format);
+    if (format == "tiff_w4" && tiff_bytes(pages, false) > most_in_classic_tiff) {
+        throw py::value_error(R"(format "tiff_w4" ends at 4 GiB: use "tiff_w8")");
+    }
     const std::string name = path;
     const std::vector<std::string> files = paths_from(read_files);
     Progress_Count nWritten;

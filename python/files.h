@@ -12,7 +12,8 @@
 
 /// Writes counts, (rows, columns) or (pages, rows, columns), as `vexolan` does, in place of no file
 /// of `read_files` and no recording.
-/// Raises: ValueError for such a place, OSError.
+/// Raises: ValueError for such a place, and for a file that would be too large for its format;
+/// OSError.
 void save_counts(const pybind11::array_t<std::uint32_t, pybind11::array::c_style>& counts,
                  const pybind11::bytes& path, const std::string& format,
                  const pybind11::list& read_files, const pybind11::object& report);

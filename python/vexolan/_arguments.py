@@ -87,11 +87,12 @@ def items_from(value: Any, name: str, meaning: str) -> List[Any]:
     if isinstance(value, (str, bytes, bytearray)):
         raise TypeError(f"{name} must be {meaning}, not {type(value).__name__}")
     try:
-        items = [value[i] for i in range(len(value))]
+        length = len(value)
+        items = [value[i] for i in range(min(length, number))]
     except (TypeError, KeyError):
         raise TypeError(f"{name} must be {meaning}, not {type(value).__name__}") from None
-    if len(items) != number:
-        raise ValueError(f"{name} must be {meaning}, not {len(items)} values")
+    if length != number:
+        raise ValueError(f"{name} must be {meaning}, not {length} values")
     return items
 
 
@@ -148,7 +149,7 @@ def region_from(region: Any) -> Optional[List[float]]:
 def set_pages(settings: _core.Settings, bin: Any, n: Any, start: Any, upright: Any) -> None:
     """What sequences have besides."""
     seconds = seconds_from(bin, "bin")
-    if not round(seconds / _core.tick) >= 1:
+    if not seconds >= _core.tick / 2:  # which is rounded to one
         raise ValueError(f"bin must be at least one tick of 1.5625 ns, not {seconds} seconds")
     settings.time_res_s = seconds
     settings.time_max_binNumber = integer_from(n, "n", 1, 2**63 - 1)

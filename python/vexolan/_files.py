@@ -19,6 +19,8 @@ event_dtype = numpy.dtype([("x", "<i4"), ("y", "<i4"), ("time", "<i8"), ("photon
 """An event as it lies in files: x and y in 1/65536 of a detector pixel, time in ticks of
 1.5625 ns."""
 
+_piece_length = 2**18  # events that are converted at a time: between these Ctrl-C is noticed
+
 _fields: Tuple[str, ...] = event_dtype.names or ()
 
 
@@ -30,7 +32,8 @@ def read_events(path: Path) -> NDArray[numpy.void]:
     numpy.ndarray
         Shape (events,), with the fields x and y in 1/65536 of a detector pixel, time in ticks of
         1.5625 ns, photons, and psd. It is read-only and mapped from the file where that can be:
-        what is not looked at is not read.
+        what is not looked at is not read. As with all that is mapped, the process ends by SIGBUS if
+        it looks at events of a file that has been cut off meanwhile: copy what must outlast that.
 
     Raises
     ------
@@ -86,12 +89,17 @@ def write_recording(path: Path, events: Any, triggers: Any = None) -> None:
 
 def _index_of(path: Path) -> Any:
     name = path_from(path)
-    with open(os.fsdecode(name), "rb"):  # tells why it cannot be opened
+    with open(os.fsdecode(name), "rb", opener=_open_at_once):  # tells why it cannot be opened
         pass
     try:
         return _core.index_of_file(name)
     except ValueError as fault:
         raise RecordingError(os.fsdecode(name), str(fault)) from None
+
+
+def _open_at_once(path: str, flags: int) -> int:
+    """Does not wait for the other end of a pipe."""
+    return os.open(path, flags | os.O_NONBLOCK)
 
 
 def _records_in(path: Path, block: Any, dtype: numpy.dtype[Any]) -> NDArray[Any]:
@@ -109,26 +117,37 @@ def _records_in(path: Path, block: Any, dtype: numpy.dtype[Any]) -> NDArray[Any]
 
 
 def _events_from(events: Any) -> NDArray[numpy.void]:
-    array = numpy.asarray(events)
+    array = _array_from(events, "events")
     missing = set(_fields) - set(array.dtype.names or ())
     if missing:
         raise TypeError("events must be a structured array with the fields "
                         f"{', '.join(_fields)}; missing: {', '.join(sorted(missing))}")
-    if array.ndim != 1:
-        raise ValueError(f"events must have one dimension, not {array.ndim}")
-    if array.dtype == event_dtype:
-        return numpy.ascontiguousarray(array)
+    if array.dtype == event_dtype and array.flags.c_contiguous:
+        return array
     records = numpy.empty(len(array), event_dtype)
-    for name in _fields:
-        records[name] = _column_from(array[name], f"events[{name!r}]", event_dtype[name])
+    for first in range(0, len(array), _piece_length):
+        piece = slice(first, first + _piece_length)
+        for name in _fields:
+            records[name][piece] = _column_from(array[name][piece], f"events[{name!r}]",
+                                                event_dtype[name])
     return records
+
+
+def _array_from(values: Any, name: str) -> NDArray[Any]:
+    try:
+        array = numpy.asarray(values)
+    except ValueError as fault:
+        raise ValueError(f"{name} must be an array: {fault}") from None
+    if array.ndim == 0:
+        raise TypeError(f"{name} must be an array, not {type(values).__name__}")
+    if array.ndim != 1:
+        raise ValueError(f"{name} must have one dimension, not {array.ndim}")
+    return array
 
 
 def _column_from(values: Any, name: str, dtype: numpy.dtype[Any]) -> NDArray[Any]:
     """Values of a type that holds all of them."""
-    array = numpy.asarray(values)
-    if array.ndim != 1:
-        raise ValueError(f"{name} must have one dimension, not {array.ndim}")
+    array = _array_from(values, name)
     if array.size == 0:
         return numpy.empty(0, dtype)
     if array.dtype.kind not in ("iu" if dtype.kind in "iu" else "iuf"):

@@ -82,8 +82,6 @@ class Image:
         """
         target = path_from(path)
         choice_from(format, "format", ("tiff_w4", "tiff_w8"))
-        if format == "tiff_w4" and self._counts.nbytes >= 2**32:
-            raise ValueError('format "tiff_w4" ends at 4 GiB: use "tiff_w8"')
         total = 1 if self._counts.ndim == 2 else len(self._counts)
         report = report_to(progress, total)
         _core.save_counts(self._counts, target, format, list(map(os.fsencode, self._files)), report)

@@ -245,7 +245,7 @@ class Recording:
             warnings.warn(describe(path, reason), RecordingWarning, stacklevel=4)
 
     def __reduce__(self) -> Any:
-        return Recording, (self._paths, self._strict)
+        return Recording, (self._paths, self._strict), {"_folder": self._folder}
 
     def __repr__(self) -> str:
         left_out = f", {len(self.faults)} left out" if self.faults else ""

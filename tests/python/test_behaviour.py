@@ -54,8 +54,11 @@ def test_strict_recordings_have_no_faults(run, faulty):
 
 
 def test_a_file_may_fail_while_it_is_read(run, recording):
+    lenient = vexolan.open("recording")
     os.truncate(recording.files[2], 1000)
-    for kind in (recording.image, lambda: recording.frames(1e-4, 10)):  # opened as strict
+    with pytest.warns(vexolan.RecordingWarning, match="Read Error"):
+        lenient.image()
+    for kind in (recording.image, lambda: lenient.frames(1e-4, 10)):
         with pytest.raises(vexolan.RecordingError) as raised:
             kind()
         assert raised.value.path == recording.files[2]
@@ -97,7 +100,20 @@ def test_an_interrupt_ends_work_and_leaves_nothing(recording, work):
     assert len(os.listdir("/proc/self/task")) == 1 and os.listdir() == ["recording"]
 
 
+class Bar:
+    """Shows progress as tqdm does."""
+
+    total = None
+    done = 0
+
+    def update(self, n):
+        self.done += n
+
+
 def test_progress_is_told_and_may_end_the_work(recording):
+    bar = Bar()
+    vexolan.open(recording.files * 10000, progress=bar)
+    assert (bar.done, bar.total) == (30000, 30000)
     told = []
     recording.image(progress=lambda done, total: told.append((done, total)))
     assert told[-1] == (15000, 15000)
@@ -110,7 +126,7 @@ WIDE_EVENTS = numpy.full(2, -1, [(name, "i8") for name in vexolan.event_dtype.na
 
 
 @pytest.mark.parametrize("name, kind, values", [
-    ("shape", ValueError, [(0, 1), (1, -1), (2**70, 1), (2**26, 1), (5,), (1, 2, 3)]),
+    ("shape", ValueError, [(0, 1), (1, -1), (2**70, 1), (2**26, 1), (5,), range(10**18)]),
     ("shape", TypeError, [5, None, "ab", (1.5, 2), ("1", 2), {1, 2}]),
     ("photons", ValueError, [(6,), (-1, None), (None, 2**64), (5, 3)]),
     ("photons", TypeError, [6, (6.5, None), "ab"]),
@@ -135,6 +151,19 @@ def test_bad_settings_are_refused_by_name(recording, name, kind, values):
             recording.pages(**{"bin": 1e-3, "n": 2, "shape": (2, 2), name: value})
 
 
+def read_events_of_impossible_size():
+    with open("recording/0.orvenevent", "r+b") as file:
+        content = file.read()
+        file.seek(content.index(b"events\0\0") + 8)
+        file.write((2**63 - 32).to_bytes(8, "little"))
+    vexolan.read_events("recording/0.orvenevent")
+
+
+def read_events_from_a_pipe():
+    os.mkfifo("recording/pipe")
+    vexolan.read_events("recording/pipe")
+
+
 @pytest.mark.parametrize("call, kind, text", [
     (lambda recording: vexolan.open("nowhere"), FileNotFoundError, "'nowhere'"),
     (lambda recording: vexolan.open([]), ValueError, "^recording "),
@@ -146,15 +175,20 @@ def test_bad_settings_are_refused_by_name(recording, name, kind, values):
     (lambda recording: recording.frames(1, 2**62), MemoryError, "the image needs"),
     (lambda recording: recording.image().save(3), TypeError, "^path "),
     (lambda recording: recording.image().save("out", format="png"), ValueError, "^format "),
+    (lambda recording: recording.frames(1, 2**25, shape=(1, 1)).save("a"), ValueError, "^format "),
     (lambda recording: recording.image().save(recording.files[0]), ValueError, "this run reads"),
     (lambda recording: recording.image().save("/dev/full"), OSError, "No space left"),
     (lambda recording: recording.image().save("recording"), OSError, "Is a directory"),
     (lambda recording: vexolan.read_events("nowhere"), FileNotFoundError, "'nowhere'"),
     (lambda recording: vexolan.read_events(__file__), vexolan.RecordingError, "Block size"),
+    (lambda _: read_events_of_impossible_size(), vexolan.RecordingError, "recording/0.*bad_alloc"),
+    (lambda _: read_events_from_a_pipe(), vexolan.RecordingError, "recording/pipe.*Read Error"),
     (lambda recording: vexolan.write_recording("out", [1]), TypeError, "^events "),
     (lambda recording: vexolan.write_recording("out", WIDE_EVENTS), ValueError, "'photons'"),
     (lambda recording: vexolan.write_recording("out", EVENTS, [0.5]), TypeError, "^triggers "),
+    (lambda recording: vexolan.write_recording("out", None), TypeError, "^events "),
     (lambda recording: vexolan.write_recording("out", EVENTS, [2**63]), ValueError, "^triggers "),
+    (lambda recording: vexolan.write_recording("out", EVENTS, [[1], 2]), ValueError, "^triggers "),
     (lambda recording: vexolan.write_recording("/dev/full", EVENTS), OSError, "No space left"),
 ])
 def test_what_cannot_be_is_refused(recording, capfd, call, kind, text):

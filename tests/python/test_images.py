@@ -45,6 +45,7 @@ def test_images_are_those_of_the_program(run, recording, kind, settings, options
     assert run.bytes("made/module.tif") == run.bytes("program.tif")
     assert image.counts.dtype == numpy.uint32
     assert numpy.shares_memory(numpy.asarray(image), image.counts)
+    assert not image.counts.flags.owndata  # else it would be a copy
     assert (image.counts == tifffile.imread("program.tif")).all()
     assert image.account._asdict() == json.loads(run.bytes("report.json"))["run"]["events"]
     if kind == "pages":
@@ -56,15 +57,19 @@ def test_images_are_those_of_the_program(run, recording, kind, settings, options
         assert image.edges is None
 
 
-def test_records_are_read_and_written_as_they_are(run, recording):
+def test_records_are_read_and_written_as_they_are(run, recording, monkeypatch):
+    monkeypatch.setattr("vexolan._files._piece_length", 999)
     events = vexolan.read_events(recording.files[0])
     triggers = vexolan.read_triggers(recording.files[0])
     assert events.dtype.names == ("x", "y", "time", "photons", "psd")
-    assert isinstance(events, numpy.memmap) and triggers.dtype == numpy.int64
+    assert isinstance(events, numpy.memmap) and not (events.flags.writeable or events.flags.owndata)
+    assert triggers.dtype == numpy.int64
     wider = events.astype([(name, "f8" if name == "psd" else "i8") for name in events.dtype.names])
-    for i, each in enumerate((events, wider[::-1][::-1])):
+    for i, each in enumerate((events, wider, numpy.repeat(events, 2)[::2])):
         vexolan.write_recording(f"{i}.orvenevent", each, triggers.tolist())
         assert run.bytes(f"{i}.orvenevent") == run.bytes(recording.files[0])
+    vexolan.write_recording(b"\xff.orvenevent", events)
+    assert vexolan.open(b"\xff.orvenevent").files == ["\udcff.orvenevent"]
     vexolan.write_recording("none.orvenevent", events[:0])
     assert len(vexolan.read_events("none.orvenevent")) == 0
     assert vexolan.read_triggers("none.orvenevent") is None
@@ -100,6 +105,7 @@ def test_threads_and_processes_count_at_the_same_time(recording):
         thread.join()
     assert right == [numpy.True_] * 80
     other = pickle.loads(pickle.dumps(recording))  # for processes that are no forks
+    assert other.survey() == recording.survey()
     assert (other.frames(1e-4, 60, shape=(40, 30)).counts == expected).all()
 
 
