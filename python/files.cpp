@@ -13,6 +13,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace py = pybind11;
@@ -35,8 +36,12 @@ Image_Pages pages_of(const py::array_t<std::uint32_t, py::array::c_style>& count
 }
 
 void prepare(const std::string& path, const std::vector<std::string>& read_files) {
-    refuse_harmful_output(path, read_files, {});
-    refuse_image_without_places(path);
+    try {
+        refuse_harmful_output(path, read_files, {});
+        refuse_image_without_places(path);
+    } catch (const std::invalid_argument& refusal) {
+        throw std::invalid_argument(std::string("path: ") + refusal.what());
+    }
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     if (!folder.empty()) {
         std::filesystem::create_directories(folder);
