@@ -6,6 +6,7 @@
 #include "gather_failures.h"
 #include "logging.h"
 #include "reading/count_files.h"
+#include "send_job.h"
 #include "survey_files.h"
 #include "system/Available_Memory.h"
 

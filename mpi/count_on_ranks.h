@@ -4,7 +4,6 @@
 #include "reading/Counting_Task.h"
 #include "reading/File_Failures.h"
 #include "reading/Run_Account.h"
-#include "send_job.h"
 
 #include <span>
 #include <string>
